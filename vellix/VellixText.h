@@ -1,0 +1,211 @@
+#ifndef VELLIX_TEXT_H
+#define VELLIX_TEXT_H
+
+#include <cstddef>
+#include <cstring>
+
+#include "vellix/VellixUtils.h"
+#include "vellix/platform/Bytes.h"
+
+// The walks over plain and escaped text that escaping, scanner and entries share. Internal, not installed.
+//
+// All of them work on a known length and trust nothing that an earlier walk counted: a mapped page may change under the
+// reader at any time.
+
+static inline unsigned char byteAt(const char* text) { return static_cast<unsigned char>(*text); }
+
+static inline bool isBlank(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
+
+// For each byte, the length of its escaped form: 0 where it depends on what follows, since the byte may begin a unit of
+// several.
+struct EscapedLengths {
+    unsigned char of[256] = {};
+
+    constexpr EscapedLengths() {
+        for (int byte = 0; byte < 256; ++byte) of[byte] = byte >= 0xC2 && byte <= 0xF4 ? 0 : 1;
+        of[int{'"'}] = 6;
+        of[int{'&'}] = 5;
+        of[int{'\''}] = 6;
+        of[int{'<'}] = 4;
+        of[int{'>'}] = 4;
+    }
+};
+constexpr EscapedLengths kEscapedLengths;
+
+// Returns how many bytes at `text` are ASCII, none of them NUL or escaped.
+static inline std::size_t plainRun(const char* text, std::size_t length) {
+    std::size_t run = 0;
+    for (; length - run >= platform::kBlock; run += platform::kBlock) {
+        const unsigned int stops = platform::bitsOfEscaped(text + run) | platform::bitsOfBarriers(text + run);
+        if (stops != 0) return run + platform::lowestBit(stops);
+    }
+    while (run < length && text[run] > 0 && kEscapedLengths.of[byteAt(text + run)] == 1) ++run;
+    return run;
+}
+
+// Returns the bytes of the unit at `text`, which is not at its end: what the step table says, cut short by `left` or by a
+// NUL. 0 at a NUL.
+static inline std::size_t unitLength(const char* text, std::size_t left) {
+    const auto step = static_cast<std::size_t>(xmlStepTable[byteAt(text)]);
+    std::size_t unit = step < left ? step : left;
+    for (std::size_t i = 1; i < unit; ++i) {
+        if (text[i] == '\0') unit = i;
+    }
+    return unit;
+}
+
+// Returns the row of xmlEntityTable for an escaped character, or null.
+static inline const VellixEntity* entityOf(char c) {
+    const VellixEntity* entity = xmlEntityTable;
+    while (entity->text != nullptr && entity->character != c) ++entity;
+    return entity->text != nullptr ? entity : nullptr;
+}
+
+// Writes a byte as a decimal reference, such as "&#233;", and returns its length. Only measures with a null `out`.
+static inline std::size_t putReference(unsigned char byte, char* out) {
+    const std::size_t digits = byte >= 100 ? 3 : byte >= 10 ? 2 : 1;
+    if (out != nullptr) {
+        *out++ = '&';
+        *out++ = '#';
+        unsigned int rest = byte;
+        for (std::size_t i = digits; i > 0; --i, rest /= 10) out[i - 1] = static_cast<char>('0' + rest % 10);
+        out[digits] = ';';
+    }
+    return digits + 3;
+}
+
+// Writes the escaped form of the unit at `text` and returns its length; `unit` becomes the number of bytes that it covers.
+// A NUL counts as any byte here. Only measures with a null `out`.
+static inline std::size_t putUnit(const char* text, std::size_t left, char* out, std::size_t& unit) {
+    unit = *text != '\0' ? static_cast<std::size_t>(xmlStepTable[byteAt(text)]) : 1;
+    if (unit > left) { // cut short: as it stands it would swallow the quote behind it when it is read
+        unit = left;
+        std::size_t length = 0;
+        for (std::size_t i = 0; i < left; ++i)
+            length += putReference(byteAt(text + i), out != nullptr ? out + length : nullptr);
+        return length;
+    }
+    const VellixEntity* entity = kEscapedLengths.of[byteAt(text)] > 1 ? entityOf(*text) : nullptr;
+    const std::size_t length = entity != nullptr ? static_cast<std::size_t>(entity->length) : unit;
+    if (out != nullptr) std::memcpy(out, entity != nullptr ? entity->text : text, length);
+    return length;
+}
+
+// Returns the length of the escaped form of `length` bytes.
+static inline std::size_t escapedLength(const char* text, std::size_t length) {
+    std::size_t sum = 0;
+    std::size_t at = 0;
+    while (at < length) {
+        if (length - at >= platform::kBlock &&
+            (platform::bitsOfEscaped(text + at) | platform::bitsOfBarriers(text + at)) == 0) {
+            at += platform::kBlock;
+            sum += platform::kBlock;
+            continue;
+        }
+        const std::size_t limit = length - at >= platform::kBlock ? at + platform::kBlock : length;
+        while (at < limit) {
+            std::size_t unit = 1;
+            const std::size_t escaped = kEscapedLengths.of[byteAt(text + at)];
+            sum += escaped != 0 ? escaped : putUnit(text + at, length - at, nullptr, unit);
+            at += unit;
+        }
+    }
+    return sum;
+}
+
+// Writes the escaped form of `length` bytes, for which there is room, and returns its end.
+static inline char* putEscaped(const char* text, std::size_t length, char* out) {
+    while (length > 0) {
+        std::size_t unit = plainRun(text, length);
+        if (unit > 0) {
+            std::memcpy(out, text, unit);
+            out += unit;
+        } else {
+            out += putUnit(text, length, out, unit);
+        }
+        text += unit;
+        length -= unit;
+    }
+    return out;
+}
+
+// Returns the value of a digit in base 10 or 16, or -1.
+static inline int digitValue(char c, bool hexadecimal) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (hexadecimal && c >= 'A' && c <= 'F') return c - 'A' + 10;
+    if (hexadecimal && c >= 'a' && c <= 'f') return c - 'a' + 10;
+    return -1;
+}
+
+// Reads the numeric reference at `text`, which begins with "&#", and returns its length, or 0 if it is bad. `value`
+// becomes the low byte of the number.
+static inline std::size_t readNumericReference(const char* text, std::size_t left, char& value) {
+    std::size_t at = 2;
+    const bool hexadecimal = at < left && (text[at] == 'x' || text[at] == 'X');
+    if (hexadecimal) ++at;
+    unsigned int number = 0;
+    for (; at < left && text[at] != ';'; ++at) {
+        const int digit = digitValue(text[at], hexadecimal);
+        if (digit < 0) return 0;
+        number = number * (hexadecimal ? 16U : 10U) + static_cast<unsigned int>(digit);
+    }
+    if (at == left) return 0;
+    value = static_cast<char>(number & 0xFFU);
+    return at + 1;
+}
+
+static inline char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+static inline bool startsWithReference(const char* text, std::size_t left, const VellixEntity& entity) {
+    const auto length = static_cast<std::size_t>(entity.length);
+    if (left < length) return false;
+    for (std::size_t i = 0; i < length; ++i) {
+        if (lowerCase(text[i]) != entity.text[i]) return false;
+    }
+    return true;
+}
+
+// Reads the reference at `text`, which begins with "&", and returns its length, or 0 if it is bad. `value` becomes the
+// byte that it stands for.
+static inline std::size_t readReference(const char* text, std::size_t left, char& value) {
+    if (left >= 3 && text[1] == '#') return readNumericReference(text, left, value);
+    for (const VellixEntity* entity = xmlEntityTable; entity->text != nullptr; ++entity) {
+        if (startsWithReference(text, left, *entity)) {
+            value = entity->character;
+            return static_cast<std::size_t>(entity->length);
+        }
+    }
+    return 0;
+}
+
+constexpr std::size_t kBadReference = static_cast<std::size_t>(-1);
+
+// Writes the plain form of `text`, up to `length` bytes or a NUL, but no more than `room` bytes, and returns its length,
+// or kBadReference. Only measures with a null `out`. `out` may be `text` itself: the plain form is never ahead.
+static inline std::size_t putDecoded(const char* text, std::size_t length, char* out, std::size_t room) {
+    std::size_t written = 0;
+    while (length > 0 && *text != '\0' && written < room) {
+        char value = 0;
+        std::size_t unit = plainRun(text, length);
+        std::size_t bytes = unit;
+        const char* from = text;
+        if (unit == 0 && *text == '&') {
+            unit = readReference(text, length, value);
+            if (unit == 0) return kBadReference;
+            from = &value;
+            bytes = 1;
+        } else if (unit == 0) {
+            unit = unitLength(text, length);
+            if (unit == 0) break; // a NUL that was not there a moment ago
+            bytes = unit;
+        }
+        if (bytes > room - written) bytes = room - written;
+        if (out != nullptr) std::memmove(out + written, from, bytes);
+        written += bytes;
+        text += unit;
+        length -= unit;
+    }
+    return written;
+}
+
+#endif

@@ -1,0 +1,257 @@
+#include "vellix/VellixUtils.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "vellix/VellixText.h"
+
+#define ROW_OF_16(step) step, step, step, step, step, step, step, step, step, step, step, step, step, step, step, step
+const signed char xmlStepTable[256] = {
+    0,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1, // 00: the terminator
+    ROW_OF_16(1),
+    ROW_OF_16(1),
+    ROW_OF_16(1), // 10 to 3F
+    ROW_OF_16(1),
+    ROW_OF_16(1),
+    ROW_OF_16(1),
+    ROW_OF_16(1), // 40 to 7F
+    ROW_OF_16(1),
+    ROW_OF_16(1),
+    ROW_OF_16(1),
+    ROW_OF_16(1), // 80 to BF: continuation bytes on their own
+    1,
+    1,
+    2,
+    2,
+    2,
+    2,
+    2,
+    2,
+    2,
+    2,
+    2,
+    2,
+    2,
+    2,
+    2,
+    2,            // C0: C0 and C1 begin nothing in UTF-8
+    ROW_OF_16(2), // D0
+    ROW_OF_16(3), // E0
+    4,
+    4,
+    4,
+    4,
+    4,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1,
+    1, // F0: F5 and above begin nothing in UTF-8
+};
+#undef ROW_OF_16
+
+#define ROW(character, text)                                                                                           \
+    { character, text, sizeof(text) - 1 }
+const VellixEntity xmlEntityTable[6] = {
+    ROW('"', "&quot;"), ROW('&', "&amp;"), ROW('\'', "&apos;"), ROW('<', "&lt;"), ROW('>', "&gt;"), {0, nullptr, 0},
+};
+#undef ROW
+
+namespace {
+
+struct Free {
+    void operator()(char* memory) const { std::free(memory); }
+};
+using MallocText = std::unique_ptr<char, Free>;
+
+MallocText allocateText(std::size_t length) {
+    return length < SIZE_MAX ? MallocText(static_cast<char*>(std::malloc(length + 1))) : nullptr;
+}
+
+// A beginning of a plain text and the length of its escaped form.
+struct Measure {
+    std::size_t source;
+    std::size_t escaped;
+};
+
+// Measures the longest beginning of `text` that has at most `units` units and at most `room` bytes in escaped form.
+Measure measureWithin(const char* text, std::size_t units, std::size_t room) {
+    Measure measure = {0, 0};
+    const std::size_t length = std::strlen(text);
+    while (measure.source < length && units > 0) {
+        std::size_t unit = 0;
+        const std::size_t escaped = putUnit(text + measure.source, length - measure.source, nullptr, unit);
+        if (escaped > room - measure.escaped) break;
+        measure.source += unit;
+        measure.escaped += escaped;
+        --units;
+    }
+    return measure;
+}
+
+Measure measureWhole(const char* text) {
+    const std::size_t length = std::strlen(text);
+    return {length, escapedLength(text, length)};
+}
+
+// Makes the token of the bytes from `first` to `end` and moves the position to `next`.
+VellixToken makeToken(XmlStr& text, VellixTokenKind kind, std::size_t first, std::size_t end, std::size_t next) {
+    text.position = static_cast<unsigned long>(next);
+    return {text.buffer + first, kind, static_cast<unsigned long>(end - first)};
+}
+
+// Scans a word that begins at `first` and of which the bytes before `at` are known.
+VellixToken scanWord(XmlStr& text, std::size_t first, std::size_t at) {
+    const char* const buffer = text.buffer;
+    const std::size_t length = text.length;
+    while (at < length && buffer[at] != '\0') {
+        const char c = buffer[at];
+        if (isBlank(c)) return makeToken(text, VELLIX_TOKEN_WORD, first, at, at + 1);
+        if (c == '<' || c == '>' || c == '=') break;
+        if (c == '/' && length - at > 1 && buffer[at + 1] == '>') break;
+        at += unitLength(buffer + at, length - at);
+    }
+    return makeToken(text, VELLIX_TOKEN_WORD, first, at, at);
+}
+
+// Scans a quoted string whose opening quote stands at `first`. Without an end it is a word.
+VellixToken scanQuoted(XmlStr& text, std::size_t first) {
+    const char* const buffer = text.buffer;
+    const std::size_t length = text.length;
+    const char quote = buffer[first];
+    std::size_t at = first + 1;
+    for (;;) {
+        at += plainRun(buffer + at, length - at);
+        if (at == length || buffer[at] == '<') break;
+        if (buffer[at] == quote) return makeToken(text, VELLIX_TOKEN_QUOTED, first, at + 1, at + 1);
+        const std::size_t unit = unitLength(buffer + at, length - at);
+        if (unit == 0) break;
+        at += unit;
+    }
+    return scanWord(text, first, first + 1);
+}
+
+VellixToken scanMark(XmlStr& text, VellixTokenKind kind, std::size_t first, std::size_t length) {
+    return makeToken(text, kind, first, first + length, first + length);
+}
+
+VellixToken scanOpen(XmlStr& text, std::size_t first) {
+    const char next = text.length - first > 1 ? text.buffer[first + 1] : '\0';
+    if (next == '/') return scanMark(text, VELLIX_TOKEN_CLOSE_OPEN, first, 2);
+    if (next == '?') return scanMark(text, VELLIX_TOKEN_PI_OPEN, first, 2);
+    return scanMark(text, VELLIX_TOKEN_OPEN, first, 1);
+}
+
+} // namespace
+
+unsigned long xmlLen(const char* text) {
+    return text != nullptr ? static_cast<unsigned long>(measureWhole(text).escaped) : 0;
+}
+
+char* xmlEncode(const char* text, char* destination, int size) {
+    if (text == nullptr) return nullptr;
+    const std::size_t limit = size < 0 ? 0 : static_cast<std::size_t>(size);
+    MallocText allocated;
+    Measure measure = {};
+    if (destination != nullptr) {
+        measure = size < 0 ? measureWhole(text) : measureWithin(text, limit, limit);
+    } else {
+        measure = size < 0 ? measureWhole(text) : measureWithin(text, limit + 1, SIZE_MAX);
+        allocated = allocateText(measure.escaped);
+        destination = allocated.get();
+        if (destination == nullptr) return nullptr;
+    }
+    *putEscaped(text, measure.source, destination) = '\0';
+    return allocated != nullptr ? allocated.release() : destination;
+}
+
+void xmlEncode(std::string& out, const char* text, int size) {
+    if (size >= 0 && size < INT_MAX) ++size;
+    const MallocText escaped(xmlEncode(text, nullptr, size));
+    if (escaped != nullptr) out.append(escaped.get());
+}
+
+char* xmlDecode(const char* text, unsigned long length) {
+    if (text == nullptr) return nullptr;
+    const std::size_t count = putDecoded(text, length, nullptr, SIZE_MAX);
+    if (count == kBadReference) return nullptr;
+    MallocText plain = allocateText(count);
+    if (plain == nullptr) return nullptr;
+    const std::size_t written = putDecoded(text, length, plain.get(), count);
+    if (written == kBadReference) return nullptr; // the text has changed since it was counted
+    plain.get()[written] = '\0';
+    return plain.release();
+}
+
+bool XmlStr::atEnd() const {
+    if (position >= length) return true;
+    return stopAtTagEnd && buffer[position] == '>';
+}
+
+void XmlStr::skipToTag() {
+    if (stopAtTagEnd) {
+        while (!atEnd() && buffer[position] != '<') ++position;
+    } else if (!atEnd()) {
+        const auto* tag = static_cast<const char*>(std::memchr(buffer + position, '<', length - position));
+        position = tag != nullptr ? static_cast<unsigned long>(tag - buffer) : length;
+    }
+}
+
+char xmlNextChar(XmlStr* text) {
+    if (text == nullptr || text->position >= text->length) return '\0';
+    const char* const at = text->buffer + text->position;
+    const char c = *at;
+    text->position += static_cast<unsigned long>(unitLength(at, text->length - text->position));
+    return c;
+}
+
+VellixToken xmlNextToken(XmlStr* text) {
+    constexpr VellixToken kEnd = {nullptr, VELLIX_TOKEN_EOF, 0};
+    if (text == nullptr) return kEnd;
+    while (text->position < text->length && isBlank(text->buffer[text->position])) ++text->position;
+    const unsigned long first = text->position;
+    const char c = xmlNextChar(text);
+    switch (c) {
+    case '\0':
+        return kEnd;
+    case '"':
+    case '\'':
+        return scanQuoted(*text, first);
+    case '<':
+        return scanOpen(*text, first);
+    case '=':
+        return scanMark(*text, VELLIX_TOKEN_EQUALS, first, 1);
+    case '>':
+        return scanMark(*text, VELLIX_TOKEN_END, first, 1);
+    case '/':
+        if (text->position < text->length && text->buffer[text->position] == '>')
+            return scanMark(*text, VELLIX_TOKEN_EMPTY_END, first, 2);
+        break;
+    default:
+        break;
+    }
+    return scanWord(*text, first, text->position);
+}

@@ -1,0 +1,79 @@
+#ifndef VELLIX_PLATFORM_BYTES_H
+#define VELLIX_PLATFORM_BYTES_H
+
+// Sixteen bytes of text at a time, as bit masks: bit i tells of the byte at `text + i`. With the vector instructions that
+// every x86-64 processor has, and plainly elsewhere.
+
+#include <cstddef>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace platform {
+
+constexpr std::size_t kBlock = 16;
+
+#if defined(__SSE2__)
+
+static inline __m128i loadBlock(const char* text) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text)); }
+
+static inline unsigned int bitsOf(__m128i truth) { return static_cast<unsigned int>(_mm_movemask_epi8(truth)); }
+
+static inline __m128i equals(__m128i block, char c) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(c)); }
+
+/// The bytes that are `first` or `second`.
+static inline unsigned int bitsOfEither(const char* text, char first, char second) {
+    const __m128i block = loadBlock(text);
+    return bitsOf(_mm_or_si128(equals(block, first), equals(block, second)));
+}
+
+/// The characters that stand in escaped text as references. Setting one bit makes & and ' the same, and another < and >.
+static inline unsigned int bitsOfEscaped(const char* text) {
+    const __m128i block = loadBlock(text);
+    const __m128i quotes = _mm_or_si128(equals(block, '"'), equals(_mm_or_si128(block, _mm_set1_epi8(1)), '\''));
+    return bitsOf(_mm_or_si128(quotes, equals(_mm_or_si128(block, _mm_set1_epi8(2)), '>')));
+}
+
+/// The bytes that are NUL or no ASCII.
+static inline unsigned int bitsOfBarriers(const char* text) {
+    const __m128i block = loadBlock(text);
+    return bitsOf(_mm_or_si128(block, equals(block, '\0')));
+}
+
+#else
+
+template <class Test> unsigned int bitsWhere(const char* text, Test test) {
+    unsigned int bits = 0;
+    for (std::size_t i = 0; i < kBlock; ++i) bits |= static_cast<unsigned int>(test(text[i])) << i;
+    return bits;
+}
+
+static inline unsigned int bitsOfEither(const char* text, char first, char second) {
+    return bitsWhere(text, [=](char c) { return c == first || c == second; });
+}
+
+static inline unsigned int bitsOfEscaped(const char* text) {
+    return bitsWhere(text, [](char c) { return c == '"' || c == '&' || c == '\'' || c == '<' || c == '>'; });
+}
+
+static inline unsigned int bitsOfBarriers(const char* text) {
+    return bitsWhere(text, [](char c) { return c == '\0' || static_cast<unsigned char>(c) >= 0x80; });
+}
+
+#endif
+
+/// The number of the lowest bit of `bits`, which isn't 0.
+static inline std::size_t lowestBit(unsigned int bits) {
+#if defined(__GNUC__)
+    return static_cast<std::size_t>(__builtin_ctz(bits));
+#else
+    std::size_t number = 0;
+    for (; (bits & 1U) == 0; bits >>= 1) ++number;
+    return number;
+#endif
+}
+
+} // namespace platform
+
+#endif
