@@ -1,0 +1,956 @@
+#include "vellix/VellixEntry.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <type_traits>
+
+#include "vellix/VellixText.h"
+#include "vellix/platform/Bytes.h"
+#include "vellix/platform/Platform.h"
+
+namespace {
+
+constexpr int kAbsent = -1;
+constexpr std::size_t kBulkyValue = 65536;
+
+unsigned int slotCount() {
+    static const unsigned int count = [] {
+        unsigned int longest = 0;
+        for (const VellixDocTypeRow& type : xmlDocTypeTable) longest = std::max(longest, type.mapTagLen);
+        return longest;
+    }();
+    return count;
+}
+
+const std::string& emptyString() {
+    static const std::string empty;
+    return empty;
+}
+
+char* copyBytes(char* out, const char* bytes, std::size_t length) {
+    std::memcpy(out, bytes, length);
+    return out + length;
+}
+
+// Copies a value into text. A string as long as its escaped form has nothing to escape, or is escaped already.
+char* putValue(char* out, const std::string& value, std::size_t escapedLength) {
+    if (value.size() == escapedLength) return copyBytes(out, value.data(), escapedLength);
+    return putEscaped(value.data(), value.size(), out);
+}
+
+// --- Numeric text ---
+
+constexpr std::size_t kRadix64Digits = 6;
+
+char radix64Digit(unsigned int value) {
+    return static_cast<char>(value < 12 ? value + 46 : value < 38 ? value + 53 : value + 59);
+}
+
+// Returns the value of a radix-64 digit, or -1.
+int radix64Value(char c) {
+    if (c >= '.' && c <= '9') return c - 46;
+    if (c >= 'A' && c <= 'Z') return c - 53;
+    if (c >= 'a' && c <= 'z') return c - 59;
+    return -1;
+}
+
+// Writes up to six radix-64 digits, the least significant first, and returns the length of the text. The shift keeps the
+// sign of a signed number, so a negative one always has six digits. `pad` right-aligns them by the number's width.
+template <class Number> std::size_t radix64Encode(Number value, char* out, bool pad) {
+    char digits[kRadix64Digits];
+    std::size_t count = 0;
+    do {
+        digits[count++] = radix64Digit(static_cast<unsigned int>(value) & 63U);
+        value = static_cast<Number>(value >> 6);
+    } while (value != 0 && count < kRadix64Digits);
+    constexpr std::size_t kPaddedWidth = sizeof(Number) * 3 / 2;
+    const std::size_t blanks = pad && count < kPaddedWidth ? kPaddedWidth - count : 0;
+    std::memset(out, ' ', blanks);
+    std::memcpy(out + blanks, digits, count);
+    return blanks + count;
+}
+
+// Reads radix-64 digits into 32 bits; all bits set for a bad one. Narrower and wider results follow from that number by
+// truncation and sign extension, as in the POSIX function a64l.
+int radix64Decode(const char* text) {
+    unsigned int bits = 0;
+    unsigned int shift = 0;
+    for (; *text != '\0' && shift < kRadix64Digits * 6; ++text) {
+        if (*text == ' ') continue;
+        const int value = radix64Value(*text);
+        if (value < 0) return -1;
+        bits |= static_cast<unsigned int>(value) << shift;
+        shift += 6;
+    }
+    return static_cast<int>(bits);
+}
+
+// Writes a number as the signed one of its bits, at least 32 of them, and returns the length of the text.
+template <class Number> std::size_t decimalEncode(Number value, char* out) {
+    using Signed = std::conditional_t<sizeof(Number) < sizeof(int), int, std::make_signed_t<Number>>;
+    return static_cast<std::size_t>(std::to_chars(out, out + 21, static_cast<Signed>(value)).ptr - out);
+}
+
+template <class Number> Number decimalDecode(const char* text) {
+    if constexpr (sizeof(Number) > sizeof(int)) {
+        return static_cast<Number>(platform::_atoi64(text));
+    } else {
+        return static_cast<Number>(platform::atoi(text));
+    }
+}
+
+// --- What a data type admits ---
+
+// The numbers of a data type. 0 bits: outside every range test.
+struct NumberRange {
+    unsigned int bits;
+    bool hasSign;
+    __int64 least;
+    __int64 most;
+};
+
+const NumberRange kNumberRanges[] = {
+    {0, false, 0, 0},             // VELLIX_TYPE_STRING
+    {8, true, -128, 127},         // VELLIX_TYPE_INT8
+    {8, false, 0, 255},           // VELLIX_TYPE_UINT8
+    {16, true, -32768, 32767},    // VELLIX_TYPE_INT16
+    {16, false, 0, 65535},        // VELLIX_TYPE_UINT16
+    {32, true, INT_MIN, INT_MAX}, // VELLIX_TYPE_INT32
+    {32, false, 0, UINT_MAX},     // VELLIX_TYPE_UINT32
+    {64, true, 0, 0},             // VELLIX_TYPE_INT64: no setter is wider
+    {64, false, 0, 0},            // VELLIX_TYPE_UINT64
+    {0, false, 0, 0},             // VELLIX_TYPE_RESERVED9
+    {0, false, 0, 0},             // VELLIX_TYPE_RESERVED10
+    {0, false, 0, 0},             // VELLIX_TYPE_OPAQUE
+};
+
+// A setter weighs its value only against the data types narrower than its own. Of those an unsigned number of 32 or 64
+// bits is refused by the signed ones outright; an unsigned short is held to their upper limit.
+template <class Number> bool admitsNumber(VELLIX_DATA_TYPE dataType, Number value) {
+    const NumberRange& range = kNumberRanges[dataType];
+    if (range.bits == 0 || range.bits >= sizeof(Number) * CHAR_BIT) return true;
+    if constexpr (std::is_unsigned_v<Number>) {
+        if (range.hasSign && sizeof(Number) >= sizeof(int)) return false;
+        return value <= static_cast<unsigned __int64>(range.most);
+    } else {
+        return value >= range.least && value <= range.most;
+    }
+}
+
+// A getter reads the data types of its own width and narrower, and opaque text.
+template <class Number> bool readsNumber(VELLIX_DATA_TYPE dataType) {
+    const NumberRange& range = kNumberRanges[dataType];
+    if (range.bits == 0) return dataType == VELLIX_TYPE_OPAQUE;
+    return range.bits <= sizeof(Number) * CHAR_BIT;
+}
+
+// --- Parsing ---
+
+enum State { kExpectName, kExpectEquals, kExpectValue };
+enum Action { kSyntax, kRemember, kToValue, kStore, kFinish, kFinishClosed };
+
+// What a token means in each state. VELLIX_TOKEN_EOF and above don't get here.
+const Action kActions[][3] = {
+    // ExpectName    ExpectEquals   ExpectValue
+    {kRemember, kRemember, kStore},          // VELLIX_TOKEN_WORD
+    {kSyntax, kSyntax, kStore},              // VELLIX_TOKEN_QUOTED
+    {kSyntax, kSyntax, kSyntax},             // VELLIX_TOKEN_OPEN
+    {kSyntax, kSyntax, kSyntax},             // VELLIX_TOKEN_CLOSE_OPEN
+    {kFinish, kSyntax, kSyntax},             // VELLIX_TOKEN_END
+    {kSyntax, kToValue, kSyntax},            // VELLIX_TOKEN_EQUALS
+    {kSyntax, kSyntax, kSyntax},             // VELLIX_TOKEN_PI_OPEN
+    {kFinishClosed, kFinishClosed, kSyntax}, // VELLIX_TOKEN_EMPTY_END
+};
+
+struct Bytes {
+    const char* start = nullptr;
+    std::size_t length = 0;
+};
+
+// The bytes of a value, without the quotes.
+Bytes valueOf(const VellixToken& token) {
+    if (token.kind == VELLIX_TOKEN_QUOTED) return {token.start + 1, token.length - 2};
+    return {token.start, token.length};
+}
+
+// True if the word begins with a quote that looked for its partner up to the end of the text, so that more text could
+// have made it a quoted string.
+bool quoteMetEnd(const XmlStr& text, const VellixToken& word) {
+    if (*word.start != '"' && *word.start != '\'') return false;
+    XmlStr rest = text;
+    rest.position = static_cast<unsigned long>(word.start - text.buffer) + 1;
+    char c = xmlNextChar(&rest);
+    while (c != '\0' && c != '<') c = xmlNextChar(&rest);
+    return c == '\0' && rest.position >= rest.length;
+}
+
+bool isTagLetter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+}
+
+// The end of a value in double quotes, null where the scanner would find no quoted string.
+struct ValueEnd {
+    const char* quote = nullptr;
+    bool plain = true;      // nothing in it would be escaped
+    bool reference = false; // it has an ampersand
+};
+
+// What stops the search for the closing quote at `at`: moves past a unit of several bytes, false for anything else.
+bool skipUnit(const char*& at, const char* end) {
+    if (static_cast<unsigned char>(*at) < 0x80) return false;
+    at += unitLength(at, static_cast<std::size_t>(end - at));
+    return true;
+}
+
+ValueEnd findValueEnd(const char* at, const char* end) {
+    ValueEnd found;
+    const auto note = [&found](unsigned int escaped, unsigned int ampersands) {
+        found.plain = found.plain && escaped == 0;
+        found.reference = found.reference || ampersands != 0;
+    };
+    for (;;) {
+        if (static_cast<std::size_t>(end - at) >= platform::kBlock) {
+            const unsigned int stops = platform::bitsOfEither(at, '"', '<') | platform::bitsOfBarriers(at);
+            const std::size_t first = stops != 0 ? platform::lowestBit(stops) : platform::kBlock;
+            const unsigned int before = (1U << first) - 1;
+            note(platform::bitsOfEscaped(at) & before, platform::bitsOfEither(at, '&', '&') & before);
+            at += first;
+            if (stops == 0) continue;
+        } else {
+            while (at != end && *at > 0 && *at != '"' && *at != '<') {
+                note(kEscapedLengths.of[byteAt(at)] != 1, *at == '&');
+                ++at;
+            }
+            if (at == end) return found;
+        }
+        if (skipUnit(at, end)) continue;
+        if (*at == '"') found.quote = at;
+        return found;
+    }
+}
+
+// --- Single attributes ---
+
+struct Free {
+    void operator()(char* memory) const { std::free(memory); }
+};
+
+bool isTag(const VellixMapTag& row, const Bytes& word) {
+    return word.length == row.tagLen && platform::_strnicmp(word.start, row.tag, word.length) == 0;
+}
+
+} // namespace
+
+// --- Construction ---
+
+VellixEntry::VellixEntry(VELLIX_DOC_TYPE docType, unsigned short id, bool /*flag*/) : type(docType) {
+    initAttribute();
+    if (id != 0) addNumber(1, id, false);
+}
+
+VellixEntry::VellixEntry(VELLIX_DOC_TYPE docType, const char* buffer, unsigned long length, bool /*flag*/)
+    : type(docType) {
+    initAttribute();
+    if (buffer != nullptr) parseAttrXMLString(buffer, length);
+}
+
+VellixEntry::VellixEntry(const VellixEntry& other) : lastError(other.lastError), type(other.type) {
+    initAttribute();
+    copyAttribute(other);
+    copyState(other);
+}
+
+VellixEntry::VellixEntry(VellixEntry&& other) noexcept : lastError(other.lastError), type(other.type) {
+    takeStore(other);
+}
+
+VellixEntry::~VellixEntry() = default;
+
+void VellixEntry::operator=(const VellixEntry& other) {
+    if (this == &other) return;
+    type = other.type;
+    copyAttribute(other);
+    copyState(other);
+}
+
+void VellixEntry::operator=(VellixEntry&& other) noexcept {
+    if (this == &other) return;
+    type = other.type;
+    takeStore(other);
+}
+
+void VellixEntry::initAttribute() {
+    totalAttributes = slotCount();
+    numAttributes = 0;
+    attrLen.assign(totalAttributes, kAbsent);
+    attrValue.clear();
+    attrValue.resize(totalAttributes);
+}
+
+void VellixEntry::resetAttribute() {
+    if (bulky) {
+        for (std::string& value : attrValue) {
+            if (value.capacity() > kBulkyValue) std::string().swap(value);
+        }
+        if (!entryNamed) std::string().swap(entryName);
+        bulky = false;
+    }
+    if (numAttributes == 0) return;
+    std::fill(attrLen.begin(), attrLen.end(), kAbsent);
+    numAttributes = 0;
+}
+
+void VellixEntry::copyAttribute(const VellixEntry& other) {
+    if (totalAttributes == 0) initAttribute();
+    resetAttribute();
+    for (unsigned int id = 0; numAttributes < other.numAttributes && id < totalAttributes; ++id) {
+        if (!other.isPresent(id)) continue;
+        attrValue[id] = other.attrValue[id];
+        bulky = bulky || attrValue[id].size() > kBulkyValue;
+        attrLen[id] = other.attrLen[id];
+        ++numAttributes;
+    }
+}
+
+void VellixEntry::copyState(const VellixEntry& other) {
+    entryNamed = false;
+    if (other.entryNamed) {
+        try {
+            entryName = other.entryName;
+            entryNamed = true;
+        } catch (const std::bad_alloc&) {
+            entryName.clear(); // the copy goes without a name
+        }
+    }
+    numChildDocs = other.numChildDocs;
+    numEntries = other.numEntries;
+    entryClosed = other.entryClosed;
+}
+
+void VellixEntry::takeStore(VellixEntry& other) noexcept {
+    attrLen = std::move(other.attrLen);
+    attrValue = std::move(other.attrValue);
+    totalAttributes = other.totalAttributes;
+    numAttributes = other.numAttributes;
+    entryNamed = other.entryNamed;
+    entryName = std::move(other.entryName);
+    bulky = other.bulky;
+    entryClosed = other.entryClosed;
+    numChildDocs = other.numChildDocs;
+    numEntries = other.numEntries;
+    other.totalAttributes = 0;
+    other.numAttributes = 0;
+    other.entryNamed = false;
+}
+
+void VellixEntry::loadFromBuffer(VELLIX_DOC_TYPE docType, const char* buffer, unsigned long length, bool /*flag*/) {
+    type = docType;
+    entryNamed = false;
+    lastError = VELLIX_SUCCESS;
+    numChildDocs = 0;
+    numEntries = 0;
+    entryClosed = false;
+    std::memset(numberBuffer, 0, sizeof numberBuffer);
+    initAttribute();
+    if (buffer != nullptr) parseAttrXMLString(buffer, length);
+}
+
+// --- State ---
+
+void VellixEntry::clear() {
+    entryNamed = false;
+    resetAttribute();
+    type = VELLIX_DOC_NONE;
+    numChildDocs = 0;
+    numEntries = 0;
+}
+
+bool VellixEntry::operator==(const VellixEntry& other) const {
+    if (totalAttributes != other.totalAttributes || numAttributes != other.numAttributes) return false;
+    unsigned int compared = 0;
+    for (unsigned int id = 0; compared < numAttributes; ++id) {
+        if (isPresent(id) != other.isPresent(id)) return false;
+        if (!isPresent(id)) continue;
+        if (attrValue[id] != other.attrValue[id]) return false;
+        ++compared;
+    }
+    return true;
+}
+
+void VellixEntry::setError(int code) { lastError = code; }
+
+int VellixEntry::getLastError() const { return lastError; }
+
+const char* VellixEntry::getEntryName() const { return entryNamed ? entryName.c_str() : nullptr; }
+
+VELLIX_DOC_TYPE VellixEntry::getType() const { return type; }
+
+void VellixEntry::setType(VELLIX_DOC_TYPE docType) { type = docType; }
+
+VELLIX_DOC_TYPE VellixEntry::getParentType() const { return row().parentType; }
+
+bool VellixEntry::includeXmlHeader() const { return row().includeXmlHeader != 0; }
+
+bool VellixEntry::cacheData() const { return row().cacheData != 0; }
+
+bool VellixEntry::isLeafDoc() const { return row().isLeafDoc != 0; }
+
+bool VellixEntry::isEntryClosed() const { return entryClosed; }
+
+void VellixEntry::setIsEntryClosed(bool closed) { entryClosed = closed; }
+
+int VellixEntry::getNumberOfAttributes() const { return numAttributes; }
+
+int VellixEntry::getTotalAttributes() const { return static_cast<int>(totalAttributes); }
+
+unsigned long VellixEntry::getNumberOfChildDocs() const { return numChildDocs; }
+
+unsigned long VellixEntry::getNumberOfEntries() const { return numEntries; }
+
+bool VellixEntry::isEmpty() const { return numAttributes == 0; }
+
+bool VellixEntry::isLeaf() const { return numChildDocs == 0 && numEntries == 0; }
+
+// --- Schema ---
+
+const VellixDocTypeRow& VellixEntry::row() const { return xmlDocTypeRow(type); }
+
+VellixMapTag* VellixEntry::getXmlMapTag(VELLIX_DOC_TYPE docType) {
+    return const_cast<VellixMapTag*>(xmlDocTypeRow(docType).mapTag);
+}
+
+unsigned long VellixEntry::getXmlMapTagLen(VELLIX_DOC_TYPE docType) { return xmlDocTypeRow(docType).mapTagLen; }
+
+VellixMapTag* VellixEntry::getXmlMapTag() const { return getXmlMapTag(type); }
+
+unsigned long VellixEntry::getXmlMapTagLen() const { return getXmlMapTagLen(type); }
+
+char* VellixEntry::getAttributeTag(int position) const {
+    const VellixMapTag* attribute = xmlRowAt(type, static_cast<unsigned int>(position));
+    return attribute != nullptr ? const_cast<char*>(attribute->tag) : nullptr;
+}
+
+int VellixEntry::getAttributeTagLen(int position) const {
+    const VellixMapTag* attribute = xmlRowAt(type, static_cast<unsigned int>(position));
+    return attribute != nullptr ? static_cast<int>(attribute->tagLen) : 0;
+}
+
+int VellixEntry::getAttributeMaxLen(int position) const {
+    const VellixMapTag* attribute = xmlRowAt(type, static_cast<unsigned int>(position));
+    return attribute != nullptr ? attribute->maxLen : -2;
+}
+
+VELLIX_DATA_TYPE VellixEntry::getDefaultDataType(unsigned short id) const {
+    const VellixMapTag* attribute = xmlRowById(type, id);
+    return attribute != nullptr ? attribute->dataType : static_cast<VELLIX_DATA_TYPE>(-1);
+}
+
+VELLIX_NUMERIC_ENCODING VellixEntry::getEncoding(unsigned short id) const {
+    const VellixMapTag* attribute = xmlRowById(type, id);
+    return attribute != nullptr ? attribute->encoding : VELLIX_ENC_DECIMAL;
+}
+
+// --- The store ---
+
+bool VellixEntry::isPresent(unsigned int id) const { return id < totalAttributes && attrLen[id] != kAbsent; }
+
+void VellixEntry::dropSlot(unsigned int id) {
+    if (!isPresent(id)) return;
+    attrLen[id] = kAbsent;
+    --numAttributes;
+}
+
+void VellixEntry::keepSlot(unsigned int id, std::size_t escapedLength) {
+    if (attrLen[id] == kAbsent) ++numAttributes;
+    attrLen[id] = static_cast<int>(escapedLength);
+}
+
+// Stores a value that holds no NUL, and that has nothing to escape if it is `plain`. Any other is measured only after it
+// was copied: the bytes at `value` may belong to a mapped page, and the text forms rely on the length noted here.
+bool VellixEntry::storeText(unsigned int id, const char* value, std::size_t length, bool plain) {
+    const VellixMapTag* attribute = xmlRowAt(type, id);
+    if (attribute == nullptr || id >= totalAttributes) return false;
+    if (attribute->maxLen >= 0 && length > static_cast<std::size_t>(attribute->maxLen)) {
+        length = static_cast<std::size_t>(attribute->maxLen);
+        plain = false; // the cut may go through a character
+    }
+    constexpr auto kLongest = static_cast<std::size_t>(INT_MAX);
+    if (length > kLongest / 6 && escapedLength(value, length) > kLongest) return false;
+    std::string& slot = attrValue[id];
+    slot.assign(value, length);
+    if (length > kBulkyValue) bulky = true;
+    keepSlot(id, plain ? length : escapedLength(slot.data(), slot.size()));
+    return true;
+}
+
+// Stores the text in numberBuffer. No number has a character to escape.
+bool VellixEntry::storeNumber(unsigned int id, std::size_t length) {
+    numberBuffer[length] = '\0';
+    if (id >= totalAttributes || xmlRowAt(type, id) == nullptr) return false;
+    attrValue[id].assign(numberBuffer, length);
+    keepSlot(id, length);
+    return true;
+}
+
+bool VellixEntry::addAttribute_s(unsigned short id, const char* value) {
+    if (value != nullptr) return storeText(id, value, std::strlen(value), false);
+    dropSlot(id);
+    return false;
+}
+
+bool VellixEntry::removeAttribute(unsigned short id) {
+    if (id >= totalAttributes) return false;
+    dropSlot(id);
+    return true;
+}
+
+// --- Setters ---
+
+template <class Number> bool VellixEntry::addNumber(unsigned short id, Number value, bool pad) {
+    const VellixMapTag* attribute = xmlRowById(type, id);
+    if (attribute != nullptr && !admitsNumber(attribute->dataType, value)) {
+        setError(VELLIX_ERR_OUT_OF_RANGE);
+        return false;
+    }
+    const bool radix64 = attribute != nullptr && attribute->encoding == VELLIX_ENC_RADIX64;
+    return storeNumber(id, radix64 ? radix64Encode(value, numberBuffer, pad) : decimalEncode(value, numberBuffer));
+}
+
+bool VellixEntry::addAttribute(unsigned short id, short value, bool pad) { return addNumber(id, value, pad); }
+
+bool VellixEntry::addAttribute(unsigned short id, unsigned short value, bool pad) { return addNumber(id, value, pad); }
+
+bool VellixEntry::addAttribute(unsigned short id, int value, bool pad) { return addNumber(id, value, pad); }
+
+bool VellixEntry::addAttribute(unsigned short id, unsigned int value, bool pad) { return addNumber(id, value, pad); }
+
+bool VellixEntry::addAttribute(unsigned short id, long value, bool pad) {
+    if (value >= INT_MIN && value <= INT_MAX) return addNumber(id, static_cast<int>(value), pad);
+    setError(VELLIX_ERR_OUT_OF_RANGE);
+    return false;
+}
+
+bool VellixEntry::addAttribute(unsigned short id, unsigned long value, bool pad) {
+    if (value <= UINT_MAX) return addNumber(id, static_cast<unsigned int>(value), pad);
+    setError(VELLIX_ERR_OUT_OF_RANGE);
+    return false;
+}
+
+bool VellixEntry::addAttribute(unsigned short id, __int64 value, bool pad) { return addNumber(id, value, pad); }
+
+bool VellixEntry::addAttribute(unsigned short id, unsigned __int64 value, bool pad) {
+    return addNumber(id, value, pad);
+}
+
+// Notes a mismatch if the attribute is numeric.
+bool VellixEntry::admitsText(unsigned short id) {
+    const VellixMapTag* attribute = xmlRowById(type, id);
+    if (attribute == nullptr) return true;
+    if (attribute->dataType == VELLIX_TYPE_STRING || attribute->dataType == VELLIX_TYPE_OPAQUE) return true;
+    setError(VELLIX_ERR_TYPE_MISMATCH);
+    return false;
+}
+
+bool VellixEntry::addAttribute(unsigned short id, const char* value) {
+    return admitsText(id) && addAttribute_s(id, value);
+}
+
+bool VellixEntry::addAttribute(unsigned short id, const std::string& value) { return addAttribute(id, value.c_str()); }
+
+bool VellixEntry::addAttribute(unsigned short id, const wchar_t* value) {
+    if (!admitsText(id)) return false;
+    if (value == nullptr) return addAttribute_s(id, nullptr);
+    const int size = platform::WideCharToMultiByte(platform::kUtf8, 0, value, -1, nullptr, 0, nullptr, nullptr);
+    if (size <= 0) return false;
+    std::string converted(static_cast<std::size_t>(size), '\0');
+    platform::WideCharToMultiByte(platform::kUtf8, 0, value, -1, &converted[0], size, nullptr, nullptr);
+    return addAttribute_s(id, converted.c_str());
+}
+
+bool VellixEntry::addAttribute(const char* tag, unsigned int length, const char* value) {
+    const VellixMapTag* attribute = xmlRowByTag(type, tag, length);
+    return attribute != nullptr && addAttribute_s(static_cast<unsigned short>(attribute->id), value);
+}
+
+// --- Getters ---
+
+// Reads a number at the width of `Number`, which may be narrower than that of `Value`.
+template <class Number, class Value> bool VellixEntry::getNumber(unsigned short id, Value& value) {
+    if (sizeof(Number) < sizeof(int)) value = 0;
+    const VellixMapTag* attribute = xmlRowById(type, id);
+    if (attribute != nullptr && !readsNumber<Number>(attribute->dataType)) {
+        setError(VELLIX_ERR_TYPE_MISMATCH);
+        return false;
+    }
+    value = 0;
+    if (!isPresent(id)) return false;
+    const char* text = attrValue[id].c_str();
+    const bool radix64 = attribute != nullptr && attribute->encoding == VELLIX_ENC_RADIX64;
+    value = radix64 ? static_cast<Number>(radix64Decode(text)) : decimalDecode<Number>(text);
+    return true;
+}
+
+bool VellixEntry::getAttribute(unsigned short id, short& value) { return getNumber<short>(id, value); }
+
+bool VellixEntry::getAttribute(unsigned short id, unsigned short& value) {
+    return getNumber<unsigned short>(id, value);
+}
+
+bool VellixEntry::getAttribute(unsigned short id, int& value) { return getNumber<int>(id, value); }
+
+bool VellixEntry::getAttribute(unsigned short id, unsigned int& value) { return getNumber<unsigned int>(id, value); }
+
+bool VellixEntry::getAttribute(unsigned short id, long& value) { return getNumber<int>(id, value); }
+
+bool VellixEntry::getAttribute(unsigned short id, unsigned long& value) { return getNumber<unsigned int>(id, value); }
+
+bool VellixEntry::getAttribute(unsigned short id, __int64& value) { return getNumber<__int64>(id, value); }
+
+bool VellixEntry::getAttribute(unsigned short id, unsigned __int64& value) {
+    return getNumber<unsigned __int64>(id, value);
+}
+
+const char* VellixEntry::getAttribute(unsigned short id) const {
+    return isPresent(id) ? attrValue[id].c_str() : nullptr;
+}
+
+bool VellixEntry::getAttribute(unsigned short id, char*& value, int& length) const {
+    if (!isPresent(id)) return false;
+    value = platform::_strdup(attrValue[id].c_str());
+    length = value != nullptr ? static_cast<int>(attrValue[id].size()) : 0;
+    return value != nullptr;
+}
+
+bool VellixEntry::getAttribute(unsigned short id, std::string& value) const {
+    if (!isPresent(id)) return false;
+    value = attrValue[id];
+    return true;
+}
+
+const std::string& VellixEntry::getAttributeStr(unsigned short id) const {
+    return isPresent(id) ? attrValue[id] : emptyString();
+}
+
+bool VellixEntry::getAttributeXmlEncoded(unsigned short id, std::string& value) const {
+    if (!isPresent(id)) return false;
+    const std::unique_ptr<char, Free> escaped(xmlEncode(attrValue[id].c_str(), nullptr, -1));
+    if (escaped == nullptr) return false;
+    value = escaped.get();
+    return true;
+}
+
+void VellixEntry::encodingAttributes() {
+    unsigned int seen = 0;
+    for (unsigned int id = 0; seen < numAttributes; ++id) {
+        if (!isPresent(id)) continue;
+        ++seen;
+        std::string& value = attrValue[id];
+        if (value.size() == static_cast<std::size_t>(attrLen[id])) continue; // nothing to escape, or done already
+        const std::unique_ptr<char, Free> escaped(xmlEncode(value.c_str(), nullptr, -1));
+        if (escaped != nullptr) value = escaped.get();
+    }
+}
+
+// --- Text forms ---
+
+const char* VellixEntry::getOpenTag() const {
+    const VellixDocTypeRow& docType = row();
+    if (docType.docType == VELLIX_DOC_NONE) return "";
+    return !isLeaf() && isEmpty() ? docType.openTag : docType.entryOpenTag;
+}
+
+const char* VellixEntry::getCloseTag() const { return plainCloseTag(); }
+
+// What ends the tag itself, also where a document has its own close tag.
+const char* VellixEntry::plainCloseTag() const { return isLeaf() ? "/>" : ">"; }
+
+// Calls `visit` with the row, the value and the escaped length of each slot that stands in the text.
+template <class Visit> void VellixEntry::eachAttribute(Visit visit) const {
+    const VellixDocTypeRow& docType = row();
+    unsigned int seen = 0;
+    for (unsigned int id = 0; seen < numAttributes && id + 1 < docType.mapTagLen; ++id) {
+        if (attrLen[id] == kAbsent) continue;
+        ++seen;
+        visit(docType.mapTag[id], attrValue[id], static_cast<std::size_t>(attrLen[id]));
+    }
+}
+
+std::size_t VellixEntry::textSize(const char* openTag, const char* closeTag) const {
+    std::size_t size = std::strlen(openTag) + std::strlen(closeTag);
+    eachAttribute([&size](const VellixMapTag& attribute, const std::string&, std::size_t escapedLength) {
+        size += 1 + attribute.tagAssignLen + escapedLength + 1; // the blank and the closing quote
+    });
+    return size;
+}
+
+// Writes the text, which has the size that textSize tells, and returns its end.
+char* VellixEntry::putText(char* out, const char* openTag) const {
+    out = copyBytes(out, openTag, std::strlen(openTag));
+    eachAttribute([&out](const VellixMapTag& attribute, const std::string& value, std::size_t escapedLength) {
+        *out++ = ' ';
+        out = copyBytes(out, attribute.tagAssign, attribute.tagAssignLen);
+        out = putValue(out, value, escapedLength);
+        *out++ = '"';
+    });
+    return copyBytes(out, plainCloseTag(), std::strlen(plainCloseTag()));
+}
+
+unsigned long VellixEntry::size() const {
+    if (row().docType == VELLIX_DOC_NONE) return 0;
+    return static_cast<unsigned long>(textSize(getOpenTag(), getCloseTag()));
+}
+
+bool VellixEntry::serialize(std::string& out) const {
+    if (row().docType == VELLIX_DOC_NONE) return false;
+    const char* openTag = getOpenTag();
+    const std::size_t before = out.size();
+    out.resize(before + textSize(openTag, plainCloseTag()));
+    putText(&out[before], openTag);
+    return true;
+}
+
+bool VellixEntry::serialize(char* buffer, unsigned long room) const {
+    if (buffer == nullptr || row().docType == VELLIX_DOC_NONE) return false;
+    const char* openTag = getOpenTag();
+    if (textSize(openTag, plainCloseTag()) <= room) {
+        *putText(buffer, openTag) = '\0';
+        return true;
+    }
+    putPieces(buffer, room, openTag);
+    return false;
+}
+
+// Writes as many whole pieces of the text as fit into `room` bytes, and a NUL behind them.
+void VellixEntry::putPieces(char* out, std::size_t room, const char* openTag) const {
+    *out = '\0';
+    bool fits = true;
+    const auto reserve = [&](std::size_t length) {
+        fits = fits && length <= room;
+        if (fits) room -= length;
+        return fits;
+    };
+    const auto put = [&](const char* piece, std::size_t length) {
+        if (!reserve(length)) return;
+        out = copyBytes(out, piece, length);
+        *out = '\0';
+    };
+    put(openTag, std::strlen(openTag));
+    eachAttribute([&](const VellixMapTag& attribute, const std::string& value, std::size_t escapedLength) {
+        put(" ", 1);
+        put(attribute.tag, attribute.tagLen);
+        put("=\"", 2);
+        if (reserve(escapedLength)) {
+            out = putValue(out, value, escapedLength);
+            *out = '\0';
+        }
+        put("\"", 1);
+    });
+    put(plainCloseTag(), std::strlen(plainCloseTag()));
+}
+
+std::string VellixEntry::toString() const {
+    std::string text;
+    serialize(text);
+    return text;
+}
+
+// --- Parsing ---
+
+int VellixEntry::parseAttrXMLString(XmlStr* text) {
+    bool metEnd = false;
+    return text != nullptr ? parseTag(*text, metEnd) : VELLIX_ERR_NULL_ARGUMENT;
+}
+
+int VellixEntry::parseAttrXMLString(const char* buffer, unsigned long length) {
+    if (buffer == nullptr) return VELLIX_ERR_NULL_ARGUMENT;
+    XmlStr text;
+    text.buffer = buffer;
+    text.length = length;
+    return parseAttrXMLString(&text);
+}
+
+// Parses one tag. `metEnd` tells whether the end of the text had a part in the result, so that the tag might read
+// otherwise if the text went on.
+int VellixEntry::parseTag(XmlStr& text, bool& metEnd) {
+    metEnd = false;
+    if (totalAttributes == 0) initAttribute(); // content was moved away
+    VellixToken token = xmlNextToken(&text);
+    if (token.kind != VELLIX_TOKEN_OPEN) {
+        metEnd = token.kind == VELLIX_TOKEN_EOF && text.position >= text.length;
+        return token.kind == VELLIX_TOKEN_EOF ? VELLIX_ERR_END_OF_BUFFER : VELLIX_ERR_SYNTAX;
+    }
+    State state = kExpectName;
+    Bytes name;
+    for (;;) {
+        if (state == kExpectEquals || (state == kExpectName && entryNamed)) {
+            bool any = false;
+            if (parsePlainAttributes(text, any) != VELLIX_SUCCESS) return VELLIX_ERR_NO_MEMORY;
+            if (any) state = kExpectName;
+        }
+        token = xmlNextToken(&text);
+        if (token.kind == VELLIX_TOKEN_EOF) {
+            metEnd = text.position >= text.length;
+            return VELLIX_ERR_END_OF_BUFFER;
+        }
+        if (token.kind == VELLIX_TOKEN_WORD && !metEnd) metEnd = quoteMetEnd(text, token);
+        switch (kActions[token.kind][state]) {
+        case kRemember:
+            name = {token.start, token.length};
+            if (state == kExpectName && !takeName(name.start, name.length)) return VELLIX_ERR_NO_MEMORY;
+            state = kExpectEquals;
+            break;
+        case kToValue:
+            state = kExpectValue;
+            break;
+        case kStore: {
+            const Bytes value = valueOf(token);
+            if (!takeValue(xmlRowByTag(type, name.start, static_cast<unsigned long>(name.length)), value.start,
+                           value.length))
+                return VELLIX_ERR_NO_MEMORY;
+            state = kExpectName;
+            break;
+        }
+        case kFinishClosed:
+            entryClosed = true;
+            return VELLIX_SUCCESS;
+        case kFinish:
+            return VELLIX_SUCCESS;
+        case kSyntax:
+            text.syntaxError = 1;
+            return VELLIX_ERR_SYNTAX;
+        }
+    }
+}
+
+// Reads the attributes at the position that have the form in which they are written, and stops before anything else. The
+// tokens would give the same; this is the quick road for what nearly all attributes are.
+int VellixEntry::parsePlainAttributes(XmlStr& text, bool& any) {
+    const char* const end = text.buffer + text.length;
+    for (;;) {
+        const char* at = text.buffer + text.position;
+        if (at != end && *at == ' ') ++at;
+        const char* const name = at;
+        while (at != end && isTagLetter(*at)) ++at;
+        if (at == name || end - at < 3 || at[0] != '=' || at[1] != '"') return VELLIX_SUCCESS;
+        const auto nameLength = static_cast<unsigned long>(at - name);
+        const char* const value = at + 2;
+        const ValueEnd valueEnd = findValueEnd(value, end);
+        if (valueEnd.quote == nullptr) return VELLIX_SUCCESS;
+        any = true;
+        text.position = static_cast<unsigned long>(valueEnd.quote + 1 - text.buffer);
+        const VellixMapTag* attribute = xmlRowByTag(type, name, nameLength);
+        const auto length = static_cast<std::size_t>(valueEnd.quote - value);
+        if (valueEnd.reference) {
+            if (!takeReferences(attribute, value, length)) return VELLIX_ERR_NO_MEMORY;
+        } else if (attribute != nullptr) {
+            storeText(attribute->id & 0xFFFFU, value, length, valueEnd.plain);
+        }
+        if (!entryNamed) return VELLIX_SUCCESS; // the next word may be the name
+    }
+}
+
+// Makes the first word of a tag the entry's name and, for an entry without a type, looks the type up by it. False if
+// memory ran out.
+bool VellixEntry::takeName(const char* word, std::size_t length) {
+    if (entryNamed) return true;
+    try {
+        entryName.assign(word, length);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    bulky = bulky || length > kBulkyValue;
+    entryNamed = true;
+    if (type != VELLIX_DOC_NONE) return true;
+    type = xmlDocTypeByName(entryName.data(), static_cast<unsigned long>(length));
+    entryNamed = type != VELLIX_DOC_NONE;
+    return true;
+}
+
+// Stores a value that was read; without an attribute it drops out. False if it has a bad reference or memory for its plain
+// form ran out.
+bool VellixEntry::takeValue(const VellixMapTag* attribute, const char* text, std::size_t length) {
+    if (std::memchr(text, '&', length) != nullptr) return takeReferences(attribute, text, length);
+    if (attribute != nullptr) storeText(attribute->id & 0xFFFFU, text, length, false);
+    return true;
+}
+
+// The same for a value with an ampersand.
+bool VellixEntry::takeReferences(const VellixMapTag* attribute, const char* text, std::size_t length) {
+    std::string& plain = attrValue.back(); // the place of the longest map's end row: no attribute lives there
+    try {
+        plain.assign(text, length);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    bulky = bulky || length > kBulkyValue;
+    std::size_t decoded = putDecoded(plain.data(), length, &plain[0], length);
+    if (decoded == kBadReference) return false;
+    const void* nul = std::memchr(plain.data(), '\0', decoded);
+    if (nul != nullptr) decoded = static_cast<std::size_t>(static_cast<const char*>(nul) - plain.data());
+    if (attribute != nullptr) storeText(attribute->id & 0xFFFFU, plain.data(), decoded, false);
+    return true;
+}
+
+// --- Single attributes ---
+
+char* VellixEntry::parseAttribute(VELLIX_DOC_TYPE docType, unsigned short id, const char* buffer, unsigned long length,
+                                  bool /*flag*/) {
+    const VellixMapTag* attribute = xmlRowAt(docType, id);
+    if (attribute == nullptr || buffer == nullptr) return nullptr;
+    XmlStr text;
+    text.buffer = buffer;
+    text.length = length;
+    if (xmlNextToken(&text).kind != VELLIX_TOKEN_OPEN) return nullptr;
+    State state = kExpectName;
+    Bytes name;
+    for (;;) {
+        const VellixToken token = xmlNextToken(&text);
+        const Action action = token.kind == VELLIX_TOKEN_EOF ? kSyntax : kActions[token.kind][state];
+        if (action == kRemember) {
+            name = {token.start, token.length};
+            state = kExpectEquals;
+        } else if (action == kToValue) {
+            state = kExpectValue;
+        } else if (action == kStore) {
+            const Bytes value = valueOf(token);
+            if (isTag(*attribute, name)) return xmlDecode(value.start, static_cast<unsigned long>(value.length));
+            state = kExpectName;
+        } else {
+            return nullptr;
+        }
+    }
+}
+
+const char* VellixEntry::parseAttributeFast_ptr(VELLIX_DOC_TYPE docType, unsigned short id, const char* buffer,
+                                                bool /*flag*/) {
+    const VellixMapTag* attribute = xmlRowAt(docType, id);
+    if (attribute == nullptr) return nullptr;
+    const char* found = attr_strstr(buffer, attribute->tagAssign);
+    return found != nullptr ? found + attribute->tagAssignLen : nullptr;
+}
+
+char* VellixEntry::parseAttributeFast_str(VELLIX_DOC_TYPE docType, unsigned short id, const char* buffer, bool flag) {
+    const char* value = parseAttributeFast_ptr(docType, id, buffer, flag);
+    const char* end = value != nullptr ? std::strchr(value, '"') : nullptr;
+    if (end == nullptr) return nullptr;
+    const auto length = static_cast<std::size_t>(end - value);
+    auto* copy = static_cast<char*>(std::malloc(length + 1));
+    if (copy != nullptr) *copyBytes(copy, value, length) = '\0';
+    return copy;
+}
+
+const char* VellixEntry::attr_strstr(const char* text, const char* pattern) {
+    if (text == nullptr || pattern == nullptr) return nullptr;
+    const std::size_t length = std::strlen(pattern);
+    if (length == 0) return text;
+    for (; *text != '\0' && *text != '>'; ++text) {
+        if (std::strncmp(text, pattern, length) == 0) return text;
+    }
+    return nullptr;
+}

@@ -1,0 +1,330 @@
+#ifndef VELLIX_ENTRY_H
+#define VELLIX_ENTRY_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "vellix/VellixSchema.h"
+#include "vellix/VellixTypes.h"
+#include "vellix/VellixUtils.h"
+
+// One tag with its attributes: the leaf unit of a catalog document, and the base of VellixDoc.
+//
+// An attribute is named by its id, a small number. The document type of the entry gives each id its tag, data type and
+// length limit (see docs/attributes.md for all of them). Values are held in plain form, as UTF-8, in numbered slots, and
+// are escaped only on the way into text. A number is held as text too, in the form of its attribute.
+//     VellixEntry file(VELLIX_DOC_FH);
+//     file.addAttribute(6, "a&b");                        // NM
+//     file.addAttribute(9, 12, false);                    // SZ
+//     file.toString();                                    // <ET NM="a&amp;b" SZ="12"/>
+//
+// A slot is absent or present; a present one may be empty. Every entry has 78 slots, so its type can change after the
+// fact, but a slot takes a value only while the type has an attribute at that place.
+//
+// An entry belongs to one thread at a time; two entries share no state. Where memory runs out and nothing else is said,
+// std::bad_alloc leaves the call, and the entry keeps what it held.
+class VELLIX_API VellixEntry {
+public:
+    /// Makes an entry of `type`. An `id` other than 0 is stored in slot 1 as a number. `flag` has no effect.
+    VellixEntry(VELLIX_DOC_TYPE type = VELLIX_DOC_NONE, unsigned short id = 0, bool flag = true);
+
+    /// Makes an entry of `type` and reads one tag into it with `parseAttrXMLString`, whose result is dropped. A null
+    /// `buffer` leaves the entry empty. `flag` has no effect.
+    VellixEntry(VELLIX_DOC_TYPE type, const char* buffer, unsigned long length, bool flag);
+
+    /// Copies everything but the number scratch. If memory for the entry name can't be had the copy has none.
+    VellixEntry(const VellixEntry& other);
+
+    /// Takes over the content of `other`, which may afterwards only be assigned to, loaded or destroyed.
+    VellixEntry(VellixEntry&& other) noexcept;
+
+    virtual ~VellixEntry();
+
+    /// As the copy constructor, but `getLastError` stays as it was.
+    void operator=(const VellixEntry& other);
+
+    /// As the copying form; `other` is left as the moving constructor leaves it.
+    void operator=(VellixEntry&& other) noexcept;
+
+    /// Makes the entry new: type NONE is replaced by `type`, everything else returns to what construction gives. Then
+    /// reads one tag from `buffer`, if it isn't null, and drops the result. `flag` has no effect.
+    void loadFromBuffer(VELLIX_DOC_TYPE type, const char* buffer, unsigned long length, bool flag);
+
+    /// Makes every slot absent, drops the name, sets the type to VELLIX_DOC_NONE and both counters to 0. The error code
+    /// and the closed mark stay.
+    void clear();
+
+    /// True if both hold the same values in the same slots. Type, name and counters don't enter into it.
+    bool operator==(const VellixEntry& other) const;
+
+    /// Stores a VELLIX_ERROR value as the last error. No success clears it.
+    void setError(int code);
+    int getLastError() const;
+
+    /// Returns the tag word that a parse read, or null for an entry built in code. The entry stays the owner.
+    const char* getEntryName() const;
+
+    VELLIX_DOC_TYPE getType() const;
+
+    /// Sets the type alone: slots keep their values, whatever attributes the new type has there.
+    void setType(VELLIX_DOC_TYPE type);
+
+    /// Returns the type of document that holds documents of this type, VELLIX_DOC_NONE at a root.
+    VELLIX_DOC_TYPE getParentType() const;
+
+    /// True if a document of this type stands behind an XML declaration.
+    bool includeXmlHeader() const;
+
+    /// True if the contents of a document of this type are read along with its tag.
+    bool cacheData() const;
+
+    /// True if documents of this type have no child documents.
+    bool isLeafDoc() const;
+
+    /// True once a parse has read "/>". No parse lowers it.
+    bool isEntryClosed() const;
+    void setIsEntryClosed(bool closed);
+
+    /// Returns the number of present slots.
+    int getNumberOfAttributes() const;
+
+    /// Returns the number of slots, present or not.
+    int getTotalAttributes() const;
+
+    unsigned long getNumberOfChildDocs() const;
+    unsigned long getNumberOfEntries() const;
+
+    /// True if no slot is present. Child documents and entries don't count.
+    bool isEmpty() const;
+
+    /// Returns the first row of the attribute map of `type`, null for a type without one. Nothing may be written through
+    /// the result: the schema is constant.
+    static VellixMapTag* getXmlMapTag(VELLIX_DOC_TYPE type);
+
+    /// Returns the number of rows of that map, its end row included; 0 for a type without one.
+    static unsigned long getXmlMapTagLen(VELLIX_DOC_TYPE type);
+
+    /// Returns the tag at `position` of the entry's map, null where there is no attribute row. Nothing may be written
+    /// through the result.
+    char* getAttributeTag(int position) const;
+
+    /// Returns the bytes of that tag, 0 where there is no attribute row.
+    int getAttributeTagLen(int position) const;
+
+    /// Returns the largest number of bytes that the attribute takes; -2 means no limit, or no attribute row.
+    int getAttributeMaxLen(int position) const;
+
+    // Setters. Each answers whether the value was stored. Common to all of them:
+    // - A value for an `id` at whose place the entry's type has no attribute is refused: false, and nothing changes.
+    // - A value that the attribute's data type refuses: false, VELLIX_ERR_OUT_OF_RANGE for a number and
+    //   VELLIX_ERR_TYPE_MISMATCH for a text, and the slot stays as it was.
+    // - A number is weighed only against data types narrower than its own C++ type. An unsigned number of 32 or 64 bits
+    //   is refused by the signed ones among them, however small it is.
+    // - Where the `id` of the row at that place differs (CatSearchCriteria 9 to 11, 42, 43), nothing is tested.
+    // - A value longer than the attribute's limit is cut to it, counted in bytes.
+    // - A decimal number stands as the signed number of its width: 4294967295 given as `unsigned int` is "-1", and the
+    //   getters of the same width give it back.
+    // - `pad` right-aligns a radix-64 number with blanks to 3, 6 or 12 characters by its width of 16, 32 or 64 bits. It
+    //   means nothing in a decimal attribute.
+
+    bool addAttribute(unsigned short id, short value, bool pad);
+    bool addAttribute(unsigned short id, unsigned short value, bool pad);
+    bool addAttribute(unsigned short id, int value, bool pad);
+    bool addAttribute(unsigned short id, unsigned int value, bool pad);
+
+    /// As the `int` form. A value that 32 bits can't hold is refused first of all, with VELLIX_ERR_OUT_OF_RANGE.
+    bool addAttribute(unsigned short id, long value, bool pad);
+    bool addAttribute(unsigned short id, unsigned long value, bool pad);
+    bool addAttribute(unsigned short id, __int64 value, bool pad);
+    bool addAttribute(unsigned short id, unsigned __int64 value, bool pad);
+
+    /// Stores a text, up to its NUL. A null `value` makes the slot absent and answers false, unless the attribute is
+    /// numeric: then the text is refused and the slot stays.
+    bool addAttribute(unsigned short id, const char* value);
+
+    /// As the `const char*` form: a NUL inside the string ends the value.
+    bool addAttribute(unsigned short id, const std::string& value);
+
+    /// Stores a wide text as UTF-8. A surrogate without its partner, and a value above U+10FFFF, becomes U+FFFD.
+    bool addAttribute(unsigned short id, const wchar_t* value);
+
+    /// Stores a text under the attribute whose tag is the `length` bytes at `tag`, in any case of letters, whatever its
+    /// data type. False if the type has no such tag.
+    bool addAttribute(const char* tag, unsigned int length, const char* value);
+
+    /// Makes the slot absent. False only if there is no slot of that number.
+    bool removeAttribute(unsigned short id);
+
+    // Numeric getters. Each answers whether `value` was read from the slot.
+    // - An attribute of a wider data type than `value`, or of a text: false, VELLIX_ERR_TYPE_MISMATCH; `value` is 0 for
+    //   16 bits and untouched for 32 and 64.
+    // - An absent slot: false, no error, and `value` is 0.
+    // - Text that is no number gives what the attribute's form makes of it: the decimal digits that it starts with, 0
+    //   without any, the nearest limit of a 32- or 64-bit integer; all bits set for a bad radix-64 digit. The result is true.
+
+    bool getAttribute(unsigned short id, short& value);
+    bool getAttribute(unsigned short id, unsigned short& value);
+    bool getAttribute(unsigned short id, int& value);
+    bool getAttribute(unsigned short id, unsigned int& value);
+
+    /// The 32-bit result of the `int` form, widened by its own sign.
+    bool getAttribute(unsigned short id, long& value);
+    bool getAttribute(unsigned short id, unsigned long& value);
+    bool getAttribute(unsigned short id, __int64& value);
+    bool getAttribute(unsigned short id, unsigned __int64& value);
+
+    // Text getters. They give the slot's text as it stands, whatever the data type.
+
+    /// Returns the text, which the entry owns and which lives until the slot next changes, or null for an absent slot.
+    const char* getAttribute(unsigned short id) const;
+
+    /// Gives the caller a copy of the text, to be released with `free`, and its length in bytes. False for an absent
+    /// slot, and both stay untouched; false if memory ran out, and they are null and 0.
+    bool getAttribute(unsigned short id, char*& value, int& length) const;
+
+    /// Copies the text to `value`. False for an absent slot, and `value` stays untouched.
+    bool getAttribute(unsigned short id, std::string& value) const;
+
+    /// Returns the text, which lives until the slot next changes. For an absent slot that is an empty string, always the
+    /// same one.
+    const std::string& getAttributeStr(unsigned short id) const;
+
+    /// Puts the escaped form of the text in `value`. False for an absent slot, or if memory ran out, and `value` stays
+    /// untouched.
+    bool getAttributeXmlEncoded(unsigned short id, std::string& value) const;
+
+    /// Replaces every present text by its escaped form. A second call changes nothing, and the text forms stay the same.
+    /// A text for which memory runs out stays as it was.
+    void encodingAttributes();
+
+    // Text forms. The text of an entry is its open tag, then for each present slot in ascending order a blank, the tag,
+    // the value in escaped form between double quotes, and last "/>", or ">" if the entry has child documents or
+    // entries. Slots at whose place the entry's type has no attribute are passed over.
+
+    /// Returns what the text begins with; empty for VELLIX_DOC_NONE.
+    virtual const char* getOpenTag() const;
+
+    /// Returns what the text ends with: "/>", or ">" if there are child documents or entries.
+    virtual const char* getCloseTag() const;
+
+    /// Returns the bytes of the text, its terminator not counted; 0 for VELLIX_DOC_NONE. Costs a sum, no escaping.
+    unsigned long size() const;
+
+    /// Appends the text to `out`. False for VELLIX_DOC_NONE, and nothing is appended.
+    bool serialize(std::string& out) const;
+
+    /// Writes the text and a terminator to `buffer`, which holds `room` + 1 bytes. False if the text has more than
+    /// `room` bytes: the pieces that fit stand in `buffer`, terminated. False for VELLIX_DOC_NONE and for a null
+    /// `buffer`, and nothing is written.
+    bool serialize(char* buffer, unsigned long room) const;
+
+    /// Returns the text; empty for VELLIX_DOC_NONE.
+    std::string toString() const;
+
+    // Parsing. A parse reads one tag, adds to what the entry holds and returns a VELLIX_ERROR value, which it doesn't
+    // record:
+    // - VELLIX_SUCCESS: the tag ended, with ">" straight behind an attribute or with "/>".
+    // - VELLIX_ERR_END_OF_BUFFER: the text ended before the tag or inside it.
+    // - VELLIX_ERR_NO_MEMORY: a value has a bad reference, or memory for a value or the name ran out.
+    // - VELLIX_ERR_NULL_ARGUMENT: the text is null.
+    // - VELLIX_ERR_SYNTAX: the first token is no "<", or a token stands where it may not. A tag without attributes that
+    //   ends in ">" counts here too, with name and type set.
+    // Attributes read before a failure stay. The first word becomes the entry's name, unless it has one; an entry of
+    // VELLIX_DOC_NONE takes its type from that word, and a word that names no type is forgotten again. Tags that the
+    // type doesn't know drop out. Numbers are stored as the text that was read.
+
+    /// Reads one tag at the position of `text`, and leaves the position behind the token that decided the result.
+    int parseAttrXMLString(XmlStr* text);
+
+    /// Reads one tag from the beginning of `buffer`.
+    int parseAttrXMLString(const char* buffer, unsigned long length);
+
+    // Single attributes, taken out of the text of one tag without an entry. `id` is the position of the attribute in the
+    // map of `type`; a position without an attribute, and a null text, give null. `flag` has no effect. Any thread may
+    // call these.
+
+    /// Returns the plain value of the first such attribute of the tag at the start of `buffer`, or null. The tag is read
+    /// as a parse reads it. The caller releases the result with `free`. Null means: the tag doesn't hold the attribute,
+    /// its text is bad before or at the attribute, or memory ran out.
+    static char* parseAttribute(VELLIX_DOC_TYPE type, unsigned short id, const char* buffer, unsigned long length,
+                                bool flag);
+
+    /// Returns a pointer into `buffer`, to the value behind the opening quote, or null. Finds only the form that
+    /// `serialize` writes, by its bytes: letters in their case, no blanks around the equals sign, double quotes, and
+    /// before the first ">". A tag that is the tail of a longer one matches there. The value stays escaped and isn't
+    /// terminated; `buffer` is.
+    static const char* parseAttributeFast_ptr(VELLIX_DOC_TYPE type, unsigned short id, const char* buffer, bool flag);
+
+    /// As the pointer form, but returns a copy of the value up to the closing quote, still escaped, which the caller
+    /// releases with `free`. Null also if there is no closing quote or memory ran out.
+    static char* parseAttributeFast_str(VELLIX_DOC_TYPE type, unsigned short id, const char* buffer, bool flag);
+
+    /// Returns the first place before the first ">" of `text` where `pattern` stands, or null. An empty pattern stands at
+    /// the start.
+    static const char* attr_strstr(const char* text, const char* pattern);
+
+protected:
+    /// Stores `value`, up to its NUL, in slot `id`, without any test of data types. A null `value` makes the slot absent
+    /// and answers false. False also if the entry's type has no attribute at that place, or if the escaped form of the
+    /// value would pass 2 GiB.
+    bool addAttribute_s(unsigned short id, const char* value);
+
+    /// The data type of the attribute with that id, -1 if there is none.
+    VELLIX_DATA_TYPE getDefaultDataType(unsigned short id) const;
+
+    /// The form of numbers of the attribute with that id, VELLIX_ENC_DECIMAL if there is none.
+    VELLIX_NUMERIC_ENCODING getEncoding(unsigned short id) const;
+
+    /// The map of the entry's own type and its number of rows, as the static forms give them.
+    VellixMapTag* getXmlMapTag() const;
+    unsigned long getXmlMapTagLen() const;
+
+    /// True if there are neither child documents nor entries.
+    bool isLeaf() const;
+
+private:
+    friend class VellixDoc;    // maintains the two counters
+    friend class VellixReader; // asks parses whether they met the end of a page
+
+    void initAttribute();
+    void resetAttribute();
+    void copyAttribute(const VellixEntry& other);
+    void copyState(const VellixEntry& other);
+    void takeStore(VellixEntry& other) noexcept;
+    const VellixDocTypeRow& row() const;
+    bool isPresent(unsigned int id) const;
+    void dropSlot(unsigned int id);
+    void keepSlot(unsigned int id, std::size_t escapedLength);
+    bool storeText(unsigned int id, const char* value, std::size_t length, bool plain);
+    bool storeNumber(unsigned int id, std::size_t length);
+    bool admitsText(unsigned short id);
+    template <class Number> bool addNumber(unsigned short id, Number value, bool pad);
+    template <class Number, class Value> bool getNumber(unsigned short id, Value& value);
+    template <class Visit> void eachAttribute(Visit visit) const;
+    const char* plainCloseTag() const;
+    std::size_t textSize(const char* openTag, const char* closeTag) const;
+    char* putText(char* out, const char* openTag) const;
+    void putPieces(char* out, std::size_t room, const char* openTag) const;
+    int parseTag(XmlStr& text, bool& metEnd);
+    int parsePlainAttributes(XmlStr& text, bool& any);
+    bool takeName(const char* word, std::size_t length);
+    bool takeValue(const VellixMapTag* attribute, const char* text, std::size_t length);
+    bool takeReferences(const VellixMapTag* attribute, const char* text, std::size_t length);
+
+    std::vector<int> attrLen;           // -1 for an absent slot, otherwise the escaped length of its value
+    std::vector<std::string> attrValue; // an absent slot keeps its old string, for its memory
+    unsigned int totalAttributes = 0;
+    unsigned short numAttributes = 0; // slots that are present
+    bool entryNamed = false;
+    std::string entryName; // without meaning while `entryNamed` is false, kept for its memory
+    bool bulky = false;    // a slot or the name has grown so large that its memory isn't worth keeping
+    int lastError = VELLIX_SUCCESS;
+    char numberBuffer[65] = {}; // the text of the latest number
+    bool entryClosed = false;
+    VELLIX_DOC_TYPE type;
+    unsigned long numChildDocs = 0;
+    unsigned long numEntries = 0;
+};
+
+#endif
