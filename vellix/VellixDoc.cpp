@@ -1,0 +1,309 @@
+#include "vellix/VellixDoc.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "vellix/VellixFormat.h"
+#include "vellix/VellixReader.h"
+#include "vellix/VellixWriter.h"
+#include "vellix/platform/Platform.h"
+
+namespace {
+
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+struct Free {
+    void operator()(char* memory) const { std::free(memory); }
+};
+
+// Returns the size of a file in bytes, or -1, and rewinds it.
+long sizeOf(std::FILE* file) {
+    const long size = std::fseek(file, 0, SEEK_END) == 0 ? std::ftell(file) : -1;
+    std::rewind(file);
+    return size;
+}
+
+} // namespace
+
+// --- Construction ---
+
+VellixDoc::VellixDoc(VELLIX_DOC_TYPE docType) : VellixEntry(docType, 0, true) {}
+
+VellixDoc::VellixDoc(VELLIX_DOC_TYPE docType, VellixReader* source) : VellixEntry(docType, 0, true), reader(source) {}
+
+VellixDoc::VellixDoc(VELLIX_DOC_TYPE docType, VellixWriter* target) : VellixEntry(docType, 0, true), writer(target) {}
+
+VellixDoc::VellixDoc(const VellixDoc& other)
+    : VellixEntry(other), childDocs(other.childDocs), entries(other.entries), readDocs(other.readDocs) {}
+
+VellixDoc::~VellixDoc() {
+    try {
+        close();
+    } catch (...) {
+        // What could not be written is lost. The writer knows, and won't mark the file complete.
+    }
+}
+
+void VellixDoc::operator=(const VellixDoc& other) {
+    if (this == &other) return;
+    VellixEntry::operator=(other);
+    childDocs = other.childDocs;
+    entries = other.entries;
+    readDocs = other.readDocs;
+}
+
+void VellixDoc::operator=(const VellixEntry& entry) { VellixEntry::operator=(entry); }
+
+// --- Building ---
+
+bool VellixDoc::addEntry(VellixEntry& entry) {
+    ++numEntries;
+    entry.setType(getType());
+    if (writer == nullptr) {
+        entries.push_back(entry);
+        return true;
+    }
+    closed = false;
+    writeOpenTag();
+    return writer->write(entry);
+}
+
+bool VellixDoc::addChildDoc(VellixDoc& child) {
+    ++numChildDocs;
+    if (writer == nullptr) {
+        childDocs.push_back(&child);
+        return true;
+    }
+    closed = false;
+    child.setWriter(writer); // first, so that the child streams even if memory runs out for the tag
+    writeOpenTag();
+    return true;
+}
+
+// Adds a child that a reader made. A streaming document keeps no child, so that one goes to the file at once.
+void VellixDoc::adoptChildDoc(const std::shared_ptr<VellixDoc>& child) {
+    if (writer == nullptr) readDocs.push_back(child);
+    addChildDoc(*child);
+}
+
+void VellixDoc::setWriter(VellixWriter* target) { writer = target; }
+
+void VellixDoc::setReader(VellixReader* source) { reader = source; }
+
+// --- The way to the file ---
+
+// Writes what `append` appends to a string as one record. If it can't be built for lack of memory the file has lost a
+// record, and the writer has to know.
+template <class Append> void VellixDoc::writeRecord(Append append) {
+    std::string text;
+    try {
+        append(text);
+    } catch (...) {
+        writer->recordLost();
+        throw;
+    }
+    writer->write(text.c_str(), static_cast<unsigned long>(text.size()));
+}
+
+bool VellixDoc::writeOpenTag() {
+    if (openTagWritten) return false;
+    openTagWritten = true;
+    if (writer == nullptr) return true;
+    writeRecord([this](std::string& text) { VellixEntry::serialize(text); });
+    for (const VellixDoc* child : childDocs) writeRecord([child](std::string& text) { child->serialize(text); });
+    for (const VellixEntry& entry : entries) writeRecord([&entry](std::string& text) { entry.serialize(text); });
+    return true;
+}
+
+bool VellixDoc::writeCloseTag() {
+    if (closeTagWritten) return false;
+    closeTagWritten = true;
+    if (writer == nullptr || isLeaf()) return false;
+    const char* tag = getCloseTag();
+    return writer->write(tag, static_cast<unsigned long>(std::strlen(tag)));
+}
+
+void VellixDoc::clear() {
+    openTagWritten = false;
+    closeTagWritten = false;
+    childDocs.clear();
+    readDocs.clear();
+    entries.clear();
+}
+
+void VellixDoc::close() {
+    if (closed) return;
+    closed = true;
+    writeOpenTag();
+    writeCloseTag();
+    clear();
+}
+
+void VellixDoc::reset() {
+    close();
+    closed = false;
+}
+
+// --- Pulling ---
+
+bool VellixDoc::getFirstEntry(VellixEntry& entry) { return getNextEntry(entry); }
+
+bool VellixDoc::getNextEntry(VellixEntry& entry) {
+    entry.clear();
+    entry.setType(getType());
+    return reader != nullptr && !cacheData() && reader->readEntry(entry);
+}
+
+bool VellixDoc::getFirstChildDoc(VellixDoc& child) { return getNextChildDoc(child); }
+
+bool VellixDoc::getNextChildDoc(VellixDoc& child) { return reader != nullptr && reader->getNextDoc(child); }
+
+// --- Loading ---
+
+bool VellixDoc::load(const char* text, unsigned long length) {
+    if (text == nullptr && length != 0) {
+        setError(VELLIX_ERR_NULL_ARGUMENT);
+        return false;
+    }
+    XmlStr cursor;
+    cursor.buffer = text;
+    cursor.length = length;
+    cursor.skipToTag();
+    if (cursor.atEnd()) return true;
+    std::unique_ptr<VellixEntry> tag;
+    try {
+        tag = std::make_unique<VellixEntry>(getType());
+    } catch (const std::bad_alloc&) {
+        setError(VELLIX_ERR_NO_MEMORY);
+        return false;
+    }
+    bool first = true;
+    for (; !cursor.atEnd(); cursor.skipToTag()) {
+        tag->parseAttrXMLString(&cursor);
+        if (!tag->isEmpty() && first) {
+            takeOwnTag(*tag);
+            first = false;
+        } else if (!tag->isEmpty()) {
+            entries.push_back(*tag);
+            ++numEntries;
+        }
+        tag->clear();
+    }
+    return true;
+}
+
+// Takes the type of the document's own tag, and its attributes if it is spelled as that type is.
+void VellixDoc::takeOwnTag(const VellixEntry& tag) {
+    setType(tag.getType());
+    const char* name = xmlDocTypeRow(tag.getType()).name;
+    const char* read = tag.getEntryName();
+    if (name != nullptr && read != nullptr && std::strcmp(name, read) == 0) *this = tag;
+}
+
+bool VellixDoc::load(const std::string& text) { return load(text.data(), static_cast<unsigned long>(text.size())); }
+
+bool VellixDoc::load(const char* path) {
+    if (path == nullptr) {
+        setError(VELLIX_ERR_NULL_ARGUMENT);
+        return false;
+    }
+    File file(platform::openForReading(path));
+    if (file == nullptr) {
+        setError(VELLIX_ERR_FILE_OPEN);
+        return false;
+    }
+    const long size = sizeOf(file.get());
+    if (size < 0) {
+        setError(VELLIX_ERR_FILE_SIZE);
+        return false;
+    }
+    const auto length = static_cast<std::size_t>(size);
+    const std::unique_ptr<char, Free> text(static_cast<char*>(std::malloc(length + 1)));
+    if (text == nullptr) {
+        setError(VELLIX_ERR_NO_MEMORY);
+        return false;
+    }
+    const std::size_t read = std::fread(text.get(), 1, length, file.get());
+    if (std::ferror(file.get()) != 0) {
+        setError(VELLIX_ERR_FILE_OPEN);
+        return false;
+    }
+    file.reset();
+    return read != 0 && load(text.get(), static_cast<unsigned long>(read));
+}
+
+// --- Text forms ---
+
+bool VellixDoc::holdsAnything() const { return !childDocs.empty() || !entries.empty(); }
+
+bool VellixDoc::serialize(std::string& out) const {
+    if (includeXmlHeader()) out.append(kXmlHeader, kXmlHeaderLength);
+    VellixEntry::serialize(out);
+    for (const VellixDoc* child : childDocs) child->serialize(out);
+    for (const VellixEntry& entry : entries) entry.serialize(out);
+    if (holdsAnything()) out.append(getCloseTag());
+    return true;
+}
+
+bool VellixDoc::serialize(char*& cursor, unsigned long& room) const {
+    if (cursor == nullptr) return false;
+    const std::size_t length = textLength();
+    if (length >= room) {
+        if (room > 0) *cursor = '\0';
+        return false;
+    }
+    cursor = putText(cursor);
+    *cursor = '\0';
+    room -= static_cast<unsigned long>(length);
+    return true;
+}
+
+// The exact length of the text, where `size` gives what is enough.
+std::size_t VellixDoc::textLength() const {
+    std::size_t length = includeXmlHeader() ? kXmlHeaderLength : 0;
+    if (getType() != VELLIX_DOC_NONE) length += textSize(getOpenTag(), plainCloseTag());
+    for (const VellixDoc* child : childDocs) length += child->textLength();
+    for (const VellixEntry& entry : entries) length += entry.size();
+    if (holdsAnything()) length += std::strlen(getCloseTag());
+    return length;
+}
+
+// Writes the text, which has the length that textLength tells, and returns its end.
+char* VellixDoc::putText(char* out) const {
+    const auto put = [&out](const char* piece, std::size_t length) {
+        std::memcpy(out, piece, length);
+        out += length;
+    };
+    if (includeXmlHeader()) put(kXmlHeader, kXmlHeaderLength);
+    if (getType() != VELLIX_DOC_NONE) out = VellixEntry::putText(out, getOpenTag());
+    for (const VellixDoc* child : childDocs) out = child->putText(out);
+    for (const VellixEntry& entry : entries) {
+        if (entry.size() != 0) out = entry.VellixEntry::putText(out, entry.getOpenTag());
+    }
+    if (holdsAnything()) put(getCloseTag(), std::strlen(getCloseTag()));
+    return out;
+}
+
+unsigned long VellixDoc::size() const {
+    // The close tag is counted by the base, which gets it from here; the 3 are more than the ">" or "/>" of the own tag,
+    // and the header's number has them too.
+    std::size_t sum = VellixEntry::size() + (includeXmlHeader() ? kXmlHeaderLength : 0) + 3 + 1;
+    for (const VellixDoc* child : childDocs) sum += child->size();
+    for (const VellixEntry& entry : entries) sum += entry.size();
+    return static_cast<unsigned long>(sum);
+}
+
+const char* VellixDoc::getOpenTag() const {
+    const char* tag = xmlDocTypeRow(getType()).openTag;
+    return tag != nullptr ? tag : "";
+}
+
+const char* VellixDoc::getCloseTag() const {
+    const char* tag = xmlDocTypeRow(getType()).closeTag;
+    return tag != nullptr ? tag : "";
+}

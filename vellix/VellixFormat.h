@@ -1,0 +1,17 @@
+#ifndef VELLIX_FORMAT_H
+#define VELLIX_FORMAT_H
+
+#include <cstddef>
+
+#include "vellix/VellixTypes.h"
+
+// The facts of the document file that its writer, its reader and the held documents share. Internal, not installed.
+
+// A page of a document file, counted from its first byte. No record that fits into a page crosses a boundary.
+constexpr __int64 kPageSize = 65536;
+
+// What stands in front of a document whose type asks for it, without a line break behind it.
+constexpr char kXmlHeader[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+constexpr std::size_t kXmlHeaderLength = sizeof(kXmlHeader) - 1;
+
+#endif

@@ -1,0 +1,149 @@
+#ifndef VELLIX_WRITER_H
+#define VELLIX_WRITER_H
+
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "vellix/VellixDoc.h"
+
+class VellixMMap;
+
+// Makes a document file: a root document with what streams into it, in records that never cross a 64 KB page of the file
+// unless they are longer than one.
+//
+//     VellixWriter writer;                                // root <CatResults IC="0" ID="(seconds since 1970)">
+//     writer.create(L"catalog.xml");
+//     VellixDoc image(VELLIX_DOC_DOC), files(VELLIX_DOC_FH);
+//     writer.addDoc(image);                               // header, root tag
+//     image.addChildDoc(files);                           // <CatDoc>
+//     files.addEntry(entry);                              // <CatFH>, <ET .../>
+//     files.close();                                      // children first
+//     image.close();
+//     writer.markComplete();
+//     writer.close();                                     // root close tag; IC="1"
+//
+// A record is what one `write` takes: a tag, an entry, a close tag, or the text of a held child document. It goes to the
+// operating system, in one call, before `write` returns. A record that would end past the next page boundary starts on
+// that boundary, behind blanks. The writer keeps nothing of a finished record, so a file of any length costs the same
+// memory. It checks no order and no nesting of the tags; those come from the callers.
+//
+// What a failed write left of its record in the file is blanked out, so that the records before and after it still read.
+//
+// A writer belongs to one thread at a time, with the documents that stream to it. It can't be copied.
+class VELLIX_API VellixWriter {
+public:
+    /// Makes a writer with a root of `type`. A root of VELLIX_DOC_RESULTS gets the attributes IC, 0, and ID, the present
+    /// time in seconds. Throws VELLIX_ERR_NO_MEMORY if memory for the mapped file can't be had, std::bad_alloc otherwise.
+    VellixWriter(VELLIX_DOC_TYPE type = VELLIX_DOC_RESULTS);
+
+    /// Makes a writer whose root is a copy of `doc`: what that holds goes into the file right behind the root's tag. A
+    /// root of VELLIX_DOC_RESULTS gets IC and ID only if it has no attributes. Throws like the other form.
+    VellixWriter(const VellixDoc& doc);
+
+    /// Closes the file, ends the view, and deletes the file if it is a temporary one.
+    ~VellixWriter();
+
+    VellixWriter(const VellixWriter&) = delete;
+    VellixWriter& operator=(const VellixWriter&) = delete;
+
+    /// Starts a lasting file at `path`, emptying one that is there. False, with the code in `getLastError`: `path` is
+    /// null (VELLIX_ERR_NULL_ARGUMENT); it can't be opened, or a file is still under way, which goes on undisturbed
+    /// (VELLIX_ERR_FILE_OPEN). A writer that has closed its file starts over as `reset` does, and a temporary file that
+    /// it had is deleted.
+    bool create(const wchar_t* path);
+
+    /// Starts a file in the system's temporary directory, readable by its owner alone, which the destructor deletes.
+    /// False as above.
+    bool create();
+
+    /// Gives `doc` this writer. The first document also writes the header and the root's tag: set the root's attributes
+    /// before. Always true; without a file nothing is written, and the tags are lost.
+    bool addDoc(VellixDoc& doc);
+
+    /// Writes the text of an entry as one record. False: there is no file (VELLIX_ERR_FILE_OPEN), the entry has no text,
+    /// or the record could not be written.
+    bool write(const VellixEntry& entry);
+
+    /// Writes a terminated text as one record; `length` serves only to place it in its page. False: there is no file,
+    /// `text` is empty or null (VELLIX_ERR_NULL_ARGUMENT), or the record could not be written, as on a full disk.
+    bool write(const char* text, unsigned long length);
+
+    /// Hands what the stream holds to the operating system, which every `write` has done already. False without a file
+    /// or if the system refuses.
+    bool flush();
+
+    /// Ends the file: writes what is missing of the root, closes the stream, and then sets the completion mark if
+    /// `markComplete` asked for it. Close all other documents before. A second call only looks at the mark again.
+    void close();
+
+    /// Starts over on a new file with the same path, or with a new temporary name. A file under way is closed first. The
+    /// root keeps its attributes, and a mark asked for stays asked for. Always true; whether the new file could be opened
+    /// shows at the first `write`.
+    bool reset();
+
+    /// Asks for the completion mark: once the file is closed, its IC="0" becomes IC="1" in place. That is done only if
+    /// every record of the file was written and closed without a failure, and only if the file begins with the header,
+    /// the root's tag and a one-digit IC. It is not done after `serialize` has mapped the whole file unmarked.
+    void markComplete();
+
+    /// Ends the file as `close` does and returns the address of its text in a mapped view, or null: there is no file, it
+    /// is empty, or it can't be mapped. The text is `size()` - 1 bytes long, has no NUL behind it, and lives until the
+    /// next `serialize` behind a `reset`, `create`, or the end of the writer.
+    const char* serialize();
+
+    /// Returns the root document.
+    VellixDoc& getRootDoc();
+
+    int getLastError() const;
+    void setError(int code);
+
+    /// Returns the number of bytes written so far, page filling included, plus 1.
+    __int64 size() const;
+
+protected:
+    /// Makes sure of a view of the first `length` bytes of the finished file, all of them for 0. True if a new view was
+    /// asked for, whether or not it could be had.
+    bool remap(unsigned long length);
+
+private:
+    friend class VellixDoc; // tells of records that never got here
+
+    void initRoot(bool withAttributes);
+    void startOver();
+    void dropTemporary();
+    bool open(const wchar_t* name);
+    void finishFile();
+    void endStream();
+    void endView();
+    void writeHeader();
+    void fillPage(unsigned long length);
+    bool put(std::size_t length);
+    bool send(const char* bytes, std::size_t length, std::size_t& taken);
+    void blankOut(std::size_t length);
+    void recordLost();
+    bool canBeMarked() const;
+
+    std::wstring path;
+    std::FILE* stream = nullptr;
+    std::unique_ptr<VellixMMap> mmap;
+    void* mapHandle;
+    __int64 mappedSize = 0;
+    bool temporary = false;
+    bool firstDocPending = true;
+    bool headerWritten = false;
+    __int64 position = 0;
+    __int64 nextBoundary;
+    char* mappedAddr = nullptr;
+    bool closed = false;
+    int lastError = VELLIX_SUCCESS;
+    VellixDoc rootDoc;
+    bool complete = false;
+    __int64 completeOffset;
+    bool intact = false;         // a file was opened, and nothing of it was lost since
+    std::size_t owedFilling = 0; // blanks that `position` counts and the file hasn't got yet
+    std::string record;          // the record being written, behind its filling; kept for its memory
+};
+
+#endif
