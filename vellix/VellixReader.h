@@ -1,0 +1,109 @@
+#ifndef VELLIX_READER_H
+#define VELLIX_READER_H
+
+#include <memory>
+#include <string>
+
+#include "vellix/VellixDoc.h"
+
+class VellixMMap;
+
+// Walks through a document file with one mapped page of 64 KB at a time, or through a text in memory.
+//
+// There is one read position, and every call moves it forward: the caller hands over a document of the type that it
+// wants, and whatever stands before the next one of that type is passed over.
+//     VellixReader reader;                                // for a file with a <CatResults> root
+//     VellixDoc image(VELLIX_DOC_DOC), files(VELLIX_DOC_FH);
+//     VellixEntry entry;
+//     if (reader.load(L"catalog.xml") && reader.getFirstDoc(image) && image.getFirstChildDoc(files))
+//         while (files.getNextEntry(entry))               // one entry object serves for all
+//             use(entry.getAttribute(6));
+//
+// Any bytes may be read. An entry that is longer than a page comes back whole, up to 16 MiB; a longer one is passed over.
+// A tag that breaks off gives the attributes before the break. Documents are looked for on the current page alone; only
+// pulling entries leads on to the next.
+//
+// A file that another process changes while it is read may give wrong values; one that another process shortens may end
+// this process, see VellixMMap.
+//
+// A reader belongs to one thread at a time, with the documents that pull from it. It can't be copied.
+class VELLIX_API VellixReader {
+public:
+    /// Makes a reader for files whose root is of `type`. Throws VELLIX_ERR_NO_MEMORY if memory for the mapped file can't
+    /// be had, std::bad_alloc otherwise.
+    VellixReader(VELLIX_DOC_TYPE type = VELLIX_DOC_RESULTS);
+    ~VellixReader();
+    VellixReader(const VellixReader&) = delete;
+    VellixReader& operator=(const VellixReader&) = delete;
+
+    /// Opens a file, maps its first page and reads the root's tag. Starts over if something was loaded before. True also
+    /// if there is no such tag or the file is empty. False if `path` is null or the file can't be opened or mapped: the
+    /// root is empty then, and there is nothing to walk. A file that grows afterwards is read up to its first size.
+    bool load(const wchar_t* path);
+
+    /// Takes `text`, which need not be terminated and must outlive its use, as what is to be read, lets go of a file and
+    /// reads the root's tag. On a later page of a file it only replaces the text of that page, and the walk goes on with
+    /// the next page behind it. False if `text` is null with a `length`, or memory ran out.
+    bool load(const char* text, unsigned long length);
+
+    /// Fill `doc` from the next tag of its type on the current page and link it to this reader. Both are one operation:
+    /// `getFirstDoc` rewinds nothing. Image documents and those below them are read with their contents, which are added
+    /// to what `doc` holds. False if the page has no more such tag: the position is then at the end of the page.
+    bool getFirstDoc(VellixDoc& doc);
+    bool getNextDoc(VellixDoc& doc);
+
+    /// Returns the root document.
+    VellixDoc& rootDoc();
+
+    /// Returns the ID of the root; empty if it has none.
+    std::string getSessionID() const;
+
+    /// True if the file was marked complete: its root has an IC other than 0.
+    bool isComplete();
+
+protected:
+    /// Makes a document of `type`, fills it from the next such tag and reads its contents. The caller owns it and
+    /// releases it with `delete`. Without such a tag it is empty.
+    VellixDoc* readDoc(VELLIX_DOC_TYPE type);
+
+    /// Fills `doc` from the next tag of its type on the current page. False if there is none, and `doc` is untouched.
+    bool readDocEntry(VellixDoc& doc);
+
+    /// Adds the entries that directly follow, tags of `doc`'s own type, to `doc`. Always true.
+    bool readDocData(VellixDoc& doc);
+
+    /// Adds the child documents whose tags directly follow to `doc`. Always true.
+    bool readChildDocs(VellixDoc& doc);
+
+    /// Fills `entry`, which comes cleared and with its type set, from the next tag, moving on to the next page where
+    /// needed. True if it has attributes then.
+    bool readEntry(VellixEntry& entry);
+
+    /// Returns the cursor over the current page, null before the first `load`. It lives until the next page.
+    XmlStr* getXmlStr();
+
+private:
+    friend class VellixDoc; // pulls entries
+
+    bool mapPage(__int64 offset);
+    bool mapNextPage();
+    bool setText(const char* text, unsigned long length);
+    void readRoot();
+    void startOver();
+    bool atEnd() const;
+    template <class StartAfresh> bool readCutTag(VellixEntry& entry, unsigned long start, StartAfresh startAfresh);
+    void standBehind(__int64 offset);
+
+    std::wstring filePath;
+    std::unique_ptr<VellixMMap> mmap;
+    void* fileHandle;
+    __int64 fileLength = 0;
+    const char* pageAddress = nullptr;
+    __int64 pageOffset = 0;
+    unsigned int pageLength = 0; // 0 means that no page counts as mapped
+    bool morePages = false;
+    std::unique_ptr<XmlStr> xmlStr;
+    VellixDoc root;
+};
+
+#endif
