@@ -1,0 +1,77 @@
+#ifndef CAT_IMAGE_CMD_XML_FILE_HELPER_H
+#define CAT_IMAGE_CMD_XML_FILE_HELPER_H
+
+#include <memory>
+
+#include "vellix/VellixDoc.h"
+
+class VellixReader;
+class VellixWriter;
+
+// Writes and reads files of image commands: entries with the attributes of VELLIX_DOC_FH that belong to one image id.
+//
+//     CatImageCmdXmlFileHelper out;
+//     out.create(L"commands.xml");
+//     out.setImageId("42");
+//     VellixEntry command(VELLIX_DOC_FH);
+//     command.addAttribute(6, "a.txt");
+//     out.addImageCmd(command);
+//     out.close();
+//
+//     CatImageCmdXmlFileHelper in;
+//     if (in.load(L"commands.xml"))                       // in.getImageId() is "42"
+//         while (in.getNextImageCmd(command))
+//             use(command.getAttribute(6));
+//
+// The commands pass straight through, so their number costs no memory. The file is not marked complete. A helper writes
+// and reads any number of files, one after the other. It belongs to one thread at a time and can't be copied. `create`
+// and both forms of `load` let the exceptions of VellixWriter and VellixReader through.
+class VELLIX_API CatImageCmdXmlFileHelper {
+public:
+    CatImageCmdXmlFileHelper();
+
+    /// Closes what is open.
+    virtual ~CatImageCmdXmlFileHelper();
+
+    CatImageCmdXmlFileHelper(const CatImageCmdXmlFileHelper&) = delete;
+    CatImageCmdXmlFileHelper& operator=(const CatImageCmdXmlFileHelper&) = delete;
+
+    /// Starts a file at `path`, after closing one that is being written. The image id stays. False if it can't be opened.
+    bool create(const wchar_t* path);
+
+    /// Sets the image id; null takes it away. It reaches the file if this comes before the first `addImageCmd`.
+    void setImageId(const char* id);
+
+    /// Returns the image id, set or read, or null if there is none. It lives until the id next changes.
+    const char* getImageId() const;
+
+    /// Appends a command, whose type becomes VELLIX_DOC_FH. False if no file is being written or the command could not
+    /// be written.
+    bool addImageCmd(VellixEntry& entry);
+
+    /// Opens a file, or a text in memory that must outlive the reading, and stands on its first command. Closes what was
+    /// being read before. False if it can't be opened or holds no commands.
+    bool load(const wchar_t* path);
+    bool load(const char* text, unsigned long length);
+
+    /// Fill `entry` with the next command. Both are one operation: `getFirstImageCmd` rewinds nothing. False at the end,
+    /// or if nothing is loaded.
+    bool getFirstImageCmd(VellixEntry& entry);
+    bool getNextImageCmd(VellixEntry& entry);
+
+    /// Ends the file that is being written, and what is being read. The image id stays.
+    void close();
+
+private:
+    bool standOnFirstCommand();
+    void endWriting();
+
+    std::unique_ptr<VellixWriter> writer;
+    std::unique_ptr<VellixReader> reader;
+    VellixDoc imageDoc; // holds the image id, set or read
+    VellixDoc commandDoc;
+    VellixDoc loadedCommands; // apart from `commandDoc`, so that reading doesn't disturb a file that is being written
+    bool firstCommand = true; // no command has been added to the file yet
+};
+
+#endif
