@@ -1,7 +1,7 @@
 #ifndef VELLIX_PLATFORM_BYTES_H
 #define VELLIX_PLATFORM_BYTES_H
 
-// Sixteen bytes of text at a time, as bit masks: bit i tells of the byte at `text + i`. With the vector instructions that
+// Sixteen bytes of text at a time, as a bit mask: bit i tells of the byte at `text + i`. With the vector instructions that
 // every x86-64 processor has, and plainly elsewhere.
 
 #include <cstddef>
@@ -22,43 +22,27 @@ static inline unsigned int bitsOf(__m128i truth) { return static_cast<unsigned i
 
 static inline __m128i equals(__m128i block, char c) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(c)); }
 
-/// The bytes that are `first` or `second`.
-static inline unsigned int bitsOfEither(const char* text, char first, char second) {
-    const __m128i block = loadBlock(text);
-    return bitsOf(_mm_or_si128(equals(block, first), equals(block, second)));
-}
-
-/// The characters that stand in escaped text as references. Setting one bit makes & and ' the same, and another < and >.
-static inline unsigned int bitsOfEscaped(const char* text) {
+/// The bytes that stand in escaped text as references, are NUL or are no ASCII. Setting one bit makes & and ' the same, and
+/// another < and >.
+static inline unsigned int bitsOfSpecial(const char* text) {
     const __m128i block = loadBlock(text);
     const __m128i quotes = _mm_or_si128(equals(block, '"'), equals(_mm_or_si128(block, _mm_set1_epi8(1)), '\''));
-    return bitsOf(_mm_or_si128(quotes, equals(_mm_or_si128(block, _mm_set1_epi8(2)), '>')));
-}
-
-/// The bytes that are NUL or no ASCII.
-static inline unsigned int bitsOfBarriers(const char* text) {
-    const __m128i block = loadBlock(text);
-    return bitsOf(_mm_or_si128(block, equals(block, '\0')));
+    const __m128i brackets = equals(_mm_or_si128(block, _mm_set1_epi8(2)), '>');
+    const __m128i barriers = _mm_or_si128(block, equals(block, '\0')); // the highest bit tells
+    return bitsOf(_mm_or_si128(_mm_or_si128(quotes, brackets), barriers));
 }
 
 #else
 
-template <class Test> unsigned int bitsWhere(const char* text, Test test) {
+static inline bool isSpecial(char c) {
+    return c == '"' || c == '&' || c == '\'' || c == '<' || c == '>' || c == '\0' ||
+           static_cast<unsigned char>(c) >= 0x80;
+}
+
+static inline unsigned int bitsOfSpecial(const char* text) {
     unsigned int bits = 0;
-    for (std::size_t i = 0; i < kBlock; ++i) bits |= static_cast<unsigned int>(test(text[i])) << i;
+    for (std::size_t i = 0; i < kBlock; ++i) bits |= static_cast<unsigned int>(isSpecial(text[i])) << i;
     return bits;
-}
-
-static inline unsigned int bitsOfEither(const char* text, char first, char second) {
-    return bitsWhere(text, [=](char c) { return c == first || c == second; });
-}
-
-static inline unsigned int bitsOfEscaped(const char* text) {
-    return bitsWhere(text, [](char c) { return c == '"' || c == '&' || c == '\'' || c == '<' || c == '>'; });
-}
-
-static inline unsigned int bitsOfBarriers(const char* text) {
-    return bitsWhere(text, [](char c) { return c == '\0' || static_cast<unsigned char>(c) >= 0x80; });
 }
 
 #endif

@@ -1,0 +1,126 @@
+#ifndef VELLIX_PLATFORM_H
+#define VELLIX_PLATFORM_H
+
+#include <cstddef>
+#include <cstdio>
+
+#include "vellix/VellixTypes.h"
+
+// The services of the operating system and its runtime library that the library calls, under one set of names. On Windows
+// they forward to the services of those names; elsewhere they are made from POSIX. This is the one place that knows which
+// system it is on. Never included by a public header.
+//
+// What differs from the services of those names, on every system:
+// - CreateFileW and openForReading open regular files alone: a directory, a pipe or a device fails, and opening one never
+//   waits for anything.
+// - No file is changed between text and bytes on the way.
+// - What a call here doesn't name as possible (another access or disposition, a size or a name for a mapping object, a
+//   replacement character) fails.
+// - What is open isn't handed on to a program that the process starts.
+// On POSIX systems also:
+// - Share modes between processes have no counterpart and are not imitated. Security and template are ignored.
+// - A call that opens goes on after an interruption; one that closes doesn't.
+// - A file can be cut while it is mapped. A view that would pass its present end is refused; touching what went away under
+//   a view ends the process.
+//
+// Nothing here throws; where memory runs out, the call fails. Any thread may call at any time, but a handle must not be in
+// use while it is closed, and no call may be made with it afterwards.
+namespace platform {
+
+// A handle is a pointer to something of the platform's own; all bits set means none. A handle of the wrong kind, null and
+// kInvalidHandle make every call fail.
+extern void* const kInvalidHandle;
+
+// Desired access, share mode and creation disposition of CreateFileW. An access without kGenericRead isn't known.
+constexpr unsigned long kGenericRead = 0x80000000UL;
+constexpr unsigned long kGenericWrite = 0x40000000UL;
+constexpr unsigned long kShareRead = 1;
+constexpr unsigned long kShareWrite = 2;
+constexpr unsigned long kShareDelete = 4;
+constexpr unsigned long kOpenExisting = 3;
+constexpr unsigned long kOpenAlways = 4;
+constexpr unsigned long kAttributeNormal = 0x80;
+
+// Page protection of CreateFileMappingW; kSecCommit may be added to either.
+constexpr unsigned long kPageReadOnly = 2;
+constexpr unsigned long kPageReadWrite = 4;
+constexpr unsigned long kSecCommit = 0x08000000UL;
+
+// View access of MapViewOfFile. A view to write can be read as well. kMapCopy gives a copy of its own that can be written
+// on any object; nothing of it reaches the file. Access 0 gives a view that can't be touched.
+constexpr unsigned long kMapCopy = 1;
+constexpr unsigned long kMapWrite = 2;
+constexpr unsigned long kMapRead = 4;
+
+// Code page of WideCharToMultiByte.
+constexpr unsigned int kUtf8 = 65001;
+
+/// Opens a regular file, or creates it where the disposition allows; a new file has the rights that the process gives by
+/// default. Returns kInvalidHandle on failure, and for a null `path`.
+void* CreateFileW(const wchar_t* path, unsigned long access, unsigned long shareMode, void* security,
+                  unsigned long disposition, unsigned long attributes, void* templateFile);
+
+/// Returns the low 32 bits of the file's size and stores the high ones; 0xFFFFFFFF on failure. Sets the last error in
+/// both cases, 0 for success, since 0xFFFFFFFF may be the truth. A null `high` is passed over.
+unsigned long GetFileSize(void* file, unsigned long* high);
+
+/// Returns this thread's number for its last failure here, 0 if there was none. The numbers are those of Windows; of the
+/// calls for text, time and temporary names only WideCharToMultiByte sets one for certain.
+unsigned long GetLastError();
+
+/// Makes a mapping object as large as the file is now, which keeps the file alive by itself. Null for an empty file, and
+/// for a writable protection on a read-only file.
+void* CreateFileMappingW(void* file, void* security, unsigned long protection, unsigned long sizeHigh,
+                         unsigned long sizeLow, const wchar_t* name);
+
+/// Maps `length` bytes of a mapping object, up to its end for 0. Null for an offset that is no multiple of 64 KB, a view
+/// that doesn't lie inside the object or passes the file's present end, and write access on a read-only object.
+void* MapViewOfFile(void* mapping, unsigned long access, unsigned long offsetHigh, unsigned long offsetLow,
+                    std::size_t length);
+
+/// Ends the view that begins at `view`. False if there is none.
+bool UnmapViewOfFile(void* view);
+
+/// Releases a file or a mapping object. False for null and kInvalidHandle.
+bool CloseHandle(void* handle);
+
+/// Turns `length` wide characters (-1: up to and with the NUL) into UTF-8 and returns the number of bytes; with a `size`
+/// of 0 only that number. A surrogate pair is one character; a lone surrogate, and a value above U+10FFFF, is U+FFFD.
+/// Returns 0 on failure: another code page than kUtf8, null arguments, or too small a `size`.
+int WideCharToMultiByte(unsigned int codePage, unsigned long flags, const wchar_t* text, int length, char* out,
+                        int size, const char* defaultChar, int* usedDefaultChar);
+
+/// Opens a stream. `mode` is "r", "w" or "a", then in either order "+" and one of "b" and "t", which are the same here.
+/// Null on failure, for a directory, for any other mode and for a null path. Opening a pipe can wait for its other end.
+std::FILE* _wfopen(const wchar_t* path, const wchar_t* mode);
+
+/// Opens a regular file for reading. Null on failure, and for a null `path`.
+std::FILE* openForReading(const char* path);
+
+/// Creates an empty file under a new name in the system's temporary directory ($TMPDIR, else /tmp, on POSIX systems),
+/// readable by its owner alone, and puts its path in `name`, which has room for `size` characters with the NUL. Returns 0;
+/// otherwise another number, no file was made, and `name` is empty.
+int _wtmpnam_s(wchar_t* name, std::size_t size);
+
+/// Deletes a file. Returns 0, or -1 on failure and for a null `path`.
+int _wunlink(const wchar_t* path);
+
+/// Returns the seconds since 1970, and stores them too if `seconds` isn't null.
+__int64 _time64(__int64* seconds);
+
+/// Read decimal text: leading white space, a sign, digits up to the first other character. A value outside the range of
+/// the result stays at the nearest limit; no digit gives 0. `atol` has the range of 32 bits, as `atoi` has. `text` must
+/// not be null. Locale and errno play no part.
+int atoi(const char* text);
+long atol(const char* text);
+__int64 _atoi64(const char* text);
+
+/// Compares up to `count` bytes, or up to a NUL, ASCII letters without regard to case. 0 for equal.
+int _strnicmp(const char* left, const char* right, std::size_t count);
+
+/// Returns a copy from `malloc`; null for a null `text` and where memory runs out.
+char* _strdup(const char* text);
+
+} // namespace platform
+
+#endif

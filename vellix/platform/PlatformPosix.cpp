@@ -1,0 +1,526 @@
+#include "vellix/platform/Platform.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <cwchar>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "vellix/platform/Common.h"
+
+namespace platform {
+
+static_assert(sizeof(off_t) == 8, "files of 2 GB and more: build with _FILE_OFFSET_BITS=64");
+static_assert(sizeof(wchar_t) == 4, "a wide character is a code point here");
+
+void* const kInvalidHandle = reinterpret_cast<void*>(std::intptr_t{-1}); // NOLINT(performance-no-int-to-ptr)
+
+namespace {
+
+// The numbers of GetLastError. They are the ones that Windows has for the same kinds of failure, so that a caller who
+// logs them says the same on both systems.
+constexpr unsigned long kNoError = 0;
+constexpr unsigned long kFileNotFound = 2;
+constexpr unsigned long kPathNotFound = 3;
+constexpr unsigned long kTooManyOpenFiles = 4;
+constexpr unsigned long kAccessDenied = 5;
+constexpr unsigned long kBadHandle = 6;
+constexpr unsigned long kNotEnoughMemory = 8;
+constexpr unsigned long kWriteProtected = 19;
+constexpr unsigned long kGeneralFailure = 31;
+constexpr unsigned long kInvalidParameter = 87;
+constexpr unsigned long kDiskFull = 112;
+constexpr unsigned long kBufferTooSmall = 122;
+constexpr unsigned long kNameTooLong = 206;
+constexpr unsigned long kInvalidAddress = 487;
+constexpr unsigned long kEmptyFile = 1006;
+
+struct ErrnoRow {
+    int number;
+    unsigned long error;
+};
+
+const ErrnoRow kErrnoRows[] = {{ENOENT, kFileNotFound},     {ENOTDIR, kPathNotFound},    {EMFILE, kTooManyOpenFiles},
+                               {ENFILE, kTooManyOpenFiles}, {EACCES, kAccessDenied},     {EPERM, kAccessDenied},
+                               {EISDIR, kAccessDenied},     {ENXIO, kAccessDenied},      {ENOMEM, kNotEnoughMemory},
+                               {EROFS, kWriteProtected},    {EINVAL, kInvalidParameter}, {ENOSPC, kDiskFull},
+                               {ENAMETOOLONG, kNameTooLong}};
+
+thread_local unsigned long lastError = kNoError;
+
+// Null, so that a failed operation can record its error and answer in one statement.
+std::nullptr_t failed(unsigned long error) {
+    lastError = error;
+    return nullptr;
+}
+
+// The same for a call that left its reason in errno.
+std::nullptr_t failedCall() {
+    for (const ErrnoRow& row : kErrnoRows) {
+        if (row.number == errno) return failed(row.error);
+    }
+    return failed(kGeneralFailure);
+}
+
+template <typename Call> int retryInterrupted(Call call) {
+    int result = 0;
+    do {
+        result = call();
+    } while (result == -1 && errno == EINTR);
+    return result;
+}
+
+class Descriptor {
+public:
+    explicit Descriptor(int number = -1) : descriptor(number) {}
+
+    // Never repeated after an interruption: the number is free by then, and may be another thread's already.
+    ~Descriptor() {
+        if (isOpen()) ::close(descriptor);
+    }
+
+    Descriptor(Descriptor&& other) noexcept : descriptor(other.release()) {}
+    Descriptor& operator=(Descriptor&&) = delete;
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    bool isOpen() const { return descriptor >= 0; }
+    int get() const { return descriptor; }
+
+    int release() {
+        const int number = descriptor;
+        descriptor = -1;
+        return number;
+    }
+
+private:
+    int descriptor;
+};
+
+enum class Kind { kFile, kMapping };
+
+// What a handle points at.
+struct Object {
+    Object(Kind which, Descriptor&& file, bool mayWrite, std::uint64_t bytes)
+        : kind(which), descriptor(std::move(file)), writable(mayWrite), size(bytes) {}
+
+    const Kind kind;
+    const Descriptor descriptor;
+    const bool writable;
+    const std::uint64_t size; // of a mapping object; a file is asked each time
+};
+
+Object* objectOf(void* handle) {
+    if (handle == nullptr || handle == kInvalidHandle) return failed(kBadHandle);
+    return static_cast<Object*>(handle);
+}
+
+const Object* objectOf(void* handle, Kind kind) {
+    const Object* const object = objectOf(handle);
+    if (object == nullptr || object->kind == kind) return object;
+    return failed(kBadHandle);
+}
+
+// The present size of a file, nothing if the system won't tell.
+std::optional<std::uint64_t> sizeOf(const Descriptor& file) {
+    struct stat status = {};
+    if (::fstat(file.get(), &status) != 0) {
+        failedCall();
+        return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+using Text = std::unique_ptr<char[]>;
+
+// The path as UTF-8, null if there is none or memory ran out.
+Text utf8Path(const wchar_t* path) {
+    const int size = WideCharToMultiByte(kUtf8, 0, path, -1, nullptr, 0, nullptr, nullptr);
+    if (size == 0) return nullptr;
+    Text text(new (std::nothrow) char[static_cast<std::size_t>(size)]);
+    if (text == nullptr) return failed(kNotEnoughMemory);
+    WideCharToMultiByte(kUtf8, 0, path, -1, text.get(), size, nullptr, nullptr);
+    return text;
+}
+
+constexpr mode_t kNewFileMode = 0666; // less the umask
+
+Descriptor openDescriptor(const char* path, int flags) {
+    Descriptor file(retryInterrupted([=] { return ::open(path, flags | O_CLOEXEC | O_NOCTTY, kNewFileMode); }));
+    if (!file.isOpen()) failedCall();
+    return file;
+}
+
+bool isOfType(const Descriptor& file, mode_t type) {
+    struct stat status = {};
+    return ::fstat(file.get(), &status) == 0 && (status.st_mode & S_IFMT) == type;
+}
+
+// Opening a pipe may wait for its other end, and what a path names is known for sure only once it is open. O_NONBLOCK
+// means nothing on the regular file that it stays on.
+Descriptor openRegular(const char* path, int flags) {
+    Descriptor file = openDescriptor(path, flags | O_NONBLOCK);
+    if (!file.isOpen() || isOfType(file, S_IFREG)) return file;
+    failed(kAccessDenied);
+    return Descriptor();
+}
+
+std::FILE* streamOn(Descriptor file, const char* mode) {
+    std::FILE* const stream = ::fdopen(file.get(), mode);
+    if (stream == nullptr) return failedCall();
+    file.release();
+    return stream;
+}
+
+struct StreamRow {
+    int flags;
+    const char* mode;
+};
+
+// In the order of StreamMode.
+const StreamRow kStreamRows[] = {{O_RDONLY, "rb"},
+                                 {O_RDWR, "rb+"},
+                                 {O_WRONLY | O_CREAT | O_TRUNC, "wb"},
+                                 {O_RDWR | O_CREAT | O_TRUNC, "wb+"},
+                                 {O_WRONLY | O_CREAT | O_APPEND, "ab"},
+                                 {O_RDWR | O_CREAT | O_APPEND, "ab+"}};
+
+struct ViewRow {
+    unsigned long access;
+    int protection;
+    int flags;
+    bool needsWritable;
+};
+
+// What each view access is made of. Sought from the top: a view to write can be read as well.
+const ViewRow kViewRows[] = {{kMapCopy, PROT_READ | PROT_WRITE, MAP_PRIVATE, false},
+                             {kMapWrite, PROT_READ | PROT_WRITE, MAP_SHARED, true},
+                             {kMapWrite | kMapRead, PROT_READ | PROT_WRITE, MAP_SHARED, true},
+                             {kMapRead, PROT_READ, MAP_SHARED, false},
+                             {0, PROT_NONE, MAP_SHARED, false}};
+
+const ViewRow* viewRow(unsigned long access) {
+    for (const ViewRow& row : kViewRows) {
+        if (row.access == access) return &row;
+    }
+    return failed(kInvalidParameter);
+}
+
+// The length of every view, since a view is ended by its address alone. The lock is held across the system's own call:
+// between the end of a view and its removal here, another thread could be given the same address. The system orders
+// these calls within a process anyway.
+class ViewTable {
+public:
+    void* map(const ViewRow& row, const Object& object, std::uint64_t offset, std::size_t length) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (!makeRoom()) return failed(kNotEnoughMemory);
+        void* const address =
+            ::mmap(nullptr, length, row.protection, row.flags, object.descriptor.get(), static_cast<off_t>(offset));
+        if (address == MAP_FAILED) return failedCall(); // NOLINT(performance-no-int-to-ptr)
+        views.push_back({address, length});
+        return address;
+    }
+
+    bool unmap(void* address) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        for (View& view : views) {
+            if (view.address != address) continue;
+            if (::munmap(address, view.length) != 0) {
+                failedCall();
+                return false;
+            }
+            view = views.back();
+            views.pop_back();
+            return true;
+        }
+        failed(kInvalidAddress);
+        return false;
+    }
+
+private:
+    struct View {
+        void* address;
+        std::size_t length;
+    };
+
+    // Before the view is made, so that nothing can fail once there is one.
+    bool makeRoom() {
+        if (views.size() < views.capacity()) return true;
+        try {
+            views.reserve(views.size() * 2 + 16);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+        return true;
+    }
+
+    std::mutex mutex;
+    std::vector<View> views;
+};
+
+// Never destroyed: an object of static duration may end its view after everything of ours would have gone.
+ViewTable& viewTable() {
+    alignas(ViewTable) static unsigned char place[sizeof(ViewTable)];
+    static ViewTable* const table = new (place) ViewTable;
+    return *table;
+}
+
+// Takes one character from the text, which isn't at its end.
+std::uint32_t nextCodePoint(const wchar_t*& text, const wchar_t* end) {
+    const auto isLow = [](std::uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
+    const auto first = static_cast<std::uint32_t>(*text++);
+    if (first < 0xD800) return first;
+    if (first <= 0xDBFF && text != end && isLow(static_cast<std::uint32_t>(*text))) {
+        return 0x10000 + ((first - 0xD800) << 10) + (static_cast<std::uint32_t>(*text++) - 0xDC00);
+    }
+    return first <= 0xDFFF || first > 0x10FFFF ? 0xFFFD : first;
+}
+
+constexpr std::size_t kLongestUnit = 4;
+
+// Puts a character into `unit` as UTF-8 and returns the number of bytes.
+int encodeUtf8(std::uint32_t codePoint, char (&unit)[kLongestUnit]) {
+    if (codePoint < 0x80) {
+        unit[0] = static_cast<char>(codePoint);
+        return 1;
+    }
+    const int length = codePoint < 0x800 ? 2 : codePoint < 0x10000 ? 3 : 4;
+    for (int i = length - 1; i > 0; --i) {
+        unit[i] = static_cast<char>(0x80 | (codePoint & 0x3F));
+        codePoint >>= 6;
+    }
+    unit[0] = static_cast<char>((0xF00U >> length & 0xFFU) | codePoint); // 0xC0, 0xE0, 0xF0
+    return length;
+}
+
+// The reverse for paths. It tests only what it must to stay inside the text: whether the text was well-formed shows when
+// the result is turned back.
+bool decodeUtf8(const char* text, wchar_t* out, std::size_t size) {
+    for (; size > 0; --size, ++out) {
+        const auto lead = static_cast<unsigned char>(*text++);
+        const int length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+        std::uint32_t codePoint = length == 1 ? lead : lead & (0x7FU >> length);
+        for (int i = 1; i < length; ++i) {
+            const auto byte = static_cast<unsigned char>(*text++);
+            if ((byte & 0xC0) != 0x80) return false;
+            codePoint = codePoint << 6 | (byte & 0x3F);
+        }
+        *out = static_cast<wchar_t>(codePoint);
+        if (lead == 0) return true;
+    }
+    return false;
+}
+
+// Puts a path into `out`, and nothing if it doesn't fit or the wide form would name another file.
+bool widenPath(const char* path, wchar_t* out, std::size_t size) {
+    if (decodeUtf8(path, out, size)) {
+        const Text back = utf8Path(out);
+        if (back != nullptr && std::strcmp(back.get(), path) == 0) return true;
+    }
+    out[0] = L'\0';
+    return false;
+}
+
+// A path in the system's temporary directory that mkostemp can complete, null if memory ran out.
+Text temporaryPattern() {
+    constexpr char kName[] = "/vellixXXXXXX";
+    const char* directory = std::getenv("TMPDIR");
+    if (directory == nullptr || *directory == '\0') directory = "/tmp";
+    const std::size_t length = std::strlen(directory);
+    Text pattern(new (std::nothrow) char[length + sizeof(kName)]);
+    if (pattern == nullptr) return failed(kNotEnoughMemory);
+    std::memcpy(pattern.get(), directory, length);
+    std::memcpy(pattern.get() + length, kName, sizeof(kName));
+    return pattern;
+}
+
+} // namespace
+
+void* CreateFileW(const wchar_t* path, unsigned long access, unsigned long /*shareMode*/, void* /*security*/,
+                  unsigned long disposition, unsigned long /*attributes*/, void* /*templateFile*/) {
+    const bool writable = (access & kGenericWrite) != 0;
+    const bool known = disposition == kOpenExisting || disposition == kOpenAlways;
+    const Text text = utf8Path(path);
+    if (text == nullptr) return kInvalidHandle;
+    if ((access & kGenericRead) == 0 || !known) {
+        failed(kInvalidParameter);
+        return kInvalidHandle;
+    }
+
+    const int flags = (writable ? O_RDWR : O_RDONLY) | (disposition == kOpenAlways ? O_CREAT : 0);
+    Descriptor file = openRegular(text.get(), flags);
+    if (!file.isOpen()) return kInvalidHandle;
+    Object* const object = new (std::nothrow) Object(Kind::kFile, std::move(file), writable, 0);
+    if (object != nullptr) return object;
+    failed(kNotEnoughMemory);
+    return kInvalidHandle;
+}
+
+unsigned long GetFileSize(void* file, unsigned long* high) {
+    constexpr unsigned long kFailed = 0xFFFFFFFFUL;
+    const Object* const object = objectOf(file, Kind::kFile);
+    if (object == nullptr) return kFailed;
+    const std::optional<std::uint64_t> size = sizeOf(object->descriptor);
+    if (!size) return kFailed;
+    if (high != nullptr) *high = static_cast<unsigned long>(*size >> 32);
+    lastError = kNoError;
+    return static_cast<unsigned long>(*size & 0xFFFFFFFFUL);
+}
+
+unsigned long GetLastError() { return lastError; }
+
+void* CreateFileMappingW(void* file, void* /*security*/, unsigned long protection, unsigned long sizeHigh,
+                         unsigned long sizeLow, const wchar_t* name) {
+    const Object* const object = objectOf(file, Kind::kFile);
+    if (object == nullptr) return nullptr;
+    const unsigned long page = protection & ~kSecCommit;
+    if ((page != kPageReadOnly && page != kPageReadWrite) || sizeHigh != 0 || sizeLow != 0 || name != nullptr) {
+        return failed(kInvalidParameter);
+    }
+    const bool writable = page == kPageReadWrite;
+    if (writable && !object->writable) return failed(kAccessDenied);
+    const std::optional<std::uint64_t> size = sizeOf(object->descriptor);
+    if (!size) return nullptr;
+    if (*size == 0) return failed(kEmptyFile);
+
+    Descriptor descriptor(::fcntl(object->descriptor.get(), F_DUPFD_CLOEXEC, 0));
+    if (!descriptor.isOpen()) return failedCall();
+    Object* const mapping = new (std::nothrow) Object(Kind::kMapping, std::move(descriptor), writable, *size);
+    if (mapping == nullptr) return failed(kNotEnoughMemory);
+    return mapping;
+}
+
+void* MapViewOfFile(void* mapping, unsigned long access, unsigned long offsetHigh, unsigned long offsetLow,
+                    std::size_t length) {
+    const Object* const object = objectOf(mapping, Kind::kMapping);
+    if (object == nullptr) return nullptr;
+    const ViewRow* const row = viewRow(access);
+    if (row == nullptr) return nullptr;
+    if (row->needsWritable && !object->writable) return failed(kAccessDenied);
+
+    const std::uint64_t offset = joinWords(offsetHigh, offsetLow);
+    const std::optional<std::size_t> wanted = viewLength(object->size, offset, length);
+    if (!wanted) return failed(kInvalidParameter);
+
+    // The file may have been cut since, and touching what is gone would end the process.
+    const std::optional<std::uint64_t> present = sizeOf(object->descriptor);
+    if (!present) return nullptr;
+    if (offset + *wanted > *present) return failed(kAccessDenied); // no wrap: it is within the object
+    return viewTable().map(*row, *object, offset, *wanted);
+}
+
+bool UnmapViewOfFile(void* view) { return viewTable().unmap(view); }
+
+bool CloseHandle(void* handle) {
+    const std::unique_ptr<Object> object(objectOf(handle));
+    return object != nullptr;
+}
+
+int WideCharToMultiByte(unsigned int codePage, unsigned long flags, const wchar_t* text, int length, char* out,
+                        int size, const char* defaultChar, int* usedDefaultChar) {
+    const bool plain = codePage == kUtf8 && flags == 0 && defaultChar == nullptr && usedDefaultChar == nullptr;
+    const bool given = text != nullptr && length >= -1 && length != 0 && size >= 0 && (out != nullptr || size == 0);
+    if (!plain || !given) {
+        failed(kInvalidParameter);
+        return 0;
+    }
+    const int room = size == 0 ? INT_MAX : size;
+    const wchar_t* const end = text + (length == -1 ? std::wcslen(text) + 1 : static_cast<std::size_t>(length));
+    int total = 0;
+    while (text != end) {
+        char unit[kLongestUnit];
+        const int bytes = encodeUtf8(nextCodePoint(text, end), unit);
+        if (bytes > room - total) {
+            failed(kBufferTooSmall);
+            return 0;
+        }
+        if (size != 0) std::memcpy(out + total, unit, static_cast<std::size_t>(bytes));
+        total += bytes;
+    }
+    return total;
+}
+
+std::FILE* _wfopen(const wchar_t* path, const wchar_t* mode) {
+    const Text text = utf8Path(path);
+    if (text == nullptr) return nullptr;
+    const std::optional<StreamMode> wanted = readStreamMode(mode);
+    if (!wanted) return failed(kInvalidParameter);
+
+    const StreamRow& row = kStreamRows[static_cast<std::size_t>(*wanted)];
+    Descriptor file = openDescriptor(text.get(), row.flags);
+    if (!file.isOpen()) return nullptr;
+    if (isOfType(file, S_IFDIR)) return failed(kAccessDenied); // the system lets one be opened to read
+    return streamOn(std::move(file), row.mode);
+}
+
+std::FILE* openForReading(const char* path) {
+    if (path == nullptr) return failed(kInvalidParameter);
+    Descriptor file = openRegular(path, O_RDONLY);
+    if (!file.isOpen()) return nullptr;
+    return streamOn(std::move(file), "rb");
+}
+
+int _wtmpnam_s(wchar_t* name, std::size_t size) {
+    if (name == nullptr || size == 0) return EINVAL;
+    name[0] = L'\0';
+    const Text pattern = temporaryPattern();
+    if (pattern == nullptr) return ENOMEM;
+    // mkostemp only puts one ASCII character for another: if the pattern can be told, the name can, and no file is left
+    // behind that nobody knows of.
+    if (!widenPath(pattern.get(), name, size)) return ERANGE;
+
+    char* const tail = pattern.get() + std::strlen(pattern.get()) - 6;
+    const Descriptor file(retryInterrupted([&] {
+        std::memcpy(tail, "XXXXXX", 6); // a failed try leaves its own there
+        return ::mkostemp(pattern.get(), O_CLOEXEC);
+    }));
+    if (!file.isOpen()) {
+        name[0] = L'\0';
+        const int reason = errno;
+        failedCall();
+        return reason;
+    }
+    decodeUtf8(pattern.get(), name, size);
+    return 0;
+}
+
+int _wunlink(const wchar_t* path) {
+    const Text text = utf8Path(path);
+    if (text == nullptr) return -1;
+    if (::unlink(text.get()) == 0) return 0;
+    failedCall();
+    return -1;
+}
+
+__int64 _time64(__int64* seconds) {
+    const auto now = static_cast<__int64>(std::time(nullptr));
+    if (seconds != nullptr) *seconds = now;
+    return now;
+}
+
+int atoi(const char* text) { return decimalValue<int>(text); }
+
+long atol(const char* text) { return decimalValue<int>(text); }
+
+__int64 _atoi64(const char* text) { return decimalValue<__int64>(text); }
+
+int _strnicmp(const char* left, const char* right, std::size_t count) {
+    return compareIgnoringCase(left, right, count);
+}
+
+char* _strdup(const char* text) { return text == nullptr ? nullptr : ::strdup(text); }
+
+} // namespace platform
