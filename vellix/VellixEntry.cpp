@@ -5,7 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
+#include <functional>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -33,9 +33,32 @@ const std::string& emptyString() {
     return empty;
 }
 
+// Copies bytes without the cost of a call where they are few, as those of most tags and values are.
 char* copyBytes(char* out, const char* bytes, std::size_t length) {
-    std::memcpy(out, bytes, length);
+    if (length > 16) {
+        std::memcpy(out, bytes, length);
+    } else if (length >= 8) { // in two halves that overlap
+        std::memcpy(out, bytes, 8);
+        std::memcpy(out + length - 8, bytes + length - 8, 8);
+    } else if (length >= 4) {
+        std::memcpy(out, bytes, 4);
+        std::memcpy(out + length - 4, bytes + length - 4, 4);
+    } else {
+        for (std::size_t i = 0; i < length; ++i) out[i] = bytes[i];
+    }
     return out + length;
+}
+
+// Replaces what a slot holds and keeps its memory. `text` may be a part of it.
+void assignTo(std::string& slot, const char* text, std::size_t length) {
+    const std::less_equal<const char*> notBehind;
+    const bool own = notBehind(slot.data(), text) && notBehind(text, slot.data() + slot.size());
+    if (own || length > slot.capacity()) {
+        slot.assign(text, length);
+    } else { // the short way to the same
+        slot.clear();
+        slot.append(text, length);
+    }
 }
 
 // Copies a value into text. A string as long as its escaped form has nothing to escape, or is escaped already.
@@ -190,9 +213,19 @@ bool quoteMetEnd(const XmlStr& text, const VellixToken& word) {
     return c == '\0' && rest.position >= rest.length;
 }
 
-bool isTagLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
-}
+// The letters, digits and "_", of which all tags are made.
+struct TagLetters {
+    bool are[256] = {};
+
+    constexpr TagLetters() {
+        for (int c = 'A'; c <= 'Z'; ++c) are[c] = are[c + ('a' - 'A')] = true;
+        for (int c = '0'; c <= '9'; ++c) are[c] = true;
+        are[int{'_'}] = true;
+    }
+};
+constexpr TagLetters kTagLetters;
+
+bool isTagLetter(char c) { return kTagLetters.are[static_cast<unsigned char>(c)]; }
 
 // The end of a value in double quotes, null where the scanner would find no quoted string.
 struct ValueEnd {
@@ -201,37 +234,31 @@ struct ValueEnd {
     bool reference = false; // it has an ampersand
 };
 
-// What stops the search for the closing quote at `at`: moves past a unit of several bytes, false for anything else.
-bool skipUnit(const char*& at, const char* end) {
-    if (static_cast<unsigned char>(*at) < 0x80) return false;
-    at += unitLength(at, static_cast<std::size_t>(end - at));
-    return true;
-}
-
 ValueEnd findValueEnd(const char* at, const char* end) {
     ValueEnd found;
-    const auto note = [&found](unsigned int escaped, unsigned int ampersands) {
-        found.plain = found.plain && escaped == 0;
-        found.reference = found.reference || ampersands != 0;
-    };
     for (;;) {
-        if (static_cast<std::size_t>(end - at) >= platform::kBlock) {
-            const unsigned int stops = platform::bitsOfEither(at, '"', '<') | platform::bitsOfBarriers(at);
-            const std::size_t first = stops != 0 ? platform::lowestBit(stops) : platform::kBlock;
-            const unsigned int before = (1U << first) - 1;
-            note(platform::bitsOfEscaped(at) & before, platform::bitsOfEither(at, '&', '&') & before);
-            at += first;
-            if (stops == 0) continue;
-        } else {
-            while (at != end && *at > 0 && *at != '"' && *at != '<') {
-                note(kEscapedLengths.of[byteAt(at)] != 1, *at == '&');
-                ++at;
-            }
-            if (at == end) return found;
+        at += plainRun(at, static_cast<std::size_t>(end - at));
+        if (at == end) return found;
+        switch (*at) {
+        case '"':
+            found.quote = at;
+            return found;
+        case '&':
+            found.reference = true;
+            found.plain = false;
+            ++at;
+            break;
+        case '\'':
+        case '>':
+            found.plain = false;
+            ++at;
+            break;
+        default: {
+            const std::size_t unit = *at != '<' ? unitLength(at, static_cast<std::size_t>(end - at)) : 0;
+            if (unit == 0) return found;
+            at += unit;
         }
-        if (skipUnit(at, end)) continue;
-        if (*at == '"') found.quote = at;
-        return found;
+        }
     }
 }
 
@@ -288,6 +315,7 @@ void VellixEntry::operator=(VellixEntry&& other) noexcept {
 void VellixEntry::initAttribute() {
     totalAttributes = slotCount();
     numAttributes = 0;
+    escapedTotal = 0;
     attrLen.assign(totalAttributes, kAbsent);
     attrValue.clear();
     attrValue.resize(totalAttributes);
@@ -304,6 +332,7 @@ void VellixEntry::resetAttribute() {
     if (numAttributes == 0) return;
     std::fill(attrLen.begin(), attrLen.end(), kAbsent);
     numAttributes = 0;
+    escapedTotal = 0;
 }
 
 void VellixEntry::copyAttribute(const VellixEntry& other) {
@@ -313,8 +342,7 @@ void VellixEntry::copyAttribute(const VellixEntry& other) {
         if (!other.isPresent(id)) continue;
         attrValue[id] = other.attrValue[id];
         bulky = bulky || attrValue[id].size() > kBulkyValue;
-        attrLen[id] = other.attrLen[id];
-        ++numAttributes;
+        keepSlot(id, static_cast<std::size_t>(other.attrLen[id]));
     }
 }
 
@@ -338,6 +366,7 @@ void VellixEntry::takeStore(VellixEntry& other) noexcept {
     attrValue = std::move(other.attrValue);
     totalAttributes = other.totalAttributes;
     numAttributes = other.numAttributes;
+    escapedTotal = other.escapedTotal;
     entryNamed = other.entryNamed;
     entryName = std::move(other.entryName);
     bulky = other.bulky;
@@ -346,6 +375,7 @@ void VellixEntry::takeStore(VellixEntry& other) noexcept {
     numEntries = other.numEntries;
     other.totalAttributes = 0;
     other.numAttributes = 0;
+    other.escapedTotal = 0;
     other.entryNamed = false;
 }
 
@@ -462,39 +492,35 @@ bool VellixEntry::isPresent(unsigned int id) const { return id < totalAttributes
 
 void VellixEntry::dropSlot(unsigned int id) {
     if (!isPresent(id)) return;
+    escapedTotal -= static_cast<std::size_t>(attrLen[id]);
     attrLen[id] = kAbsent;
     --numAttributes;
 }
 
-void VellixEntry::keepSlot(unsigned int id, std::size_t escapedLength) {
-    if (attrLen[id] == kAbsent) ++numAttributes;
-    attrLen[id] = static_cast<int>(escapedLength);
+void VellixEntry::keepSlot(unsigned int id, std::size_t escaped) {
+    dropSlot(id);
+    escapedTotal += escaped;
+    attrLen[id] = static_cast<int>(escaped);
+    ++numAttributes;
 }
 
 // Stores a value that holds no NUL, and that has nothing to escape if it is `plain`. Any other is measured only after it
 // was copied: the bytes at `value` may belong to a mapped page, and the text forms rely on the length noted here.
 bool VellixEntry::storeText(unsigned int id, const char* value, std::size_t length, bool plain) {
-    const VellixMapTag* attribute = xmlRowAt(type, id);
-    if (attribute == nullptr || id >= totalAttributes) return false;
-    if (attribute->maxLen >= 0 && length > static_cast<std::size_t>(attribute->maxLen)) {
-        length = static_cast<std::size_t>(attribute->maxLen);
+    const VellixMapTag* place = xmlRowAt(type, id);
+    if (place == nullptr || id >= totalAttributes) return false;
+    if (place->maxLen >= 0 && length > static_cast<std::size_t>(place->maxLen)) {
+        length = static_cast<std::size_t>(place->maxLen);
         plain = false; // the cut may go through a character
     }
-    constexpr auto kLongest = static_cast<std::size_t>(INT_MAX);
-    if (length > kLongest / 6 && escapedLength(value, length) > kLongest) return false;
+    if (length > kBulkyValue) {
+        constexpr auto kLongest = static_cast<std::size_t>(INT_MAX);
+        if (length > kLongest / 6 && escapedLength(value, length) > kLongest) return false;
+        bulky = true;
+    }
     std::string& slot = attrValue[id];
-    slot.assign(value, length);
-    if (length > kBulkyValue) bulky = true;
+    assignTo(slot, value, length);
     keepSlot(id, plain ? length : escapedLength(slot.data(), slot.size()));
-    return true;
-}
-
-// Stores the text in numberBuffer. No number has a character to escape.
-bool VellixEntry::storeNumber(unsigned int id, std::size_t length) {
-    numberBuffer[length] = '\0';
-    if (id >= totalAttributes || xmlRowAt(type, id) == nullptr) return false;
-    attrValue[id].assign(numberBuffer, length);
-    keepSlot(id, length);
     return true;
 }
 
@@ -513,13 +539,19 @@ bool VellixEntry::removeAttribute(unsigned short id) {
 // --- Setters ---
 
 template <class Number> bool VellixEntry::addNumber(unsigned short id, Number value, bool pad) {
-    const VellixMapTag* attribute = xmlRowById(type, id);
+    const VellixMapTag* place = xmlRowAt(type, id);
+    const VellixMapTag* attribute = place != nullptr && place->id == id ? place : nullptr;
     if (attribute != nullptr && !admitsNumber(attribute->dataType, value)) {
         setError(VELLIX_ERR_OUT_OF_RANGE);
         return false;
     }
     const bool radix64 = attribute != nullptr && attribute->encoding == VELLIX_ENC_RADIX64;
-    return storeNumber(id, radix64 ? radix64Encode(value, numberBuffer, pad) : decimalEncode(value, numberBuffer));
+    const std::size_t length = radix64 ? radix64Encode(value, numberBuffer, pad) : decimalEncode(value, numberBuffer);
+    numberBuffer[length] = '\0';
+    if (place == nullptr || id >= totalAttributes) return false;
+    assignTo(attrValue[id], numberBuffer, length);
+    keepSlot(id, length); // no number has a character to escape
+    return true;
 }
 
 bool VellixEntry::addAttribute(unsigned short id, short value, bool pad) { return addNumber(id, value, pad); }
@@ -679,6 +711,12 @@ template <class Visit> void VellixEntry::eachAttribute(Visit visit) const {
         ++seen;
         visit(docType.mapTag[id], attrValue[id], static_cast<std::size_t>(attrLen[id]));
     }
+}
+
+// What is always enough for the text, at the cost of no walk.
+std::size_t VellixEntry::textBound(const char* openTag) const {
+    constexpr std::size_t kLongestFrame = 32; // blank, tag, equals sign and quotes of an attribute
+    return std::strlen(openTag) + escapedTotal + numAttributes * kLongestFrame + 2;
 }
 
 std::size_t VellixEntry::textSize(const char* openTag, const char* closeTag) const {
@@ -884,12 +922,12 @@ bool VellixEntry::takeValue(const VellixMapTag* attribute, const char* text, std
 bool VellixEntry::takeReferences(const VellixMapTag* attribute, const char* text, std::size_t length) {
     std::string& plain = attrValue.back(); // the place of the longest map's end row: no attribute lives there
     try {
-        plain.assign(text, length);
+        if (plain.size() < length) plain.resize(length);
     } catch (const std::bad_alloc&) {
         return false;
     }
     bulky = bulky || length > kBulkyValue;
-    std::size_t decoded = putDecoded(plain.data(), length, &plain[0], length);
+    std::size_t decoded = putDecoded(text, length, &plain[0], length);
     if (decoded == kBadReference) return false;
     const void* nul = std::memchr(plain.data(), '\0', decoded);
     if (nul != nullptr) decoded = static_cast<std::size_t>(static_cast<const char*>(nul) - plain.data());

@@ -286,6 +286,7 @@ protected:
 private:
     friend class VellixDoc;    // maintains the two counters
     friend class VellixReader; // asks parses whether they met the end of a page
+    friend class VellixWriter; // writes entries into its own buffer
 
     void initAttribute();
     void resetAttribute();
@@ -295,15 +296,15 @@ private:
     const VellixDocTypeRow& row() const;
     bool isPresent(unsigned int id) const;
     void dropSlot(unsigned int id);
-    void keepSlot(unsigned int id, std::size_t escapedLength);
+    void keepSlot(unsigned int id, std::size_t escaped);
     bool storeText(unsigned int id, const char* value, std::size_t length, bool plain);
-    bool storeNumber(unsigned int id, std::size_t length);
     bool admitsText(unsigned short id);
     template <class Number> bool addNumber(unsigned short id, Number value, bool pad);
     template <class Number, class Value> bool getNumber(unsigned short id, Value& value);
     template <class Visit> void eachAttribute(Visit visit) const;
     const char* plainCloseTag() const;
     std::size_t textSize(const char* openTag, const char* closeTag) const;
+    std::size_t textBound(const char* openTag) const;
     char* putText(char* out, const char* openTag) const;
     void putPieces(char* out, std::size_t room, const char* openTag) const;
     int parseTag(XmlStr& text, bool& metEnd);
@@ -316,6 +317,7 @@ private:
     std::vector<std::string> attrValue; // an absent slot keeps its old string, for its memory
     unsigned int totalAttributes = 0;
     unsigned short numAttributes = 0; // slots that are present
+    std::size_t escapedTotal = 0;     // the sum of their escaped lengths
     bool entryNamed = false;
     std::string entryName; // without meaning while `entryNamed` is false, kept for its memory
     bool bulky = false;    // a slot or the name has grown so large that its memory isn't worth keeping

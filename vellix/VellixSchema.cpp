@@ -426,9 +426,9 @@ constexpr unsigned long kExactKey = 4;
 // A number for the bytes of a tag in lower case. Up to four bytes it tells the tag.
 constexpr unsigned int keyOf(const char* tag, unsigned long length) {
     unsigned int key = 0;
-    for (unsigned long i = 0; i < length; ++i) {
-        key = (i < kExactKey ? key << 8 : key * 37) + fold(tag[i]);
-    }
+    const unsigned long exact = length < kExactKey ? length : kExactKey;
+    for (unsigned long i = 0; i < exact; ++i) key = key << 8 | fold(tag[i]);
+    for (unsigned long i = exact; i < length; ++i) key = key * 37 + fold(tag[i]);
     return key;
 }
 
@@ -487,11 +487,6 @@ static_assert(isConsistent(), "each type stands at its own index, and each map e
 
 } // namespace
 
-const VellixDocTypeRow& xmlDocTypeRow(VELLIX_DOC_TYPE type) {
-    const auto index = static_cast<unsigned int>(type);
-    return xmlDocTypeTable[index < kDocTypes ? index : 0];
-}
-
 VELLIX_DOC_TYPE xmlDocTypeByName(const char* name, unsigned long length) {
     if (name == nullptr) return VELLIX_DOC_NONE;
     for (std::size_t type = 1; type < kDocTypes; ++type) {
@@ -499,16 +494,6 @@ VELLIX_DOC_TYPE xmlDocTypeByName(const char* name, unsigned long length) {
         if (row.nameLen == length && sameFolded(row.name, name, length)) return row.docType;
     }
     return VELLIX_DOC_NONE;
-}
-
-const VellixMapTag* xmlRowAt(VELLIX_DOC_TYPE type, unsigned int position) {
-    const VellixDocTypeRow& row = xmlDocTypeRow(type);
-    return position < row.mapTagLen && position + 1 != row.mapTagLen ? row.mapTag + position : nullptr;
-}
-
-const VellixMapTag* xmlRowById(VELLIX_DOC_TYPE type, unsigned int id) {
-    const VellixMapTag* row = xmlRowAt(type, id);
-    return row != nullptr && row->id == id ? row : nullptr;
 }
 
 const VellixMapTag* xmlRowByTag(VELLIX_DOC_TYPE type, const char* tag, unsigned long length) {

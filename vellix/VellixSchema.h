@@ -98,7 +98,10 @@ struct VellixDocTypeRow {
 extern VELLIX_API const VellixDocTypeRow xmlDocTypeTable[27];
 
 /// Returns the row of `type`. A number that is no document type has the row of VELLIX_DOC_NONE.
-VELLIX_API const VellixDocTypeRow& xmlDocTypeRow(VELLIX_DOC_TYPE type);
+inline const VellixDocTypeRow& xmlDocTypeRow(VELLIX_DOC_TYPE type) {
+    const auto index = static_cast<unsigned int>(type);
+    return xmlDocTypeTable[index <= VELLIX_DOC_ENTRY_CONSTR_AND ? index : 0];
+}
 
 /// Returns the type whose element name is the `length` bytes at `name`, letters compared without regard to case, or
 /// VELLIX_DOC_NONE. `name` need not be terminated.
@@ -106,10 +109,16 @@ VELLIX_API VELLIX_DOC_TYPE xmlDocTypeByName(const char* name, unsigned long leng
 
 /// Returns the attribute row at `position` of the map of `type`, whatever its `id`, or null where there is none: at the
 /// end row, behind it, or for a type without a map.
-VELLIX_API const VellixMapTag* xmlRowAt(VELLIX_DOC_TYPE type, unsigned int position);
+inline const VellixMapTag* xmlRowAt(VELLIX_DOC_TYPE type, unsigned int position) {
+    const VellixDocTypeRow& row = xmlDocTypeRow(type);
+    return position < row.mapTagLen && position + 1 != row.mapTagLen ? row.mapTag + position : nullptr;
+}
 
 /// Returns the row at position `id` of the map of `type` if its `id` field says the same, otherwise null.
-VELLIX_API const VellixMapTag* xmlRowById(VELLIX_DOC_TYPE type, unsigned int id);
+inline const VellixMapTag* xmlRowById(VELLIX_DOC_TYPE type, unsigned int id) {
+    const VellixMapTag* row = xmlRowAt(type, id);
+    return row != nullptr && row->id == id ? row : nullptr;
+}
 
 /// Returns the first row of the map of `type` whose tag is the `length` bytes at `tag`, letters compared without regard
 /// to case, or null. `tag` need not be terminated. Takes the same short time for a map of any length.

@@ -36,7 +36,7 @@ constexpr EscapedLengths kEscapedLengths;
 static inline std::size_t plainRun(const char* text, std::size_t length) {
     std::size_t run = 0;
     for (; length - run >= platform::kBlock; run += platform::kBlock) {
-        const unsigned int stops = platform::bitsOfEscaped(text + run) | platform::bitsOfBarriers(text + run);
+        const unsigned int stops = platform::bitsOfSpecial(text + run);
         if (stops != 0) return run + platform::lowestBit(stops);
     }
     while (run < length && text[run] > 0 && kEscapedLengths.of[byteAt(text + run)] == 1) ++run;
@@ -96,8 +96,7 @@ static inline std::size_t escapedLength(const char* text, std::size_t length) {
     std::size_t sum = 0;
     std::size_t at = 0;
     while (at < length) {
-        if (length - at >= platform::kBlock &&
-            (platform::bitsOfEscaped(text + at) | platform::bitsOfBarriers(text + at)) == 0) {
+        if (length - at >= platform::kBlock && platform::bitsOfSpecial(text + at) == 0) {
             at += platform::kBlock;
             sum += platform::kBlock;
             continue;

@@ -187,11 +187,15 @@ bool VellixWriter::write(const VellixEntry& entry) {
         return false;
     }
     try {
-        record.clear();
-        entry.serialize(record);
-        const std::size_t length = record.size();
+        if (entry.row().docType == VELLIX_DOC_NONE) return false; // it has no text
+        const char* openTag = entry.getOpenTag();
+        makeRoom(entry.textBound(openTag));
+        const auto length = static_cast<std::size_t>(entry.putText(&record[0], openTag) - record.data());
         fillPage(static_cast<unsigned long>(length));
-        record.insert(0, owedFilling, ' ');
+        if (owedFilling != 0) {
+            makeRoom(owedFilling + length);
+            std::memmove(&record[owedFilling], record.data(), length);
+        }
         return put(length);
     } catch (...) {
         recordLost();
@@ -208,13 +212,17 @@ bool VellixWriter::write(const char* text, unsigned long length) {
     try {
         const std::size_t realLength = std::strlen(text);
         fillPage(length);
-        record.assign(owedFilling, ' ');
-        record.append(text, realLength);
+        makeRoom(owedFilling + realLength);
+        std::memcpy(&record[owedFilling], text, realLength);
         return put(realLength);
     } catch (...) {
         recordLost();
         throw;
     }
+}
+
+void VellixWriter::makeRoom(std::size_t length) {
+    if (record.size() < length) record.resize(length);
 }
 
 // Makes room for a record of `length` bytes: one that would end past the next boundary begins on it. The boundary moves by
@@ -229,17 +237,18 @@ void VellixWriter::fillPage(unsigned long length) {
     nextBoundary += kPageSize;
 }
 
-// Writes `record`, which is the filling that is owed and `length` bytes of text.
+// Writes the filling that is owed and the `length` bytes of text that stand behind its place in `record`.
 bool VellixWriter::put(std::size_t length) {
+    std::fill_n(record.begin(), owedFilling, ' ');
     std::size_t taken = 0;
-    const bool whole = send(record.data(), record.size(), taken);
+    const bool whole = send(record.data(), owedFilling + length, taken);
     const std::size_t filled = std::min(taken, owedFilling);
     owedFilling -= filled;
     if (!whole) {
         intact = false;
         blankOut(taken - filled);
     }
-    if (record.capacity() > kKeptRecord) std::string().swap(record);
+    if (record.size() > kKeptRecord) std::string().swap(record);
     if (!whole || length == 0) return false;
     position += static_cast<__int64>(length);
     return true;

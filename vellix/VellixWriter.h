@@ -119,6 +119,7 @@ private:
     void endView();
     void writeHeader();
     void fillPage(unsigned long length);
+    void makeRoom(std::size_t length);
     bool put(std::size_t length);
     bool send(const char* bytes, std::size_t length, std::size_t& taken);
     void blankOut(std::size_t length);
@@ -143,7 +144,7 @@ private:
     __int64 completeOffset;
     bool intact = false;         // a file was opened, and nothing of it was lost since
     std::size_t owedFilling = 0; // blanks that `position` counts and the file hasn't got yet
-    std::string record;          // the record being written, behind its filling; kept for its memory
+    std::string record;          // room for a record and the filling in front of it, at its largest so far
 };
 
 #endif
