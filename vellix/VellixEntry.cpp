@@ -19,34 +19,9 @@ namespace {
 constexpr int kAbsent = -1;
 constexpr std::size_t kBulkyValue = 65536;
 
-unsigned int slotCount() {
-    static const unsigned int count = [] {
-        unsigned int longest = 0;
-        for (const VellixDocTypeRow& type : xmlDocTypeTable) longest = std::max(longest, type.mapTagLen);
-        return longest;
-    }();
-    return count;
-}
-
 const std::string& emptyString() {
     static const std::string empty;
     return empty;
-}
-
-// Copies bytes without the cost of a call where they are few, as those of most tags and values are.
-char* copyBytes(char* out, const char* bytes, std::size_t length) {
-    if (length > 16) {
-        std::memcpy(out, bytes, length);
-    } else if (length >= 8) { // in two halves that overlap
-        std::memcpy(out, bytes, 8);
-        std::memcpy(out + length - 8, bytes + length - 8, 8);
-    } else if (length >= 4) {
-        std::memcpy(out, bytes, 4);
-        std::memcpy(out + length - 4, bytes + length - 4, 4);
-    } else {
-        for (std::size_t i = 0; i < length; ++i) out[i] = bytes[i];
-    }
-    return out + length;
 }
 
 // Replaces what a slot holds and keeps its memory. `text` may be a part of it.
@@ -55,6 +30,8 @@ void assignTo(std::string& slot, const char* text, std::size_t length) {
     const bool own = notBehind(slot.data(), text) && notBehind(text, slot.data() + slot.size());
     if (own || length > slot.capacity()) {
         slot.assign(text, length);
+    } else if (length == slot.size()) { // as numbers of one kind mostly are
+        copyBytes(&slot[0], text, length);
     } else { // the short way to the same
         slot.clear();
         slot.append(text, length);
@@ -227,6 +204,24 @@ constexpr TagLetters kTagLetters;
 
 bool isTagLetter(char c) { return kTagLetters.are[static_cast<unsigned char>(c)]; }
 
+bool sameBytes(const char* left, const char* right, std::size_t length) {
+    if (length < 4 || length > 8) return std::memcmp(left, right, length) == 0;
+    std::uint32_t a = 0;
+    std::uint32_t b = 0;
+    std::memcpy(&a, left, 4);
+    std::memcpy(&b, right, 4);
+    if (a != b) return false;
+    std::memcpy(&a, left + length - 4, 4);
+    std::memcpy(&b, right + length - 4, 4);
+    return a == b;
+}
+
+// True if `at` begins with the tag of an attribute in the form in which it is written, up to the value's quote.
+bool beginsWith(const char* at, const char* end, const VellixMapTag& attribute) {
+    return static_cast<std::size_t>(end - at) >= attribute.tagAssignLen &&
+           sameBytes(at, attribute.tagAssign, attribute.tagAssignLen);
+}
+
 // The end of a value in double quotes, null where the scanner would find no quoted string.
 struct ValueEnd {
     const char* quote = nullptr;
@@ -313,9 +308,10 @@ void VellixEntry::operator=(VellixEntry&& other) noexcept {
 }
 
 void VellixEntry::initAttribute() {
-    totalAttributes = slotCount();
+    totalAttributes = kLongestMap;
     numAttributes = 0;
     escapedTotal = 0;
+    std::fill_n(present, kPresentWords, 0);
     attrLen.assign(totalAttributes, kAbsent);
     attrValue.clear();
     attrValue.resize(totalAttributes);
@@ -333,6 +329,7 @@ void VellixEntry::resetAttribute() {
     std::fill(attrLen.begin(), attrLen.end(), kAbsent);
     numAttributes = 0;
     escapedTotal = 0;
+    std::fill_n(present, kPresentWords, 0);
 }
 
 void VellixEntry::copyAttribute(const VellixEntry& other) {
@@ -367,6 +364,7 @@ void VellixEntry::takeStore(VellixEntry& other) noexcept {
     totalAttributes = other.totalAttributes;
     numAttributes = other.numAttributes;
     escapedTotal = other.escapedTotal;
+    std::copy_n(other.present, kPresentWords, present);
     entryNamed = other.entryNamed;
     entryName = std::move(other.entryName);
     bulky = other.bulky;
@@ -376,6 +374,7 @@ void VellixEntry::takeStore(VellixEntry& other) noexcept {
     other.totalAttributes = 0;
     other.numAttributes = 0;
     other.escapedTotal = 0;
+    std::fill_n(other.present, kPresentWords, 0);
     other.entryNamed = false;
 }
 
@@ -493,15 +492,21 @@ bool VellixEntry::isPresent(unsigned int id) const { return id < totalAttributes
 void VellixEntry::dropSlot(unsigned int id) {
     if (!isPresent(id)) return;
     escapedTotal -= static_cast<std::size_t>(attrLen[id]);
+    present[id / 64] &= ~(std::uint64_t{1} << (id % 64));
     attrLen[id] = kAbsent;
     --numAttributes;
 }
 
 void VellixEntry::keepSlot(unsigned int id, std::size_t escaped) {
-    dropSlot(id);
+    int& noted = attrLen[id];
+    if (noted == kAbsent) {
+        present[id / 64] |= std::uint64_t{1} << (id % 64);
+        ++numAttributes;
+    } else {
+        escapedTotal -= static_cast<std::size_t>(noted);
+    }
+    noted = static_cast<int>(escaped);
     escapedTotal += escaped;
-    attrLen[id] = static_cast<int>(escaped);
-    ++numAttributes;
 }
 
 // Stores a value that holds no NUL, and that has nothing to escape if it is `plain`. Any other is measured only after it
@@ -705,11 +710,12 @@ const char* VellixEntry::plainCloseTag() const { return isLeaf() ? "/>" : ">"; }
 // Calls `visit` with the row, the value and the escaped length of each slot that stands in the text.
 template <class Visit> void VellixEntry::eachAttribute(Visit visit) const {
     const VellixDocTypeRow& docType = row();
-    unsigned int seen = 0;
-    for (unsigned int id = 0; seen < numAttributes && id + 1 < docType.mapTagLen; ++id) {
-        if (attrLen[id] == kAbsent) continue;
-        ++seen;
-        visit(docType.mapTag[id], attrValue[id], static_cast<std::size_t>(attrLen[id]));
+    for (unsigned int word = 0; word < kPresentWords; ++word) {
+        for (std::uint64_t bits = present[word]; bits != 0; bits &= bits - 1) {
+            const auto id = static_cast<unsigned int>(word * 64 + platform::lowestBit(bits));
+            if (id + 1 >= docType.mapTagLen) return; // the type has no attribute there
+            visit(docType.mapTag[id], attrValue[id], static_cast<std::size_t>(attrLen[id]));
+        }
     }
 }
 
@@ -870,27 +876,53 @@ int VellixEntry::parseTag(XmlStr& text, bool& metEnd) {
 // tokens would give the same; this is the quick road for what nearly all attributes are.
 int VellixEntry::parsePlainAttributes(XmlStr& text, bool& any) {
     const char* const end = text.buffer + text.length;
+    unsigned char* follower = followersIn(row().mapTag);
     for (;;) {
         const char* at = text.buffer + text.position;
         if (at != end && *at == ' ') ++at;
-        const char* const name = at;
-        while (at != end && isTagLetter(*at)) ++at;
-        if (at == name || end - at < 3 || at[0] != '=' || at[1] != '"') return VELLIX_SUCCESS;
-        const auto nameLength = static_cast<unsigned long>(at - name);
-        const char* const value = at + 2;
-        const ValueEnd valueEnd = findValueEnd(value, end);
+        const VellixMapTag* attribute = nullptr;
+        const char* const value = readTag(at, end, *follower, attribute);
+        const ValueEnd valueEnd = value != nullptr ? findValueEnd(value, end) : ValueEnd();
         if (valueEnd.quote == nullptr) return VELLIX_SUCCESS;
         any = true;
         text.position = static_cast<unsigned long>(valueEnd.quote + 1 - text.buffer);
-        const VellixMapTag* attribute = xmlRowByTag(type, name, nameLength);
         const auto length = static_cast<std::size_t>(valueEnd.quote - value);
         if (valueEnd.reference) {
             if (!takeReferences(attribute, value, length)) return VELLIX_ERR_NO_MEMORY;
+        } else if (attribute != nullptr && valueEnd.plain && learnedMap[attribute->id].maxLen < 0 &&
+                   length <= kBulkyValue) {
+            assignTo(attrValue[attribute->id], value, length); // what storeText comes down to
+            keepSlot(attribute->id, length);
         } else if (attribute != nullptr) {
-            storeText(attribute->id & 0xFFFFU, value, length, valueEnd.plain);
+            storeText(attribute->id, value, length, valueEnd.plain);
         }
         if (!entryNamed) return VELLIX_SUCCESS; // the next word may be the name
+        if (attribute != nullptr) follower = &followers[attribute - row().mapTag];
     }
+}
+
+// Returns what was learned of the attribute that comes first. What was learned in another map is forgotten.
+unsigned char* VellixEntry::followersIn(const VellixMapTag* map) {
+    if (learnedMap != map) std::memset(followers, 0, sizeof followers);
+    learnedMap = map;
+    return &followers[kLongestMap - 1]; // the place of the longest map's end row
+}
+
+// Reads a tag and what stands between it and its value, and returns the value, or null for any other form. `attribute`
+// becomes the tag's row, null for an unknown tag. Entries of one document mostly have the same attributes in the same
+// order, so the row that followed last time is tried first.
+const char* VellixEntry::readTag(const char* at, const char* end, unsigned char& follower,
+                                 const VellixMapTag*& attribute) {
+    if (learnedMap != nullptr && beginsWith(at, end, learnedMap[follower])) {
+        attribute = learnedMap + follower;
+        return at + attribute->tagAssignLen;
+    }
+    const char* const name = at;
+    while (at != end && isTagLetter(*at)) ++at;
+    if (at == name || end - at < 3 || at[0] != '=' || at[1] != '"') return nullptr;
+    attribute = xmlRowByTag(type, name, static_cast<unsigned long>(at - name));
+    if (attribute != nullptr) follower = static_cast<unsigned char>(attribute - learnedMap);
+    return at + 2;
 }
 
 // Makes the first word of a tag the entry's name and, for an entry without a type, looks the type up by it. False if
@@ -914,7 +946,7 @@ bool VellixEntry::takeName(const char* word, std::size_t length) {
 // form ran out.
 bool VellixEntry::takeValue(const VellixMapTag* attribute, const char* text, std::size_t length) {
     if (std::memchr(text, '&', length) != nullptr) return takeReferences(attribute, text, length);
-    if (attribute != nullptr) storeText(attribute->id & 0xFFFFU, text, length, false);
+    if (attribute != nullptr) storeText(attribute->id, text, length, false);
     return true;
 }
 
@@ -931,7 +963,7 @@ bool VellixEntry::takeReferences(const VellixMapTag* attribute, const char* text
     if (decoded == kBadReference) return false;
     const void* nul = std::memchr(plain.data(), '\0', decoded);
     if (nul != nullptr) decoded = static_cast<std::size_t>(static_cast<const char*>(nul) - plain.data());
-    if (attribute != nullptr) storeText(attribute->id & 0xFFFFU, plain.data(), decoded, false);
+    if (attribute != nullptr) storeText(attribute->id, plain.data(), decoded, false);
     return true;
 }
 

@@ -2,6 +2,7 @@
 #define VELLIX_ENTRY_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -309,15 +310,22 @@ private:
     void putPieces(char* out, std::size_t room, const char* openTag) const;
     int parseTag(XmlStr& text, bool& metEnd);
     int parsePlainAttributes(XmlStr& text, bool& any);
+    unsigned char* followersIn(const VellixMapTag* map);
+    const char* readTag(const char* at, const char* end, unsigned char& follower, const VellixMapTag*& attribute);
     bool takeName(const char* word, std::size_t length);
     bool takeValue(const VellixMapTag* attribute, const char* text, std::size_t length);
     bool takeReferences(const VellixMapTag* attribute, const char* text, std::size_t length);
 
+    static constexpr unsigned int kPresentWords = (kLongestMap + 63) / 64;
+
     std::vector<int> attrLen;           // -1 for an absent slot, otherwise the escaped length of its value
     std::vector<std::string> attrValue; // an absent slot keeps its old string, for its memory
     unsigned int totalAttributes = 0;
-    unsigned short numAttributes = 0; // slots that are present
-    std::size_t escapedTotal = 0;     // the sum of their escaped lengths
+    unsigned short numAttributes = 0;          // slots that are present
+    std::size_t escapedTotal = 0;              // the sum of their escaped lengths
+    std::uint64_t present[kPresentWords] = {}; // a bit for each of them
+    const VellixMapTag* learnedMap = nullptr;
+    unsigned char followers[kLongestMap] = {}; // for each row of that map, the row whose attribute came next last time
     bool entryNamed = false;
     std::string entryName; // without meaning while `entryNamed` is false, kept for its memory
     bool bulky = false;    // a slot or the name has grown so large that its memory isn't worth keeping

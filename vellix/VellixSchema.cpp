@@ -473,17 +473,21 @@ constexpr std::array<TagIndex, kDocTypes> indexAll() {
 constexpr std::array<TagIndex, kDocTypes> kTagIndex = indexAll();
 
 constexpr bool isConsistent() {
+    unsigned int longest = 0;
     for (std::size_t type = 0; type < kDocTypes; ++type) {
         const VellixDocTypeRow& row = xmlDocTypeTable[type];
         if (static_cast<std::size_t>(row.docType) != type) return false;
+        if (row.mapTagLen > longest) longest = row.mapTagLen;
         for (unsigned int position = 0; position < row.mapTagLen; ++position) {
             if (row.mapTag[position].tagLen > kLongestTag) return false;
+            if (row.mapTag[position].id >= row.mapTagLen) return false;
             if ((row.mapTag[position].tag == nullptr) != (position + 1 == row.mapTagLen)) return false;
         }
     }
-    return true;
+    return longest == kLongestMap;
 }
-static_assert(isConsistent(), "each type stands at its own index, and each map ends in its end row");
+static_assert(isConsistent(),
+              "each type stands at its own index, each map ends in its end row, and no id is behind it");
 
 } // namespace
 

@@ -93,6 +93,9 @@ struct VellixDocTypeRow {
     unsigned char isLeafDoc;        ///< 1 if documents of this type have no child documents
 };
 
+/// Rows of the longest attribute map, its end row included.
+constexpr unsigned int kLongestMap = 78;
+
 /// The document type table: a row for each type, in the order of VELLIX_DOC_TYPE, and an end row of zeros and nulls like
 /// the one of VELLIX_DOC_NONE.
 extern VELLIX_API const VellixDocTypeRow xmlDocTypeTable[27];

@@ -16,21 +16,23 @@ static inline unsigned char byteAt(const char* text) { return static_cast<unsign
 
 static inline bool isBlank(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
 
-// For each byte, the length of its escaped form: 0 where it depends on what follows, since the byte may begin a unit of
-// several.
-struct EscapedLengths {
-    unsigned char of[256] = {};
-
-    constexpr EscapedLengths() {
-        for (int byte = 0; byte < 256; ++byte) of[byte] = byte >= 0xC2 && byte <= 0xF4 ? 0 : 1;
-        of[int{'"'}] = 6;
-        of[int{'&'}] = 5;
-        of[int{'\''}] = 6;
-        of[int{'<'}] = 4;
-        of[int{'>'}] = 4;
+// Copies bytes without the cost of a call where they are few, and returns the end of the copy.
+static inline char* copyBytes(char* out, const char* bytes, std::size_t length) {
+    if (length > 16) {
+        std::memcpy(out, bytes, length);
+    } else if (length >= 8) { // in two halves that overlap
+        std::memcpy(out, bytes, 8);
+        std::memcpy(out + length - 8, bytes + length - 8, 8);
+    } else if (length >= 4) {
+        std::memcpy(out, bytes, 4);
+        std::memcpy(out + length - 4, bytes + length - 4, 4);
+    } else {
+        for (std::size_t i = 0; i < length; ++i) out[i] = bytes[i];
     }
-};
-constexpr EscapedLengths kEscapedLengths;
+    return out + length;
+}
+
+static inline bool beginsUnit(char c) { return static_cast<unsigned char>(c) >= 0x80; }
 
 // Returns how many bytes at `text` are ASCII, none of them NUL or escaped.
 static inline std::size_t plainRun(const char* text, std::size_t length) {
@@ -39,7 +41,7 @@ static inline std::size_t plainRun(const char* text, std::size_t length) {
         const unsigned int stops = platform::bitsOfSpecial(text + run);
         if (stops != 0) return run + platform::lowestBit(stops);
     }
-    while (run < length && text[run] > 0 && kEscapedLengths.of[byteAt(text + run)] == 1) ++run;
+    while (run < length && !platform::isSpecial(text[run])) ++run;
     return run;
 }
 
@@ -56,9 +58,10 @@ static inline std::size_t unitLength(const char* text, std::size_t left) {
 
 // Returns the row of xmlEntityTable for an escaped character, or null.
 static inline const VellixEntity* entityOf(char c) {
-    const VellixEntity* entity = xmlEntityTable;
-    while (entity->text != nullptr && entity->character != c) ++entity;
-    return entity->text != nullptr ? entity : nullptr;
+    for (const VellixEntity* entity = xmlEntityTable; entity->text != nullptr; ++entity) {
+        if (entity->character == c) return entity;
+    }
+    return nullptr;
 }
 
 // Writes a byte as a decimal reference, such as "&#233;", and returns its length. Only measures with a null `out`.
@@ -77,35 +80,38 @@ static inline std::size_t putReference(unsigned char byte, char* out) {
 // Writes the escaped form of the unit at `text` and returns its length; `unit` becomes the number of bytes that it covers.
 // A NUL counts as any byte here. Only measures with a null `out`.
 static inline std::size_t putUnit(const char* text, std::size_t left, char* out, std::size_t& unit) {
-    unit = *text != '\0' ? static_cast<std::size_t>(xmlStepTable[byteAt(text)]) : 1;
-    if (unit > left) { // cut short: as it stands it would swallow the quote behind it when it is read
-        unit = left;
+    unit = 1;
+    if (beginsUnit(*text)) {
+        unit = static_cast<std::size_t>(xmlStepTable[byteAt(text)]);
+        if (unit <= left) {
+            if (out != nullptr) copyBytes(out, text, unit);
+            return unit;
+        }
+        unit = left; // cut short: as it stands it would swallow the quote behind it when it is read
         std::size_t length = 0;
         for (std::size_t i = 0; i < left; ++i)
             length += putReference(byteAt(text + i), out != nullptr ? out + length : nullptr);
         return length;
     }
-    const VellixEntity* entity = kEscapedLengths.of[byteAt(text)] > 1 ? entityOf(*text) : nullptr;
-    const std::size_t length = entity != nullptr ? static_cast<std::size_t>(entity->length) : unit;
-    if (out != nullptr) std::memcpy(out, entity != nullptr ? entity->text : text, length);
+    const VellixEntity* entity = entityOf(*text);
+    if (entity == nullptr) {
+        if (out != nullptr) *out = *text;
+        return 1;
+    }
+    const auto length = static_cast<std::size_t>(entity->length);
+    if (out != nullptr) copyBytes(out, entity->text, length);
     return length;
 }
 
 // Returns the length of the escaped form of `length` bytes.
 static inline std::size_t escapedLength(const char* text, std::size_t length) {
     std::size_t sum = 0;
-    std::size_t at = 0;
-    while (at < length) {
-        if (length - at >= platform::kBlock && platform::bitsOfSpecial(text + at) == 0) {
-            at += platform::kBlock;
-            sum += platform::kBlock;
-            continue;
-        }
-        const std::size_t limit = length - at >= platform::kBlock ? at + platform::kBlock : length;
-        while (at < limit) {
-            std::size_t unit = 1;
-            const std::size_t escaped = kEscapedLengths.of[byteAt(text + at)];
-            sum += escaped != 0 ? escaped : putUnit(text + at, length - at, nullptr, unit);
+    for (std::size_t at = 0; at < length;) {
+        std::size_t unit = plainRun(text + at, length - at);
+        sum += unit;
+        at += unit;
+        while (at < length && platform::isSpecial(text[at])) { // they often come in a row
+            sum += putUnit(text + at, length - at, nullptr, unit);
             at += unit;
         }
     }
@@ -114,16 +120,14 @@ static inline std::size_t escapedLength(const char* text, std::size_t length) {
 
 // Writes the escaped form of `length` bytes, for which there is room, and returns its end.
 static inline char* putEscaped(const char* text, std::size_t length, char* out) {
-    while (length > 0) {
-        std::size_t unit = plainRun(text, length);
-        if (unit > 0) {
-            std::memcpy(out, text, unit);
-            out += unit;
-        } else {
-            out += putUnit(text, length, out, unit);
+    for (std::size_t at = 0; at < length;) {
+        std::size_t unit = plainRun(text + at, length - at);
+        out = copyBytes(out, text + at, unit);
+        at += unit;
+        while (at < length && platform::isSpecial(text[at])) {
+            out += putUnit(text + at, length - at, out, unit);
+            at += unit;
         }
-        text += unit;
-        length -= unit;
     }
     return out;
 }
@@ -180,7 +184,7 @@ static inline std::size_t readReference(const char* text, std::size_t left, char
 constexpr std::size_t kBadReference = static_cast<std::size_t>(-1);
 
 // Writes the plain form of `text`, up to `length` bytes or a NUL, but no more than `room` bytes, and returns its length,
-// or kBadReference. Only measures with a null `out`. `out` may be `text` itself: the plain form is never ahead.
+// or kBadReference. Only measures with a null `out`.
 static inline std::size_t putDecoded(const char* text, std::size_t length, char* out, std::size_t room) {
     std::size_t written = 0;
     while (length > 0 && *text != '\0' && written < room) {
@@ -199,7 +203,7 @@ static inline std::size_t putDecoded(const char* text, std::size_t length, char*
             bytes = unit;
         }
         if (bytes > room - written) bytes = room - written;
-        if (out != nullptr) std::memmove(out + written, from, bytes);
+        if (out != nullptr) copyBytes(out + written, from, bytes);
         written += bytes;
         text += unit;
         length -= unit;

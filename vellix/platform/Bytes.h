@@ -5,6 +5,7 @@
 // every x86-64 processor has, and plainly elsewhere.
 
 #include <cstddef>
+#include <cstdint>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -14,6 +15,12 @@ namespace platform {
 
 constexpr std::size_t kBlock = 16;
 
+/// True for a byte that stands in escaped text as a reference, is NUL or is no ASCII.
+static inline bool isSpecial(char c) {
+    return c == '"' || c == '&' || c == '\'' || c == '<' || c == '>' || c == '\0' ||
+           static_cast<unsigned char>(c) >= 0x80;
+}
+
 #if defined(__SSE2__)
 
 static inline __m128i loadBlock(const char* text) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text)); }
@@ -22,8 +29,7 @@ static inline unsigned int bitsOf(__m128i truth) { return static_cast<unsigned i
 
 static inline __m128i equals(__m128i block, char c) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(c)); }
 
-/// The bytes that stand in escaped text as references, are NUL or are no ASCII. Setting one bit makes & and ' the same, and
-/// another < and >.
+/// The bytes for which isSpecial holds. Setting one bit makes & and ' the same, and another < and >.
 static inline unsigned int bitsOfSpecial(const char* text) {
     const __m128i block = loadBlock(text);
     const __m128i quotes = _mm_or_si128(equals(block, '"'), equals(_mm_or_si128(block, _mm_set1_epi8(1)), '\''));
@@ -34,11 +40,6 @@ static inline unsigned int bitsOfSpecial(const char* text) {
 
 #else
 
-static inline bool isSpecial(char c) {
-    return c == '"' || c == '&' || c == '\'' || c == '<' || c == '>' || c == '\0' ||
-           static_cast<unsigned char>(c) >= 0x80;
-}
-
 static inline unsigned int bitsOfSpecial(const char* text) {
     unsigned int bits = 0;
     for (std::size_t i = 0; i < kBlock; ++i) bits |= static_cast<unsigned int>(isSpecial(text[i])) << i;
@@ -48,9 +49,9 @@ static inline unsigned int bitsOfSpecial(const char* text) {
 #endif
 
 /// The number of the lowest bit of `bits`, which isn't 0.
-static inline std::size_t lowestBit(unsigned int bits) {
+static inline std::size_t lowestBit(std::uint64_t bits) {
 #if defined(__GNUC__)
-    return static_cast<std::size_t>(__builtin_ctz(bits));
+    return static_cast<std::size_t>(__builtin_ctzll(bits));
 #else
     std::size_t number = 0;
     for (; (bits & 1U) == 0; bits >>= 1) ++number;
