@@ -241,7 +241,7 @@ bool VellixDoc::load(const char* path) {
 
 bool VellixDoc::holdsAnything() const { return !childDocs.empty() || !entries.empty(); }
 
-bool VellixDoc::serialize(std::string& out) const {
+bool VellixDoc::serialize(std::string& out) const { // NOLINT(misc-no-recursion): as deep as the caller's tree
     if (includeXmlHeader()) out.append(kXmlHeader, kXmlHeaderLength);
     VellixEntry::serialize(out);
     for (const VellixDoc* child : childDocs) child->serialize(out);
@@ -264,7 +264,7 @@ bool VellixDoc::serialize(char*& cursor, unsigned long& room) const {
 }
 
 // The exact length of the text, where `size` gives what is enough.
-std::size_t VellixDoc::textLength() const {
+std::size_t VellixDoc::textLength() const { // NOLINT(misc-no-recursion): as deep as the caller's tree
     std::size_t length = includeXmlHeader() ? kXmlHeaderLength : 0;
     if (getType() != VELLIX_DOC_NONE) length += textSize(getOpenTag(), plainCloseTag());
     for (const VellixDoc* child : childDocs) length += child->textLength();
@@ -274,7 +274,7 @@ std::size_t VellixDoc::textLength() const {
 }
 
 // Writes the text, which has the length that textLength tells, and returns its end.
-char* VellixDoc::putText(char* out) const {
+char* VellixDoc::putText(char* out) const { // NOLINT(misc-no-recursion): as deep as the caller's tree
     const auto put = [&out](const char* piece, std::size_t length) {
         std::memcpy(out, piece, length);
         out += length;
@@ -289,7 +289,7 @@ char* VellixDoc::putText(char* out) const {
     return out;
 }
 
-unsigned long VellixDoc::size() const {
+unsigned long VellixDoc::size() const { // NOLINT(misc-no-recursion): as deep as the caller's tree
     // The close tag is counted by the base, which gets it from here; the 3 are more than the ">" or "/>" of the own tag,
     // and the header's number has them too.
     std::size_t sum = VellixEntry::size() + (includeXmlHeader() ? kXmlHeaderLength : 0) + 3 + 1;

@@ -152,7 +152,7 @@ template <class Number> bool readsNumber(VELLIX_DATA_TYPE dataType) {
 
 // --- Parsing ---
 
-enum State { kExpectName, kExpectEquals, kExpectValue };
+enum State : int { kExpectName, kExpectEquals, kExpectValue };
 enum Action { kSyntax, kRemember, kToValue, kStore, kFinish, kFinishClosed };
 
 // What a token means in each state. VELLIX_TOKEN_EOF and above don't get here.
@@ -168,15 +168,18 @@ const Action kActions[][3] = {
     {kFinishClosed, kFinishClosed, kSyntax}, // VELLIX_TOKEN_EMPTY_END
 };
 
-struct Bytes {
-    const char* start = nullptr;
-    std::size_t length = 0;
-};
+// A terminated text may be given with any length.
+XmlStr cursorOver(const char* buffer, std::size_t length) {
+    XmlStr text;
+    text.buffer = buffer;
+    text.length = static_cast<unsigned long>(lengthWithin(buffer, length));
+    return text;
+}
 
-// The bytes of a value, without the quotes.
-Bytes valueOf(const VellixToken& token) {
-    if (token.kind == VELLIX_TOKEN_QUOTED) return {token.start + 1, token.length - 2};
-    return {token.start, token.length};
+// The value without its quotes.
+VellixToken valueOf(const VellixToken& token) {
+    if (token.kind != VELLIX_TOKEN_QUOTED) return token;
+    return {token.start + 1, VELLIX_TOKEN_WORD, token.length - 2};
 }
 
 // True if the word begins with a quote that looked for its partner up to the end of the text, so that more text could
@@ -263,7 +266,7 @@ struct Free {
     void operator()(char* memory) const { std::free(memory); }
 };
 
-bool isTag(const VellixMapTag& row, const Bytes& word) {
+bool isTag(const VellixMapTag& row, const VellixToken& word) {
     return word.length == row.tagLen && platform::_strnicmp(word.start, row.tag, word.length) == 0;
 }
 
@@ -710,7 +713,7 @@ const char* VellixEntry::plainCloseTag() const { return isLeaf() ? "/>" : ">"; }
 // Calls `visit` with the row, the value and the escaped length of each slot that stands in the text.
 template <class Visit> void VellixEntry::eachAttribute(Visit visit) const {
     const VellixDocTypeRow& docType = row();
-    for (unsigned int word = 0; word < kPresentWords; ++word) {
+    for (std::size_t word = 0; word < kPresentWords; ++word) {
         for (std::uint64_t bits = present[word]; bits != 0; bits &= bits - 1) {
             const auto id = static_cast<unsigned int>(word * 64 + platform::lowestBit(bits));
             if (id + 1 >= docType.mapTagLen) return; // the type has no attribute there
@@ -813,9 +816,7 @@ int VellixEntry::parseAttrXMLString(XmlStr* text) {
 
 int VellixEntry::parseAttrXMLString(const char* buffer, unsigned long length) {
     if (buffer == nullptr) return VELLIX_ERR_NULL_ARGUMENT;
-    XmlStr text;
-    text.buffer = buffer;
-    text.length = length;
+    XmlStr text = cursorOver(buffer, length);
     return parseAttrXMLString(&text);
 }
 
@@ -824,42 +825,39 @@ int VellixEntry::parseAttrXMLString(const char* buffer, unsigned long length) {
 int VellixEntry::parseTag(XmlStr& text, bool& metEnd) {
     metEnd = false;
     if (totalAttributes == 0) initAttribute(); // content was moved away
-    VellixToken token = xmlNextToken(&text);
-    if (token.kind != VELLIX_TOKEN_OPEN) {
-        metEnd = token.kind == VELLIX_TOKEN_EOF && text.position >= text.length;
-        return token.kind == VELLIX_TOKEN_EOF ? VELLIX_ERR_END_OF_BUFFER : VELLIX_ERR_SYNTAX;
-    }
-    State state = kExpectName;
-    Bytes name;
+    const VellixToken token = xmlNextToken(&text);
+    if (token.kind == VELLIX_TOKEN_OPEN) return parseAttributes(text, metEnd);
+    if (token.kind != VELLIX_TOKEN_EOF) return VELLIX_ERR_SYNTAX;
+    metEnd = text.position >= text.length;
+    return VELLIX_ERR_END_OF_BUFFER;
+}
+
+// Parses what stands behind the "<".
+int VellixEntry::parseAttributes(XmlStr& text, bool& metEnd) {
+    int state = kExpectName;
+    VellixToken name = {nullptr, VELLIX_TOKEN_EOF, 0};
     for (;;) {
-        if (state == kExpectEquals || (state == kExpectName && entryNamed)) {
-            bool any = false;
-            if (parsePlainAttributes(text, any) != VELLIX_SUCCESS) return VELLIX_ERR_NO_MEMORY;
-            if (any) state = kExpectName;
-        }
-        token = xmlNextToken(&text);
+        if ((state == kExpectEquals || (state == kExpectName && entryNamed)) && !parsePlainAttributes(text, state))
+            return VELLIX_ERR_NO_MEMORY;
+        const VellixToken token = xmlNextToken(&text);
         if (token.kind == VELLIX_TOKEN_EOF) {
             metEnd = text.position >= text.length;
             return VELLIX_ERR_END_OF_BUFFER;
         }
-        if (token.kind == VELLIX_TOKEN_WORD && !metEnd) metEnd = quoteMetEnd(text, token);
+        metEnd = metEnd || (token.kind == VELLIX_TOKEN_WORD && quoteMetEnd(text, token));
         switch (kActions[token.kind][state]) {
         case kRemember:
-            name = {token.start, token.length};
+            name = token;
             if (state == kExpectName && !takeName(name.start, name.length)) return VELLIX_ERR_NO_MEMORY;
             state = kExpectEquals;
             break;
         case kToValue:
             state = kExpectValue;
             break;
-        case kStore: {
-            const Bytes value = valueOf(token);
-            if (!takeValue(xmlRowByTag(type, name.start, static_cast<unsigned long>(name.length)), value.start,
-                           value.length))
-                return VELLIX_ERR_NO_MEMORY;
+        case kStore:
+            if (!takeValue(attributeOf(name), valueOf(token))) return VELLIX_ERR_NO_MEMORY;
             state = kExpectName;
             break;
-        }
         case kFinishClosed:
             entryClosed = true;
             return VELLIX_SUCCESS;
@@ -872,9 +870,14 @@ int VellixEntry::parseTag(XmlStr& text, bool& metEnd) {
     }
 }
 
+const VellixMapTag* VellixEntry::attributeOf(const VellixToken& name) const {
+    return xmlRowByTag(type, name.start, name.length);
+}
+
 // Reads the attributes at the position that have the form in which they are written, and stops before anything else. The
-// tokens would give the same; this is the quick road for what nearly all attributes are.
-int VellixEntry::parsePlainAttributes(XmlStr& text, bool& any) {
+// tokens would give the same; this is the quick road for what nearly all attributes are. False if a value has a bad
+// reference or memory ran out.
+bool VellixEntry::parsePlainAttributes(XmlStr& text, int& state) {
     const char* const end = text.buffer + text.length;
     unsigned char* follower = followersIn(row().mapTag);
     for (;;) {
@@ -883,12 +886,13 @@ int VellixEntry::parsePlainAttributes(XmlStr& text, bool& any) {
         const VellixMapTag* attribute = nullptr;
         const char* const value = readTag(at, end, *follower, attribute);
         const ValueEnd valueEnd = value != nullptr ? findValueEnd(value, end) : ValueEnd();
-        if (valueEnd.quote == nullptr) return VELLIX_SUCCESS;
-        any = true;
+        if (valueEnd.quote == nullptr) return true;
+        state = kExpectName;
         text.position = static_cast<unsigned long>(valueEnd.quote + 1 - text.buffer);
         const auto length = static_cast<std::size_t>(valueEnd.quote - value);
         if (valueEnd.reference) {
-            if (!takeReferences(attribute, value, length)) return VELLIX_ERR_NO_MEMORY;
+            if (!takeReferences(attribute, {value, VELLIX_TOKEN_WORD, static_cast<unsigned long>(length)}))
+                return false;
         } else if (attribute != nullptr && valueEnd.plain && learnedMap[attribute->id].maxLen < 0 &&
                    length <= kBulkyValue) {
             assignTo(attrValue[attribute->id], value, length); // what storeText comes down to
@@ -896,7 +900,7 @@ int VellixEntry::parsePlainAttributes(XmlStr& text, bool& any) {
         } else if (attribute != nullptr) {
             storeText(attribute->id, value, length, valueEnd.plain);
         }
-        if (!entryNamed) return VELLIX_SUCCESS; // the next word may be the name
+        if (!entryNamed) return true; // the next word may be the name
         if (attribute != nullptr) follower = &followers[attribute - row().mapTag];
     }
 }
@@ -944,26 +948,24 @@ bool VellixEntry::takeName(const char* word, std::size_t length) {
 
 // Stores a value that was read; without an attribute it drops out. False if it has a bad reference or memory for its plain
 // form ran out.
-bool VellixEntry::takeValue(const VellixMapTag* attribute, const char* text, std::size_t length) {
-    if (std::memchr(text, '&', length) != nullptr) return takeReferences(attribute, text, length);
-    if (attribute != nullptr) storeText(attribute->id, text, length, false);
+bool VellixEntry::takeValue(const VellixMapTag* attribute, const VellixToken& value) {
+    if (std::memchr(value.start, '&', value.length) != nullptr) return takeReferences(attribute, value);
+    if (attribute != nullptr) storeText(attribute->id, value.start, value.length, false);
     return true;
 }
 
 // The same for a value with an ampersand.
-bool VellixEntry::takeReferences(const VellixMapTag* attribute, const char* text, std::size_t length) {
+bool VellixEntry::takeReferences(const VellixMapTag* attribute, const VellixToken& value) {
     std::string& plain = attrValue.back(); // the place of the longest map's end row: no attribute lives there
     try {
-        if (plain.size() < length) plain.resize(length);
+        if (plain.size() < value.length) plain.resize(value.length);
     } catch (const std::bad_alloc&) {
         return false;
     }
-    bulky = bulky || length > kBulkyValue;
-    std::size_t decoded = putDecoded(text, length, &plain[0], length);
+    bulky = bulky || value.length > kBulkyValue;
+    const std::size_t decoded = putDecoded(value.start, value.length, &plain[0], value.length);
     if (decoded == kBadReference) return false;
-    const void* nul = std::memchr(plain.data(), '\0', decoded);
-    if (nul != nullptr) decoded = static_cast<std::size_t>(static_cast<const char*>(nul) - plain.data());
-    if (attribute != nullptr) storeText(attribute->id, plain.data(), decoded, false);
+    if (attribute != nullptr) storeText(attribute->id, plain.data(), lengthWithin(plain.data(), decoded), false);
     return true;
 }
 
@@ -973,23 +975,21 @@ char* VellixEntry::parseAttribute(VELLIX_DOC_TYPE docType, unsigned short id, co
                                   bool /*flag*/) {
     const VellixMapTag* attribute = xmlRowAt(docType, id);
     if (attribute == nullptr || buffer == nullptr) return nullptr;
-    XmlStr text;
-    text.buffer = buffer;
-    text.length = length;
+    XmlStr text = cursorOver(buffer, length);
     if (xmlNextToken(&text).kind != VELLIX_TOKEN_OPEN) return nullptr;
-    State state = kExpectName;
-    Bytes name;
+    int state = kExpectName;
+    VellixToken name = {nullptr, VELLIX_TOKEN_EOF, 0};
     for (;;) {
         const VellixToken token = xmlNextToken(&text);
         const Action action = token.kind == VELLIX_TOKEN_EOF ? kSyntax : kActions[token.kind][state];
         if (action == kRemember) {
-            name = {token.start, token.length};
+            name = token;
             state = kExpectEquals;
         } else if (action == kToValue) {
             state = kExpectValue;
         } else if (action == kStore) {
-            const Bytes value = valueOf(token);
-            if (isTag(*attribute, name)) return xmlDecode(value.start, static_cast<unsigned long>(value.length));
+            const VellixToken value = valueOf(token);
+            if (isTag(*attribute, name)) return xmlDecode(value.start, value.length);
             state = kExpectName;
         } else {
             return nullptr;

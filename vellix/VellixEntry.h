@@ -309,12 +309,14 @@ private:
     char* putText(char* out, const char* openTag) const;
     void putPieces(char* out, std::size_t room, const char* openTag) const;
     int parseTag(XmlStr& text, bool& metEnd);
-    int parsePlainAttributes(XmlStr& text, bool& any);
+    int parseAttributes(XmlStr& text, bool& metEnd);
+    const VellixMapTag* attributeOf(const VellixToken& name) const;
+    bool parsePlainAttributes(XmlStr& text, int& state);
     unsigned char* followersIn(const VellixMapTag* map);
     const char* readTag(const char* at, const char* end, unsigned char& follower, const VellixMapTag*& attribute);
     bool takeName(const char* word, std::size_t length);
-    bool takeValue(const VellixMapTag* attribute, const char* text, std::size_t length);
-    bool takeReferences(const VellixMapTag* attribute, const char* text, std::size_t length);
+    bool takeValue(const VellixMapTag* attribute, const VellixToken& value);
+    bool takeReferences(const VellixMapTag* attribute, const VellixToken& value);
 
     static constexpr unsigned int kPresentWords = (kLongestMap + 63) / 64;
 

@@ -14,7 +14,7 @@ constexpr int kProtRead = 2; // of VellixMMap::map
 constexpr int kShared = 2;
 
 // A tag of more bytes than this is passed over.
-constexpr std::size_t kLongestTag = 16U * 1024 * 1024;
+constexpr std::size_t kLongestTag = std::size_t{16} * 1024 * 1024;
 
 } // namespace
 

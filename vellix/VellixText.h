@@ -34,7 +34,14 @@ static inline char* copyBytes(char* out, const char* bytes, std::size_t length) 
 
 static inline bool beginsUnit(char c) { return static_cast<unsigned char>(c) >= 0x80; }
 
-// Returns how many bytes at `text` are ASCII, none of them NUL or escaped.
+// Returns the length of a text that ends at a NUL or after `most` bytes. Nothing behind the NUL is read.
+static inline std::size_t lengthWithin(const char* text, std::size_t most) {
+    const void* nul = most != 0 ? std::memchr(text, '\0', most) : nullptr;
+    return nul != nullptr ? static_cast<std::size_t>(static_cast<const char*>(nul) - text) : most;
+}
+
+// Returns how many bytes at `text` are ASCII, none of them NUL or escaped. All `length` bytes must be there to be read, also
+// behind a NUL.
 static inline std::size_t plainRun(const char* text, std::size_t length) {
     std::size_t run = 0;
     for (; length - run >= platform::kBlock; run += platform::kBlock) {

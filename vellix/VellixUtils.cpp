@@ -196,11 +196,12 @@ void xmlEncode(std::string& out, const char* text, int size) {
 
 char* xmlDecode(const char* text, unsigned long length) {
     if (text == nullptr) return nullptr;
-    const std::size_t count = putDecoded(text, length, nullptr, SIZE_MAX);
+    const std::size_t given = lengthWithin(text, length);
+    const std::size_t count = putDecoded(text, given, nullptr, SIZE_MAX);
     if (count == kBadReference) return nullptr;
     MallocText plain = allocateText(count);
     if (plain == nullptr) return nullptr;
-    const std::size_t written = putDecoded(text, length, plain.get(), count);
+    const std::size_t written = putDecoded(text, given, plain.get(), count);
     if (written == kBadReference) return nullptr; // the text has changed since it was counted
     plain.get()[written] = '\0';
     return plain.release();
