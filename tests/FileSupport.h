@@ -1,0 +1,113 @@
+#ifndef VELLIX_TESTS_FILE_SUPPORT_H
+#define VELLIX_TESTS_FILE_SUPPORT_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "TestSupport.h"
+#include "vellix/VellixReader.h"
+#include "vellix/VellixWriter.h"
+
+// What the tests of document files share.
+namespace filetest {
+
+constexpr std::size_t kPageSize = 65536;
+constexpr std::size_t kMarkAt = 54; // where the completion mark of a results file stands
+inline const std::string kHeader = R"(<?xml version="1.0" encoding="UTF-8"?>)";
+
+/// The file of `addSample`: 173 bytes.
+inline const std::string kSample =
+    R"(<?xml version="1.0" encoding="UTF-8"?><CatResults IC="0" ID="1700000000"><CatDoc ID="42"><CatFH>)"
+    R"(<ET NM="a.txt" SZ="12"/><ET NM="b.txt" SZ="7"/></CatFH></CatDoc></CatResults>)";
+
+inline std::string marked(std::string file) {
+    file.at(kMarkAt) = '1';
+    return file;
+}
+
+/// A reader that shows its cursor and its protected steps.
+class OpenReader : public VellixReader {
+public:
+    using VellixReader::getXmlStr;
+    using VellixReader::readDoc;
+    using VellixReader::readEntry;
+    using VellixReader::VellixReader;
+
+    unsigned long position() { return getXmlStr()->position; }
+    unsigned long pageLength() { return getXmlStr()->length; }
+};
+
+/// A writer that shows its protected step.
+class OpenWriter : public VellixWriter {
+public:
+    using VellixWriter::remap;
+    using VellixWriter::VellixWriter;
+};
+
+inline VellixEntry fileEntry(const std::string& name, int size = -1) {
+    VellixEntry entry(VELLIX_DOC_FH);
+    entry.addAttribute(6, name);
+    if (size >= 0) entry.addAttribute(9, size, false);
+    return entry;
+}
+
+/// Writes the content of the sample file, up to but not with the close tag of its root. Tells for each of the two
+/// entries whether it was written.
+inline void addSample(VellixWriter& writer, bool (&written)[2]) {
+    writer.getRootDoc().addAttribute(1, "1700000000");
+    VellixDoc image(VELLIX_DOC_DOC);
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixEntry first = fileEntry("a.txt", 12);
+    VellixEntry second = fileEntry("b.txt", 7);
+    image.addAttribute(1, "42");
+    writer.addDoc(image);
+    image.addChildDoc(files);
+    written[0] = files.addEntry(first);
+    written[1] = files.addEntry(second);
+    files.close();
+    image.close();
+}
+
+inline void addSample(VellixWriter& writer) {
+    bool written[2];
+    addSample(writer, written);
+}
+
+struct Tag {
+    std::size_t offset;
+    std::string text;
+};
+
+/// Cuts a file into its tags without the library: no value in it may hold a "<" or ">". False if anything but blanks
+/// stands between them.
+inline bool cutIntoTags(const std::string& file, std::vector<Tag>& tags) {
+    for (std::size_t at = file.find_first_not_of(' '); at < file.size(); at = file.find_first_not_of(' ', at)) {
+        const std::size_t end = file.find('>', at);
+        if (file[at] != '<' || end == std::string::npos) return false;
+        tags.push_back({at, file.substr(at, end + 1 - at)});
+        at = end + 1;
+    }
+    return true;
+}
+
+/// Pulls entries until the text ends, passing over close tags and what else yields none, and shows the values of each.
+inline std::vector<std::string> readToEnd(OpenReader& reader) {
+    std::vector<std::string> entries;
+    VellixEntry entry;
+    for (int empty = 0; empty < 2;) { // twice, as a page may end behind a tag that yields nothing
+        entry.clear();
+        entry.setType(VELLIX_DOC_FH);
+        if (reader.readEntry(entry)) {
+            entries.push_back(slotsOf(entry));
+            empty = 0;
+        } else if (reader.getXmlStr() == nullptr || reader.getXmlStr()->atEnd()) {
+            ++empty;
+        }
+    }
+    return entries;
+}
+
+} // namespace filetest
+
+#endif

@@ -1,0 +1,335 @@
+#include "vellix/VellixEntry.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TestSupport.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+constexpr const char* kTag = "<ET OP=\"5\" NM=\"a&amp;b\"/>";
+
+VellixEntry sample() {
+    VellixEntry entry(VELLIX_DOC_FH);
+    entry.addAttribute(6, "a&b");
+    entry.addAttribute(0, 5, false);
+    return entry;
+}
+
+VellixEntry parsed(const std::string& text, VELLIX_DOC_TYPE type = VELLIX_DOC_FH) {
+    return VellixEntry(type, text.data(), static_cast<unsigned long>(text.size()), true);
+}
+
+TEST(Entry, DefaultEntryIsEmptyAndHasNoText) {
+    OpenEntry entry;
+    EXPECT_EQ(entry.getType(), VELLIX_DOC_NONE);
+    EXPECT_EQ(entry.getTotalAttributes(), 78);
+    EXPECT_EQ(entry.getNumberOfAttributes(), 0);
+    EXPECT_EQ(entry.getEntryName(), nullptr);
+    EXPECT_TRUE(entry.isEmpty() && entry.isLeaf());
+    std::string out = "kept";
+    EXPECT_FALSE(entry.serialize(out));
+    EXPECT_EQ(out, "kept");
+    char buffer = 'x';
+    EXPECT_FALSE(entry.serialize(&buffer, 0));
+    EXPECT_EQ(buffer, 'x');
+    EXPECT_EQ(entry.size(), 0U);
+    EXPECT_STREQ(entry.getOpenTag(), "");
+    EXPECT_EQ(entry.toString(), "");
+    EXPECT_FALSE(entry.addAttribute(0, "value"));
+    EXPECT_FALSE(entry.addAttribute(0, 5, false));
+    EXPECT_FALSE(entry.addAttribute_s(0, "value"));
+    EXPECT_TRUE(entry.isEmpty());
+    EXPECT_EQ(entry.getLastError(), VELLIX_SUCCESS);
+
+    EXPECT_EQ(VellixEntry(VELLIX_DOC_FH, 7).toString(), "<ET RT=\"7\"/>");
+    EXPECT_EQ(VellixEntry(VELLIX_DOC_FH, 65535, false).toString(), "<ET RT=\"65535\"/>");
+    EXPECT_TRUE(VellixEntry(VELLIX_DOC_IMG_ALT_ID_LIST, 7).isEmpty()) << "there is no slot 1";
+}
+
+// A walk of random adds, replacements and removals, against a model.
+TEST(Entry, SlotsHoldWhatWasStoredLast) {
+    RandomText random(6);
+    OpenEntry entry(VELLIX_DOC_FH);
+    std::vector<std::string> model(78);
+    std::vector<bool> present(78, false);
+    for (int step = 0; step < 20000; ++step) {
+        const unsigned short slot = static_cast<unsigned short>(random.below(80));
+        const bool inMap = slot < 77;
+        const std::size_t action = random.below(6);
+        if (action < 3) {
+            const std::string value = random.next(4);
+            ASSERT_EQ(entry.addAttribute_s(slot, value.c_str()), inMap);
+            if (inMap) model[slot] = value;
+            if (inMap) present[slot] = true;
+        } else {
+            ASSERT_EQ(action == 3 ? entry.addAttribute_s(slot, nullptr) : entry.removeAttribute(slot),
+                      action != 3 && slot < 78);
+            if (inMap) present[slot] = false;
+        }
+        int count = 0;
+        for (const bool one : present) count += one ? 1 : 0;
+        ASSERT_EQ(entry.getNumberOfAttributes(), count) << step;
+        ASSERT_EQ(entry.isEmpty(), count == 0);
+        const char* const value = entry.getAttribute(slot);
+        ASSERT_EQ(value != nullptr, inMap && present[slot]);
+        if (value != nullptr) {
+            ASSERT_EQ(value, model[slot]);
+        }
+        if (step % 500 != 0) continue;
+        std::string text = "<ET";
+        for (unsigned short each = 0; each < 77; ++each) {
+            if (!present[each]) continue;
+            const MallocText escaped(xmlEncode(model[each].c_str(), nullptr, -1));
+            text += " "s + xmlRowAt(VELLIX_DOC_FH, each)->tag + "=\"" + escaped.get() + "\"";
+        }
+        ASSERT_EQ(entry.toString(), text + "/>");
+        ASSERT_EQ(entry.size(), text.size() + 2);
+    }
+    EXPECT_EQ(entry.getLastError(), VELLIX_SUCCESS);
+}
+
+TEST(Entry, TextGettersGiveTheSlotOrLeaveTheirArgument) {
+    VellixEntry entry = sample();
+    entry.addAttribute(7, "");
+    char* copy = nullptr;
+    int length = -7;
+    std::string text = "kept";
+    for (const unsigned short id : std::vector<unsigned short>{1, 77, 78, 65535}) {
+        EXPECT_EQ(entry.getAttribute(id), nullptr) << id;
+        EXPECT_FALSE(entry.getAttribute(id, copy, length) || entry.getAttribute(id, text)) << id;
+        EXPECT_FALSE(entry.getAttributeXmlEncoded(id, text)) << id;
+        EXPECT_EQ(&entry.getAttributeStr(id), &VellixEntry().getAttributeStr(0)) << id;
+        EXPECT_EQ(entry.getAttributeStr(id), "") << id;
+    }
+    EXPECT_EQ(copy, nullptr);
+    EXPECT_EQ(length, -7);
+    EXPECT_EQ(text, "kept");
+    ASSERT_TRUE(entry.getAttribute(6, copy, length));
+    EXPECT_EQ(shown(MallocText(copy)), "a&b");
+    EXPECT_EQ(length, 3);
+    EXPECT_TRUE(entry.getAttributeXmlEncoded(6, text));
+    EXPECT_EQ(text, "a&amp;b");
+    EXPECT_TRUE(entry.getAttribute(6, text));
+    EXPECT_EQ(text, "a&b");
+    EXPECT_TRUE(entry.getAttribute(7, text));
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(entry.toString(), "<ET OP=\"5\" NM=\"a&amp;b\" PT=\"\"/>");
+    entry.removeAttribute(6);
+    EXPECT_EQ(entry.getAttributeStr(6), "") << "an absent slot shows nothing of what it held";
+    // A value may come from the slot that it goes to.
+    entry.addAttribute(6, "its own");
+    EXPECT_TRUE(entry.addAttribute(6, entry.getAttribute(6) + 4));
+    EXPECT_TRUE(entry.addAttribute(7, entry.getAttributeStr(6)));
+    EXPECT_EQ(slotsOf(entry), "0=5; 6=own; 7=own");
+}
+
+TEST(Entry, LimitedAttributesAreCutInBytes) {
+    const std::string full(16384, 'a');
+    for (const unsigned short id : std::vector<unsigned short>{39, 40, 41}) {
+        for (const std::string& tail : {""s, "b"s, "\xc3\xa9"s, "<"s}) {
+            VellixEntry entry(VELLIX_DOC_FH);
+            EXPECT_TRUE(entry.addAttribute(id, full + tail));
+            EXPECT_EQ(entry.getAttributeStr(id), full) << id << tail;
+        }
+    }
+    VellixEntry unlimited(VELLIX_DOC_FH_STRING_SECTION);
+    EXPECT_TRUE(unlimited.addAttribute(5, full + "b"));
+    EXPECT_EQ(unlimited.getAttributeStr(5).size(), 16385U);
+    // The cut may leave part of a character; the tag still ends where it should, wherever the value came from.
+    const std::string split = full.substr(1) + "\xc3\xa9";
+    const std::string text = "<ET TO=\"" + full.substr(1) + "&#195;\" CC=\"next\"/>";
+    const std::string whole = "<ET TO=\"" + split + "\" CC=\"next\"/>";
+    VellixEntry given(VELLIX_DOC_FH);
+    given.addAttribute("TO", 2, split.c_str());
+    given.addAttribute(40, "next");
+    for (const VellixEntry& entry : {given, parsed(whole), parsed(text)}) {
+        EXPECT_EQ(entry.toString(), text);
+        EXPECT_EQ(entry.size(), text.size());
+        EXPECT_TRUE(entry == given);
+    }
+}
+
+// Every room from none to more than enough: what fits of the pieces stands there, and nothing behind it is touched.
+TEST(Entry, BufferFormStopsAtThePieceThatDoesNotFit) {
+    const VellixEntry entry = sample();
+    const std::vector<std::string> pieces = {"<ET", " ",  "OP",  "=\"",     "5",  "\"",
+                                             " ",   "NM", "=\"", "a&amp;b", "\"", "/>"};
+    ASSERT_EQ(entry.size(), std::string(kTag).size());
+    for (unsigned long room = 0; room <= entry.size() + 2; ++room) {
+        std::string fitting;
+        for (const std::string& piece : pieces) {
+            if (fitting.size() + piece.size() > room) break;
+            fitting += piece;
+        }
+        const std::unique_ptr<char[]> buffer(new char[room + 1]);
+        EXPECT_EQ(entry.serialize(buffer.get(), room), room >= entry.size()) << room;
+        EXPECT_EQ(buffer.get(), fitting) << room;
+    }
+    EXPECT_FALSE(entry.serialize(nullptr, 100));
+    EXPECT_EQ(entry.getLastError(), VELLIX_SUCCESS);
+    std::string twice;
+    EXPECT_TRUE(entry.serialize(twice) && entry.serialize(twice));
+    EXPECT_EQ(twice, std::string(kTag) + kTag);
+}
+
+TEST(Entry, EscapingTheSlotsChangesNoText) {
+    for (const char* value : {"a&b", "plain", "", "&amp;", "caf\xe9", "\xc3\xa9<", "<<<<"}) {
+        VellixEntry entry(VELLIX_DOC_FH);
+        entry.addAttribute(6, value);
+        entry.addAttribute(0, 5, false);
+        const std::string text = entry.toString();
+        const MallocText escaped(xmlEncode(value, nullptr, -1));
+        const MallocText again(xmlEncode(escaped.get(), nullptr, -1));
+        for (int time = 0; time < 2; ++time) {
+            entry.encodingAttributes();
+            EXPECT_STREQ(entry.getAttribute(6), escaped.get());
+            EXPECT_EQ(entry.size(), text.size());
+            EXPECT_EQ(entry.toString(), text);
+            std::string buffer(text.size() + 1, 'x');
+            EXPECT_TRUE(entry.serialize(buffer.data(), static_cast<unsigned long>(text.size())));
+            EXPECT_STREQ(buffer.c_str(), text.c_str());
+            std::string form;
+            EXPECT_TRUE(entry.getAttributeXmlEncoded(6, form));
+            EXPECT_EQ(form, again.get());
+        }
+        // Copies keep the form, and a new value is escaped again.
+        VellixEntry copy = entry;
+        EXPECT_EQ(copy.toString(), text);
+        copy.addAttribute(6, value);
+        EXPECT_EQ(copy.toString(), text);
+        EXPECT_EQ(copy == entry, std::string(value) == escaped.get());
+    }
+}
+
+TEST(Entry, EqualityLooksAtSlotsAlone) {
+    VellixEntry left = sample();
+    VellixEntry right = parsed(kTag, VELLIX_DOC_SPN);
+    right.setError(VELLIX_ERR_SYNTAX);
+    EXPECT_TRUE(left == right);
+    right.addAttribute(7, "more");
+    EXPECT_FALSE(left == right);
+    left.addAttribute(8, "more");
+    EXPECT_FALSE(left == right) << "other slots, as many";
+    left.removeAttribute(8);
+    left.addAttribute(7, "morf");
+    EXPECT_FALSE(left == right);
+    left.addAttribute(7, "more");
+    EXPECT_TRUE(left == right);
+    EXPECT_TRUE(VellixEntry(VELLIX_DOC_FH) == VellixEntry());
+}
+
+// Copies, moves and assignments, into an entry that held something else.
+TEST(Entry, CopiesAndMovesTakeTheContentOver) {
+    VellixEntry source = parsed(kTag, VELLIX_DOC_NONE);
+    source.setError(VELLIX_ERR_SYNTAX);
+    const auto holdsSample = [](const VellixEntry& entry) {
+        EXPECT_EQ(entry.getType(), VELLIX_DOC_ET);
+        EXPECT_STREQ(entry.getEntryName(), "ET");
+        EXPECT_TRUE(entry.isEntryClosed());
+        EXPECT_EQ(entry.getNumberOfAttributes(), 2);
+        EXPECT_EQ(entry.getTotalAttributes(), 78);
+        EXPECT_EQ(entry.toString(), kTag);
+    };
+    const auto other = [] {
+        VellixEntry entry = parsed("<CatImage ST=\"1\" NM=\"b\">", VELLIX_DOC_IMAGE);
+        entry.setError(VELLIX_ERR_OUT_OF_RANGE);
+        return entry;
+    };
+    VellixEntry copy(source);
+    holdsSample(copy);
+    EXPECT_EQ(copy.getLastError(), VELLIX_ERR_SYNTAX);
+    EXPECT_NE(copy.getAttribute(6), source.getAttribute(6));
+
+    VellixEntry assigned = other();
+    assigned = source;
+    holdsSample(assigned);
+    EXPECT_EQ(assigned.getLastError(), VELLIX_ERR_OUT_OF_RANGE);
+    VellixEntry& itself = assigned;
+    assigned = itself;
+    holdsSample(assigned);
+    assigned = std::move(itself);
+    holdsSample(assigned);
+    EXPECT_EQ(assigned.getLastError(), VELLIX_ERR_OUT_OF_RANGE);
+
+    VellixEntry moved(std::move(copy));
+    holdsSample(moved);
+    EXPECT_EQ(moved.getLastError(), VELLIX_ERR_SYNTAX);
+    VellixEntry target = other();
+    target = std::move(moved);
+    holdsSample(target);
+    EXPECT_EQ(target.getLastError(), VELLIX_ERR_OUT_OF_RANGE);
+    moved = source; // an entry that was moved from can be assigned to
+    holdsSample(moved);
+    copy.loadFromBuffer(VELLIX_DOC_NONE, kTag, 26, true);
+    holdsSample(copy);
+    holdsSample(source);
+
+    VellixEntry emptied = other();
+    emptied = VellixEntry();
+    EXPECT_TRUE(emptied.isEmpty());
+    EXPECT_EQ(emptied.getEntryName(), nullptr);
+    std::vector<VellixEntry> many;
+    for (int i = 0; i < 100; ++i) many.push_back(source);
+    for (const VellixEntry& each : many) holdsSample(each);
+}
+
+TEST(Entry, ClearKeepsErrorAndMark) {
+    VellixEntry entry = parsed(kTag);
+    entry.setError(VELLIX_ERR_SYNTAX);
+    entry.clear();
+    EXPECT_EQ(entry.getType(), VELLIX_DOC_NONE);
+    EXPECT_EQ(entry.getEntryName(), nullptr);
+    EXPECT_EQ(slotsOf(entry), "");
+    EXPECT_TRUE(entry.isEntryClosed());
+    EXPECT_EQ(entry.getLastError(), VELLIX_ERR_SYNTAX);
+    entry.setType(VELLIX_DOC_FH);
+    entry.addAttribute(6, "new");
+    EXPECT_EQ(entry.toString(), "<ET NM=\"new\"/>");
+}
+
+TEST(Entry, ChangedTypePassesOverSlotsThatItHasNot) {
+    VellixEntry entry(VELLIX_DOC_FH);
+    for (const unsigned short id : std::vector<unsigned short>{6, 7, 8, 30}) entry.addAttribute(id, "v<");
+    const struct {
+        VELLIX_DOC_TYPE type;
+        const char* text;
+    } rows[] = {
+        {VELLIX_DOC_IMAGE_EXTRA_INFO, "<CatImageExtraInfo NM=\"v&lt;\" LB=\"v&lt;\"/>"},
+        {VELLIX_DOC_IMG_ALT_ID_LIST, "<AltIdList/>"},
+        {VELLIX_DOC_SPN, "<ET NM=\"v&lt;\" PT=\"v&lt;\" FP=\"v&lt;\" PID=\"v&lt;\"/>"},
+        {VELLIX_DOC_IMAGE_CONSTR_AND, "<imageCriteriaColumn value=\"v&lt;\"/>"},
+        {VELLIX_DOC_NONE, ""},
+        {VELLIX_DOC_FRAG, "<CatFrag RC=\"v&lt;\" TPS=\"v&lt;\" PV=\"v&lt;\"/>"},
+        {static_cast<VELLIX_DOC_TYPE>(26), ""},
+        {VELLIX_DOC_FH, "<ET NM=\"v&lt;\" PT=\"v&lt;\" FP=\"v&lt;\" PID=\"v&lt;\"/>"},
+    };
+    for (const auto& row : rows) {
+        entry.setType(row.type);
+        EXPECT_EQ(entry.toString(), row.text);
+        EXPECT_EQ(entry.size(), std::string(row.text).size());
+        std::string buffer(100, 'x');
+        EXPECT_EQ(entry.serialize(buffer.data(), entry.size()), *row.text != '\0');
+        if (*row.text != '\0') {
+            EXPECT_STREQ(buffer.c_str(), row.text);
+        }
+        EXPECT_EQ(entry.getNumberOfAttributes(), 4);
+    }
+    // Such a slot takes no value, shows what it holds, and can be emptied.
+    entry.setType(VELLIX_DOC_IMAGE_CHAIN);
+    EXPECT_FALSE(entry.addAttribute(30, "new") || entry.addAttribute(30, 5, false));
+    EXPECT_STREQ(entry.getAttribute(30), "v<");
+    EXPECT_FALSE(entry.addAttribute(30, static_cast<const char*>(nullptr)));
+    EXPECT_EQ(entry.getAttribute(30), nullptr);
+    EXPECT_TRUE(entry.removeAttribute(8));
+    EXPECT_EQ(entry.getNumberOfAttributes(), 2);
+    EXPECT_EQ(entry.getLastError(), VELLIX_SUCCESS);
+}
+
+} // namespace

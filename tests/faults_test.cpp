@@ -1,0 +1,302 @@
+// What the system does to the library: memory that runs out, and files that change behind its back.
+
+#include <cstddef>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FileSupport.h"
+#include "TempDir.h"
+#include "vellix/CatQueryCriteriaHelper.h"
+
+using namespace filetest;
+
+namespace {
+
+// While one is armed, allocation number `first` of this thread fails, alone or with all that follow.
+class Failing {
+public:
+    Failing(long first, bool onwards) : left(first), all(onwards) {}
+    ~Failing() { disarm(); }
+    Failing(const Failing&) = delete;
+    Failing& operator=(const Failing&) = delete;
+
+    void arm() { armed = this; }
+    void disarm() { armed = nullptr; }
+    long failures() const { return count; }
+
+    static bool failsNow() {
+        if (armed == nullptr) return false;
+        const long number = armed->left--;
+        const bool fails = number == 0 || (number < 0 && armed->all);
+        if (fails) ++armed->count;
+        return fails;
+    }
+
+private:
+    static thread_local Failing* armed;
+    long left;
+    bool all;
+    long count = 0;
+};
+
+thread_local Failing* Failing::armed = nullptr;
+
+void* allocate(std::size_t size) { return Failing::failsNow() ? nullptr : std::malloc(size == 0 ? 1 : size); }
+
+void* allocateOrThrow(std::size_t size) {
+    void* memory = allocate(size);
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+
+} // namespace
+
+// clang-format off
+void* operator new(std::size_t size) { return allocateOrThrow(size); }
+void* operator new[](std::size_t size) { return allocateOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+// clang-format on
+
+namespace {
+
+// False also if memory ran out in the call, in one of the ways that the headers name.
+template <class Call> bool attempt(const Call& call) {
+    try {
+        return call();
+    } catch (const std::bad_alloc&) {
+        return false;
+    } catch (VELLIX_ERROR code) {
+        EXPECT_EQ(code, VELLIX_ERR_NO_MEMORY);
+        return false;
+    }
+}
+
+// Runs a job again and again, with each of its allocations failing in turn, until it has them all.
+template <class Job> void failEachAllocation(const Job& job) {
+    for (const bool onwards : {false, true}) {
+        long runs = 0;
+        for (bool failed = true; failed && !testing::Test::HasFatalFailure(); ++runs) {
+            ASSERT_LT(runs, 100000) << "the job never gets through";
+            SCOPED_TRACE("allocation " + std::to_string(runs) + (onwards ? " and all that follow" : ""));
+            Failing failing(runs, onwards);
+            job(failing);
+            failing.disarm();
+            failed = failing.failures() != 0;
+        }
+        EXPECT_GT(runs, 1) << "the job allocated nothing";
+    }
+}
+
+class Faults : public testing::Test {
+protected:
+    std::string bytesIfThere(const char* name) const {
+        return std::filesystem::exists(dir.file(name)) ? bytesOf(dir.file(name)) : "";
+    }
+
+    TempDir dir;
+};
+
+// After every failure the caller goes on as if nothing had happened, and all is destroyed while memory is still short.
+TEST_F(Faults, NoMemoryWhileWriting) {
+    const std::wstring path = dir.wide("a.xml");
+    VellixDoc root(VELLIX_DOC_RESULTS);
+    root.addAttribute(0, 0, false);
+    root.addAttribute(1, "1700000000");
+    failEachAllocation([&](Failing& failing) {
+        std::filesystem::remove(dir.file("a.xml"));
+        bool written[2] = {false, false};
+        {
+            std::unique_ptr<VellixWriter> writer;
+            VellixDoc image(VELLIX_DOC_DOC);
+            VellixDoc files(VELLIX_DOC_FH);
+            VellixEntry entries[2] = {fileEntry("a.txt", 12), fileEntry("b.txt", 7)};
+            image.addAttribute(1, "42");
+            failing.arm();
+            attempt([&] {
+                writer = std::make_unique<VellixWriter>(root);
+                return true;
+            });
+            if (writer != nullptr) {
+                attempt([&] { return writer->create(path.c_str()); });
+                attempt([&] { return writer->addDoc(image); });
+                attempt([&] { return image.addChildDoc(files); });
+                for (int i = 0; i < 2; ++i) written[i] = attempt([&] { return files.addEntry(entries[i]); });
+                for (VellixDoc* doc : {&files, &image}) {
+                    attempt([&] {
+                        doc->close();
+                        return true;
+                    });
+                }
+                writer->markComplete();
+                attempt([&] { return writer->serialize() != nullptr; });
+            }
+        }
+        failing.disarm();
+
+        const std::string file = bytesIfThere("a.xml");
+        std::vector<Tag> tags;
+        EXPECT_TRUE(cutIntoTags(file, tags));
+        std::vector<std::string> found;
+        for (const Tag& tag : tags) {
+            if (tag.text.compare(0, 3, "<ET") == 0) found.push_back(tag.text);
+        }
+        std::vector<std::string> expected;
+        if (written[0]) expected.emplace_back(R"(<ET NM="a.txt" SZ="12"/>)");
+        if (written[1]) expected.emplace_back(R"(<ET NM="b.txt" SZ="7"/>)");
+        EXPECT_EQ(found, expected);
+        if (failing.failures() == 0 || (file.size() > kMarkAt && file[kMarkAt] == '1')) {
+            EXPECT_EQ(file, marked(kSample));
+        }
+    });
+}
+
+TEST_F(Faults, NoMemoryWhileReading) {
+    const std::string front = kHeader + R"(<CatResults IC="1" ID="1"><CatDoc ID="7"><CatFH><ET NM=")";
+    const std::string file =
+        front + std::string(kPageSize - front.size() - 20, 'x') +
+        R"("/><ET NM="over the boundary" PT="and a long way on, out of any small buffer"/></CatFH>)" +
+        R"(<CatImage PT="1"><CatImage PT="2"/><CatFrag MV="3"/></CatImage></CatDoc></CatResults>)";
+    writeFile(dir.file("a.xml"), file);
+    const std::wstring path = dir.wide("a.xml");
+    const auto walk = [&](VellixReader& reader, std::vector<VellixEntry>& entries) {
+        VellixDoc image(VELLIX_DOC_DOC);
+        VellixDoc files(VELLIX_DOC_FH);
+        VellixDoc cached(VELLIX_DOC_IMAGE);
+        return reader.load(path.c_str()) && reader.getFirstDoc(image) && image.getFirstChildDoc(files) &&
+               files.getNextEntry(entries[0]) && files.getNextEntry(entries[1]) && !files.getNextEntry(entries[2]) &&
+               reader.getNextDoc(cached) && cached.getNumberOfEntries() == 1 && cached.getNumberOfChildDocs() == 1;
+    };
+    failEachAllocation([&](Failing& failing) {
+        std::vector<VellixEntry> entries(3);
+        std::unique_ptr<VellixReader> reader;
+        failing.arm();
+        const bool walked = attempt([&] {
+            reader = std::make_unique<VellixReader>();
+            return walk(*reader, entries);
+        });
+        failing.disarm();
+        EXPECT_TRUE(walked || failing.failures() != 0);
+        if (reader == nullptr) return;
+        ASSERT_TRUE(walk(*reader, entries)) << "the reader can't be used again";
+        EXPECT_EQ(slotsOf(entries[1]), "6=over the boundary; 7=and a long way on, out of any small buffer");
+    });
+}
+
+TEST_F(Faults, NoMemoryWhileHolding) {
+    const std::string text =
+        kHeader + R"(<CatDoc ID="7"><CatFH/><CatDoc ID="a value that needs memory of its own"/></CatDoc>)";
+    failEachAllocation([&](Failing& failing) {
+        VellixDoc held(VELLIX_DOC_DOC);
+        VellixDoc loaded(VELLIX_DOC_DOC);
+        VellixDoc child(VELLIX_DOC_FH);
+        VellixEntry entry;
+        std::string shown;
+        held.addAttribute(1, "7");
+        entry.setType(VELLIX_DOC_DOC);
+        entry.addAttribute(1, "a value that needs memory of its own");
+        failing.arm();
+        const bool done = attempt([&] {
+            held.addEntry(entry);
+            held.addChildDoc(child);
+            const VellixDoc copy(held);
+            VellixDoc assigned;
+            assigned = copy;
+            assigned.serialize(shown);
+            return loaded.load(text);
+        });
+        failing.disarm();
+        EXPECT_EQ(done, failing.failures() == 0);
+        if (done) {
+            EXPECT_EQ(shown, text);
+            EXPECT_EQ(loaded.getNumberOfEntries(), 1U);
+        }
+        for (const VellixDoc* doc : {&held, &loaded}) {
+            shown.clear();
+            doc->serialize(shown);
+            EXPECT_GT(doc->size(), shown.size());
+        }
+        VellixDoc fresh(VELLIX_DOC_DOC);
+        EXPECT_TRUE(fresh.load(text));
+    });
+}
+
+TEST_F(Faults, NoMemoryWhileAsking) {
+    const std::string text =
+        kHeader + R"(<CatQuery Requester="a name that needs memory of its own"><QueryConstraints/></CatQuery>)";
+    const auto build = [](CatQueryCriteriaHelper& query) -> std::string {
+        VellixDoc constraints(VELLIX_DOC_QUERY_CONSTRAINTS);
+        if (!query.create(nullptr)) return "";
+        query.setRequester("a name that needs memory of its own");
+        query.addDoc(constraints);
+        constraints.close();
+        const char* view = query.serialize();
+        return view == nullptr ? "" : std::string(view, static_cast<std::size_t>(query.size()) - 1);
+    };
+    failEachAllocation([&](Failing& failing) {
+        CatQueryCriteriaHelper query;
+        std::string shown;
+        failing.arm();
+        attempt([&] {
+            shown = build(query);
+            return true;
+        });
+        failing.disarm();
+        if (failing.failures() == 0) {
+            EXPECT_EQ(shown, text);
+        }
+        EXPECT_EQ(build(query), text) << "the helper can't be used again";
+    });
+}
+
+// A page that has gone when the walk gets there ends the walk.
+TEST_F(Faults, FileShortenedWhileItIsRead) {
+    const std::string front = kHeader + R"(<CatResults IC="1" ID="1"><CatFH>)";
+    const std::string tag = R"(<ET NM="last of page"/>)";
+    std::string file =
+        front + "<ET NM=\"" + std::string(kPageSize - front.size() - tag.size() - 11, 'x') + "\"/>" + tag;
+    file += file.substr(front.size()) + tag;
+    for (const std::size_t left : {kPageSize, kPageSize + 10, 2 * kPageSize - front.size() - 1}) {
+        SCOPED_TRACE(left);
+        writeFile(dir.file("a.xml"), file);
+        OpenReader reader;
+        VellixDoc files(VELLIX_DOC_FH);
+        VellixEntry entry;
+        ASSERT_TRUE(reader.load(dir.wide("a.xml").c_str()));
+        ASSERT_TRUE(reader.getFirstDoc(files));
+        std::filesystem::resize_file(dir.file("a.xml"), left);
+        EXPECT_TRUE(files.getNextEntry(entry));
+        EXPECT_TRUE(files.getNextEntry(entry));
+        EXPECT_EQ(slotsOf(entry), "6=last of page");
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_FALSE(files.getNextEntry(entry));
+            EXPECT_FALSE(reader.getNextDoc(files));
+        }
+        writeFile(dir.file("b.xml"), file); // and the reader serves for another file
+        ASSERT_TRUE(reader.load(dir.wide("b.xml").c_str()));
+        EXPECT_EQ(readToEnd(reader).size(), 5U);
+    }
+}
+
+TEST_F(Faults, FileGrowingWhileItIsRead) {
+    writeFile(dir.file("a.xml"), R"(<CatResults IC="1"><ET NM="a"/>)");
+    OpenReader reader;
+    ASSERT_TRUE(reader.load(dir.wide("a.xml").c_str()));
+    writeFile(dir.file("a.xml"),
+              R"(<CatResults IC="1"><ET NM="a"/><ET NM="b"/>)" + std::string(kPageSize, ' ') + "<ET NM=\"c\"/>");
+    EXPECT_EQ(readToEnd(reader), std::vector<std::string>{"6=a"});
+}
+
+} // namespace

@@ -1,0 +1,253 @@
+#include "vellix/CatImageCmdXmlFileHelper.h"
+#include "vellix/CatQueryCriteriaHelper.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FileSupport.h"
+#include "TempDir.h"
+
+using namespace filetest;
+
+namespace {
+
+class ImageCommands : public testing::Test {
+protected:
+    bool create(CatImageCmdXmlFileHelper& helper, const char* name) { return helper.create(dir.wide(name).c_str()); }
+    bool load(CatImageCmdXmlFileHelper& helper, const char* name) { return helper.load(dir.wide(name).c_str()); }
+
+    // A file without the time that its root was made at.
+    std::string bytes(const char* name) const {
+        std::string file = bytesOf(dir.file(name));
+        const std::size_t id = file.find(" ID=\"") + 5;
+        const std::size_t end = file.find_first_not_of("0123456789", id);
+        EXPECT_EQ(file.substr(0, id), kHeader + R"(<CatResults IC="0" ID=")");
+        EXPECT_GT(end, id + 8);
+        return file.substr(end);
+    }
+
+    TempDir dir;
+};
+
+bool addCommand(CatImageCmdXmlFileHelper& helper, const std::string& name) {
+    VellixEntry entry;
+    entry.setType(VELLIX_DOC_SPN);
+    entry.addAttribute(6, name);
+    const bool added = helper.addImageCmd(entry);
+    EXPECT_TRUE(!added || entry.getType() == VELLIX_DOC_FH);
+    return added;
+}
+
+// All commands that are left, with the image id in front.
+std::vector<std::string> commandsOf(CatImageCmdXmlFileHelper& helper) {
+    std::vector<std::string> all = {helper.getImageId() == nullptr ? "(null)" : helper.getImageId()};
+    VellixEntry entry;
+    while (helper.getNextImageCmd(entry)) all.push_back(entry.toString());
+    EXPECT_FALSE(helper.getFirstImageCmd(entry));
+    return all;
+}
+
+const std::string kTwoCommands =
+    R"("><CatDoc ID="42"><CatFH><ET NM="a.txt"/><ET NM="b&lt;"/></CatFH></CatDoc></CatResults>)";
+
+TEST_F(ImageCommands, WritesAndReadsFileAfterFile) {
+    CatImageCmdXmlFileHelper out;
+    CatImageCmdXmlFileHelper in;
+    out.setImageId("42");
+    for (const char* name : {"a.xml", "b.xml"}) {
+        ASSERT_TRUE(create(out, name));
+        EXPECT_TRUE(addCommand(out, "a.txt"));
+        EXPECT_TRUE(addCommand(out, "b<"));
+        out.close();
+        EXPECT_EQ(bytes(name), kTwoCommands);
+        EXPECT_STREQ(out.getImageId(), "42");
+        EXPECT_FALSE(addCommand(out, "late"));
+
+        EXPECT_TRUE(load(in, name));
+        EXPECT_EQ(commandsOf(in), (std::vector<std::string>{"42", R"(<ET NM="a.txt"/>)", R"(<ET NM="b&lt;"/>)"}));
+    }
+    ASSERT_TRUE(create(out, "c.xml"));
+    EXPECT_TRUE(addCommand(out, "c"));
+    out.setImageId("too late");
+    ASSERT_TRUE(create(out, "d.xml")); // ends the file before
+    EXPECT_EQ(bytes("c.xml"), R"("><CatDoc ID="42"><CatFH><ET NM="c"/></CatFH></CatDoc></CatResults>)");
+    out.setImageId(nullptr);
+    EXPECT_EQ(out.getImageId(), nullptr);
+    EXPECT_TRUE(addCommand(out, "d"));
+    out.close();
+    out.close();
+    EXPECT_EQ(bytes("d.xml"), R"("><CatDoc><CatFH><ET NM="d"/></CatFH></CatDoc></CatResults>)");
+    EXPECT_TRUE(load(in, "d.xml"));
+    EXPECT_EQ(commandsOf(in), (std::vector<std::string>{"(null)", R"(<ET NM="d"/>)"}));
+}
+
+TEST_F(ImageCommands, OutOfTurn) {
+    CatImageCmdXmlFileHelper helper;
+    VellixEntry entry;
+    const auto expectIdle = [&] {
+        EXPECT_FALSE(addCommand(helper, "a"));
+        EXPECT_FALSE(helper.getFirstImageCmd(entry));
+        EXPECT_FALSE(helper.getNextImageCmd(entry));
+        helper.close();
+    };
+    expectIdle();
+    EXPECT_FALSE(create(helper, "no/such/directory.xml"));
+    expectIdle();
+    EXPECT_FALSE(helper.create(nullptr));
+    expectIdle();
+    EXPECT_FALSE(load(helper, "missing.xml"));
+    expectIdle();
+
+    ASSERT_TRUE(create(helper, "empty.xml"));
+    helper.close();
+    EXPECT_EQ(bytes("empty.xml"), "\"/>");
+    EXPECT_FALSE(load(helper, "empty.xml"));
+    expectIdle();
+    EXPECT_FALSE(helper.load("", 0));
+    EXPECT_FALSE(helper.load(R"(<CatResults IC="0"><CatDoc ID="1">)", 34));
+    expectIdle();
+
+    ASSERT_TRUE(helper.load(kSample.data(), static_cast<unsigned long>(kSample.size())));
+    EXPECT_TRUE(helper.getFirstImageCmd(entry));
+    helper.close();
+    EXPECT_STREQ(helper.getImageId(), "42");
+    expectIdle();
+    ASSERT_TRUE(create(helper, "a.xml")); // and the helper serves still
+    EXPECT_TRUE(addCommand(helper, "a.txt"));
+    EXPECT_TRUE(addCommand(helper, "b<"));
+    helper.close();
+    EXPECT_EQ(bytes("a.xml"), kTwoCommands);
+}
+
+// One helper copies from file to file, whichever of them it opens first. Nothing but the id and the commands goes over.
+TEST_F(ImageCommands, BothDirectionsAtOnce) {
+    const std::string source = kHeader + R"(<CatResults IC="1" ID="5"><CatDoc ID="42"><CatFH OP="9"><ET NM="a.txt"/>)"
+                                         R"(<ET NM="b&lt;"/></CatFH></CatDoc></CatResults>)";
+    for (const bool loadFirst : {true, false}) {
+        SCOPED_TRACE(loadFirst);
+        CatImageCmdXmlFileHelper helper;
+        VellixEntry entry;
+        ASSERT_TRUE(loadFirst || create(helper, "copy.xml"));
+        ASSERT_TRUE(helper.load(source.data(), static_cast<unsigned long>(source.size())));
+        ASSERT_TRUE(!loadFirst || create(helper, "copy.xml"));
+        int commands = 0;
+        for (; helper.getNextImageCmd(entry); ++commands) EXPECT_TRUE(helper.addImageCmd(entry));
+        EXPECT_EQ(commands, 2);
+        helper.close();
+        EXPECT_FALSE(helper.getNextImageCmd(entry));
+        if (loadFirst) {
+            EXPECT_EQ(bytes("copy.xml"), kTwoCommands);
+        }
+    }
+}
+
+class Query : public testing::Test {
+protected:
+    std::string textOf(CatQueryCriteriaHelper& query) {
+        const char* text = query.serialize();
+        return text == nullptr ? "(null)" : std::string(text, static_cast<std::size_t>(query.size()) - 1);
+    }
+
+    TempDir dir;
+};
+
+VellixEntry criteria(VELLIX_DOC_TYPE type, const char* name, const char* op = nullptr, const char* value = nullptr) {
+    VellixEntry entry(type);
+    entry.addAttribute(4, name);
+    entry.addAttribute(5, op);
+    entry.addAttribute(6, value);
+    return entry;
+}
+
+void addWholeQuery(CatQueryCriteriaHelper& query) {
+    VellixDoc format(VELLIX_DOC_RETURN_RESULT_FORMAT);
+    VellixDoc limits(VELLIX_DOC_RESULT_CONSTRAINTS);
+    VellixDoc wanted(VELLIX_DOC_IMAGE_ATTRIBUTES);
+    VellixEntry name = criteria(VELLIX_DOC_IMAGE_ATTRIBUTES, "Name");
+    query.setRequestId("r1");
+    query.setRequester("job");
+    EXPECT_TRUE(query.addDoc(format));
+    query.setRequester("too late");
+    EXPECT_TRUE(limits.addAttribute(2, 100, false));
+    EXPECT_TRUE(format.addChildDoc(limits));
+    limits.close();
+    EXPECT_TRUE(format.addChildDoc(wanted));
+    EXPECT_TRUE(wanted.addEntry(name));
+    wanted.close();
+    format.close();
+
+    VellixDoc constraints(VELLIX_DOC_QUERY_CONSTRAINTS);
+    VellixDoc images(VELLIX_DOC_IMAGE_CONSTRAINTS);
+    VellixDoc all(VELLIX_DOC_IMAGE_CONSTR_AND);
+    VellixEntry type = criteria(VELLIX_DOC_IMAGE_CONSTR_AND, "Type", "=", "Full");
+    EXPECT_TRUE(query.addDoc(constraints));
+    EXPECT_TRUE(constraints.addChildDoc(images));
+    EXPECT_TRUE(images.addChildDoc(all));
+    EXPECT_TRUE(all.addEntry(type));
+    all.close();
+    images.close();
+    constraints.close();
+}
+
+const std::string kQuery =
+    R"(<?xml version="1.0" encoding="UTF-8"?><CatQuery Requester="job" RequestID="r1"><ReturnResultFormat>)"
+    R"(<ResultConstraints maxResultEntries="100"/><ImageAttributes><requestReturnAtt name="Name"/></ImageAttributes>)"
+    R"(</ReturnResultFormat><QueryConstraints><ImageContraints><Image_Constr_AND><imageCriteriaColumn name="Type" op="=")"
+    R"( value="Full"/></Image_Constr_AND></ImageContraints></QueryConstraints></CatQuery>)";
+
+TEST_F(Query, TextToTheByte) {
+    CatQueryCriteriaHelper query;
+    for (const bool temporary : {true, false}) {
+        SCOPED_TRACE(temporary);
+        ASSERT_TRUE(query.create(temporary ? nullptr : dir.wide("query.xml").c_str()));
+        EXPECT_EQ(query.size(), 1);
+        addWholeQuery(query);
+        const char* text = query.serialize();
+        EXPECT_EQ(textOf(query), kQuery);
+        EXPECT_EQ(query.serialize(), text);
+        EXPECT_EQ(query.size(), static_cast<__int64>(kQuery.size()) + 1);
+    }
+    query.close();
+    EXPECT_EQ(bytesOf(dir.file("query.xml")), kQuery);
+
+    ASSERT_TRUE(query.create(nullptr));
+    EXPECT_EQ(textOf(query), kHeader + "<CatQuery/>");
+    ASSERT_TRUE(query.create(nullptr));
+    query.setRequestId("<1>");
+    query.setRequester("job");
+    query.setRequester(nullptr);
+    EXPECT_EQ(textOf(query), kHeader + R"(<CatQuery RequestID="&lt;1&gt;"/>)");
+}
+
+TEST_F(Query, OutOfTurn) {
+    CatQueryCriteriaHelper query;
+    VellixDoc doc(VELLIX_DOC_RETURN_RESULT_FORMAT);
+    const auto expectIdle = [&] {
+        query.setRequester("job");
+        query.setRequestId("r1");
+        EXPECT_FALSE(query.addDoc(doc));
+        EXPECT_EQ(query.serialize(), nullptr);
+        EXPECT_EQ(query.size(), 0);
+        query.close();
+    };
+    expectIdle();
+    EXPECT_FALSE(query.create(dir.wide("no/such/directory.xml").c_str()));
+    query.setRequester("job");
+    EXPECT_TRUE(query.addDoc(doc));
+    EXPECT_EQ(query.serialize(), nullptr);
+    EXPECT_EQ(query.size(), 1);
+    doc.close();
+    doc.setWriter(nullptr);
+    query.close();
+    expectIdle();
+    ASSERT_TRUE(query.create(nullptr));
+    addWholeQuery(query);
+    EXPECT_EQ(textOf(query), kQuery);
+    query.close();
+    expectIdle();
+}
+
+} // namespace

@@ -1,0 +1,202 @@
+#include "vellix/VellixMMap.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include "TempDir.h"
+
+namespace {
+
+constexpr int kToRead = 0;
+constexpr int kToWrite = 2;
+constexpr int kRead = 2;
+constexpr int kWrite = 4;
+constexpr int kShared = 2;
+constexpr int kPrivate = 1;
+constexpr __int64 kPage = 65536;
+
+void* const kNoHandle = reinterpret_cast<void*>(std::intptr_t{-1}); // NOLINT(performance-no-int-to-ptr)
+
+static_assert(!std::is_copy_constructible_v<VellixMMap> && !std::is_copy_assignable_v<VellixMMap>);
+
+class MappedFile : public testing::Test {
+protected:
+    // Two pages and ten bytes, a letter for each page.
+    void SetUp() override {
+        writeFile(dir.file("f"), std::string(kPage, 'a') + std::string(kPage, 'b') + "0123456789");
+    }
+
+    char* mapFrom(__int64 offset, __int64 length, int prot = kRead, int flags = kShared) {
+        EXPECT_EQ(file.map(file.handle(), static_cast<int>(length), prot, flags, nullptr, offset), VELLIX_SUCCESS);
+        return static_cast<char*>(file.addr());
+    }
+
+    TempDir dir;
+    VellixMMap file;
+};
+
+TEST_F(MappedFile, OpenTellsWhatItMet) {
+    EXPECT_EQ(file.handle(), kNoHandle);
+    EXPECT_EQ(file.fileSize(), 0);
+
+    EXPECT_EQ(file.open(dir.wide("none").c_str(), kToRead), VELLIX_ERR_FILE_OPEN);
+    EXPECT_EQ(file.handle(), kNoHandle);
+    EXPECT_FALSE(std::filesystem::exists(dir.file("none")));
+    EXPECT_EQ(file.open(dir.wide("").c_str(), kToWrite), VELLIX_ERR_FILE_OPEN);
+
+    EXPECT_EQ(file.open(dir.wide("new").c_str(), kToWrite), VELLIX_SUCCESS);
+    EXPECT_EQ(file.fileSize(), 0);
+    EXPECT_EQ(bytesOf(dir.file("new")), "");
+
+    EXPECT_EQ(file.open(dir.wide("f").c_str(), kToWrite), VELLIX_SUCCESS);
+    EXPECT_EQ(file.fileSize(), 2 * kPage + 10);
+    EXPECT_EQ(file.open(nullptr, kToRead), VELLIX_ERR_NULL_ARGUMENT);
+    EXPECT_EQ(file.handle(), kNoHandle);
+}
+
+// All bits of the low half set is also how a failed size query looks.
+TEST_F(MappedFile, SizesAndOffsetsHave64Bits) {
+    const std::uintmax_t size = 0x1FFFFFFFFU;
+    std::filesystem::resize_file(dir.file("f"), size);
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
+    EXPECT_EQ(file.fileSize(), 0x1FFFFFFFF);
+    const char* view = mapFrom(0x100000000, kPage);
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(view[0], '\0'); // not the first page's 'a'
+    EXPECT_EQ(file.unmap(file.addr()), VELLIX_SUCCESS);
+    view = mapFrom(kPage, 1);
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(view[0], 'b');
+}
+
+TEST_F(MappedFile, ViewsLieInsideTheFile) {
+    const struct {
+        const char* name;
+        __int64 offset;
+        __int64 length;
+        const char* text; // how the view ends, null for no view
+        std::size_t size;
+    } rows[] = {{"first page", 0, kPage, "a", kPage},
+                {"over two pages", 0, kPage + 1, "ab", kPage + 1},
+                {"last bytes", 2 * kPage, 10, "0123456789", 10},
+                {"to the end", 2 * kPage, 0, "0123456789", 10},
+                {"all", 0, 0, "b0123456789", 2 * kPage + 10},
+                {"one byte too long", 2 * kPage, 11, nullptr, 0},
+                {"behind the end", 3 * kPage, 1, nullptr, 0},
+                {"behind the end, to the end", 3 * kPage, 0, nullptr, 0},
+                {"unaligned", 4096, 1, nullptr, 0},
+                {"negative offset", -kPage, kPage, nullptr, 0},
+                {"negative length", 0, -1, nullptr, 0},
+                {"far behind the end", INT64_MAX - kPage + 1, kPage, nullptr, 0}};
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const char* const view = mapFrom(row.offset, row.length);
+        ASSERT_EQ(view != nullptr, row.text != nullptr);
+        if (view == nullptr) continue;
+        const std::string end = row.text;
+        EXPECT_EQ(std::string(view, row.size).substr(row.size - end.size()), end);
+        EXPECT_EQ(file.unmap(file.addr()), VELLIX_SUCCESS);
+    }
+}
+
+TEST_F(MappedFile, ToTheEndOfAFileThatEndsWithAPage) {
+    std::filesystem::resize_file(dir.file("f"), kPage);
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
+    EXPECT_EQ(mapFrom(kPage, 0), nullptr);
+    EXPECT_NE(mapFrom(0, 0), nullptr);
+}
+
+TEST_F(MappedFile, WhatReachesTheFile) {
+    const struct {
+        const char* name;
+        int mode;
+        int prot;
+        int flags;
+        bool mapped;
+        bool stored;
+    } rows[] = {{"shared write", kToWrite, kWrite, kShared, true, true},
+                {"shared write on a file to read", kToRead, kWrite, kShared, false, false},
+                {"shared write on an object to read", kToWrite, kRead | kWrite, kShared, false, false},
+                {"copy, object to write", kToWrite, kWrite, kPrivate, true, false},
+                {"copy, object to read", kToWrite, kRead, kPrivate, true, false},
+                {"copy on a file to read", kToRead, kRead, kPrivate, true, false},
+                {"both flags are a copy", kToWrite, kWrite, kPrivate | kShared, true, false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        writeFile(dir.file("f"), "plain");
+        ASSERT_EQ(file.open(dir.wide("f").c_str(), row.mode), VELLIX_SUCCESS);
+        char* const view = mapFrom(0, 5, row.prot, row.flags);
+        ASSERT_EQ(view != nullptr, row.mapped);
+        if (view != nullptr) view[1] = 'L';
+        EXPECT_EQ(file.close(), VELLIX_SUCCESS);
+        EXPECT_EQ(bytesOf(dir.file("f")), row.stored ? "pLain" : "plain");
+    }
+}
+
+TEST_F(MappedFile, UnmapTakesOnlyTheCurrentView) {
+    EXPECT_EQ(file.unmap(nullptr), VELLIX_SUCCESS);
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
+    char* const view = mapFrom(0, kPage);
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(file.unmap(nullptr), VELLIX_ERR_NOT_MAPPED);
+    EXPECT_EQ(file.unmap(view + 1), VELLIX_ERR_NOT_MAPPED);
+    ASSERT_EQ(file.addr(), view);
+    EXPECT_EQ(view[0], 'a');
+    EXPECT_EQ(file.unmap(view), VELLIX_SUCCESS);
+    EXPECT_EQ(file.addr(), nullptr);
+    EXPECT_EQ(file.unmap(view), VELLIX_ERR_NOT_MAPPED);
+}
+
+// A mapping object that could not be made is not tried again before the file is closed.
+TEST_F(MappedFile, EmptyFileHasNoView) {
+    writeFile(dir.file("f"), "");
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToWrite), VELLIX_SUCCESS);
+    EXPECT_EQ(mapFrom(0, 0), nullptr);
+    writeFile(dir.file("f"), "now");
+    EXPECT_EQ(mapFrom(0, 0), nullptr);
+    EXPECT_EQ(file.fileSize(), 0);
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToWrite), VELLIX_SUCCESS);
+    EXPECT_EQ(std::string(mapFrom(0, 0), 3), "now");
+}
+
+TEST_F(MappedFile, OneMappingObjectServesAllViews) {
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToWrite), VELLIX_SUCCESS);
+    ASSERT_NE(mapFrom(0, kPage), nullptr);
+    EXPECT_EQ(file.unmap(file.addr()), VELLIX_SUCCESS);
+    std::filesystem::resize_file(dir.file("f"), 4 * kPage);
+    EXPECT_EQ(mapFrom(3 * kPage, 1), nullptr);
+    EXPECT_EQ(mapFrom(2 * kPage, 11), nullptr);
+    ASSERT_NE(mapFrom(2 * kPage, 10), nullptr);
+    EXPECT_EQ(file.unmap(file.addr()), VELLIX_SUCCESS);
+    EXPECT_EQ(file.fileSize(), 2 * kPage + 10);
+}
+
+TEST_F(MappedFile, OpenedAgainShowsTheNewFile) {
+    writeFile(dir.file("g"), "second");
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
+    ASSERT_NE(mapFrom(0, 6), nullptr);
+    ASSERT_EQ(file.open(dir.wide("g").c_str(), kToRead), VELLIX_SUCCESS);
+    EXPECT_EQ(file.addr(), nullptr);
+    EXPECT_EQ(file.fileSize(), 6);
+    ASSERT_NE(mapFrom(0, 6), nullptr);
+    EXPECT_EQ(std::string(static_cast<char*>(file.addr()), 6), "second");
+}
+
+TEST_F(MappedFile, CloseTwiceAndMapWithoutAFile) {
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
+    ASSERT_NE(mapFrom(0, 1), nullptr);
+    EXPECT_EQ(file.close(), VELLIX_SUCCESS);
+    EXPECT_EQ(file.addr(), nullptr);
+    EXPECT_EQ(file.handle(), kNoHandle);
+    EXPECT_EQ(file.close(), VELLIX_SUCCESS);
+    EXPECT_EQ(mapFrom(0, 1), nullptr);
+    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
+    EXPECT_NE(mapFrom(0, 1), nullptr);
+}
+
+} // namespace

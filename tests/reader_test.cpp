@@ -1,0 +1,426 @@
+#include "vellix/VellixReader.h"
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FileSupport.h"
+#include "TempDir.h"
+
+using namespace filetest;
+
+namespace {
+
+// What stands before and behind the entries of the files here.
+const std::string kFront = kHeader + R"(<CatResults IC="1" ID="s"><CatDoc ID="7"><CatFH OP="1">)";
+const std::string kBack = "</CatFH></CatDoc></CatResults>";
+
+class ReaderTest : public testing::Test {
+protected:
+    bool load(VellixReader& reader, const std::string& file) {
+        const std::string name = std::to_string(made++) + ".xml"; // a new one, as the last may still be mapped
+        writeFile(dir.file(name), file);
+        return reader.load(dir.wide(name).c_str());
+    }
+
+    // The entries behind the first one of a file with `kFront` in front.
+    std::vector<std::string> behindFirstEntry(const std::string& file) {
+        OpenReader reader;
+        VellixDoc files(VELLIX_DOC_FH);
+        VellixEntry first;
+        EXPECT_TRUE(load(reader, file) && reader.getFirstDoc(files) && files.getFirstEntry(first));
+        return readToEnd(reader);
+    }
+
+    TempDir dir;
+    int made = 0;
+};
+
+// An entry tag of exactly `length` bytes.
+std::string tagOf(std::size_t length, char fill = 'x') { return "<ET NM=\"" + std::string(length - 11, fill) + "\"/>"; }
+
+// The front, and an entry that fills the first page up to `room` bytes before its end.
+std::string pageWithRoom(std::size_t room) { return kFront + tagOf(kPageSize - room - kFront.size()); }
+
+// The values of a tag, as the entry itself reads it out of memory.
+std::string valuesOf(const std::string& tag) {
+    VellixEntry entry(VELLIX_DOC_FH);
+    entry.parseAttrXMLString(tag.data(), static_cast<unsigned long>(tag.size()));
+    return slotsOf(entry);
+}
+
+TEST_F(ReaderTest, WalksAFileCallByCall) {
+    OpenReader reader;
+    ASSERT_TRUE(load(reader, kHeader + R"(<CatResults IC="1" ID="1700000000"><CatDoc IC="0" ID="x"><CatFH OP="1">)"
+                                       R"(<ET NM="a"/><ET NM="b"/></CatFH></CatDoc></CatResults>)"));
+    EXPECT_EQ(reader.position(), 73U);
+    EXPECT_TRUE(reader.isComplete());
+    EXPECT_EQ(reader.getSessionID(), "1700000000");
+    VellixDoc image(VELLIX_DOC_DOC);
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixDoc noFiles(VELLIX_DOC_FH);
+    VellixEntry entry(VELLIX_DOC_IMAGE);
+    EXPECT_TRUE(reader.getFirstDoc(image));
+    EXPECT_EQ(slotsOf(image), "0=0; 1=x");
+    EXPECT_EQ(reader.position(), 95U);
+    EXPECT_TRUE(image.getFirstChildDoc(files));
+    EXPECT_EQ(slotsOf(files), "0=1");
+    EXPECT_EQ(reader.position(), 109U);
+    EXPECT_TRUE(files.getFirstEntry(entry));
+    EXPECT_EQ(entry.toString(), R"(<ET NM="a"/>)");
+    EXPECT_EQ(entry.getType(), VELLIX_DOC_FH);
+    EXPECT_STREQ(entry.getEntryName(), "ET");
+    EXPECT_TRUE(entry.isEntryClosed());
+    EXPECT_EQ(reader.position(), 121U);
+    EXPECT_TRUE(files.getNextEntry(entry));
+    EXPECT_EQ(entry.toString(), R"(<ET NM="b"/>)");
+    EXPECT_EQ(reader.position(), 133U);
+    EXPECT_FALSE(files.getNextEntry(entry));
+    EXPECT_EQ(entry.toString(), "<ET/>");
+    EXPECT_EQ(reader.position(), 135U);
+    EXPECT_FALSE(image.getNextChildDoc(noFiles));
+    EXPECT_EQ(reader.position(), 163U);
+    EXPECT_FALSE(reader.getNextDoc(image));
+    EXPECT_FALSE(files.getNextEntry(entry));
+    EXPECT_EQ(reader.position(), 163U);
+    EXPECT_EQ(slotsOf(image), "0=0; 1=x") << "a document that isn't found leaves the caller's as it was";
+}
+
+TEST_F(ReaderTest, AsksForDocumentsByType) {
+    struct Case {
+        const char* name;
+        const char* body; // behind the root's tag
+        VELLIX_DOC_TYPE type;
+        const char* values; // of the document found, null for none
+        const char* rest;   // what stands at the position then
+    };
+    const Case cases[] = {
+        {"passes over others", R"(<CatDoc ID="1"/></x><Odd IC="3"><CatFH OP="2">z)", VELLIX_DOC_FH, "0=2", "z"},
+        {"letters of any case", R"(<catdoc id="1">z)", VELLIX_DOC_DOC, "1=1", "z"},
+        {"without attributes", "<CatFH>z", VELLIX_DOC_FH, "", "z"},
+        {"no such tag", R"(<CatDoc ID="1">)", VELLIX_DOC_IMAGE, nullptr, ""},
+        {"cut off", R"(<CatDoc ID="1")", VELLIX_DOC_DOC, "1=1", ""},
+        {"broken", R"(<CatDoc ID="1" = ID="2">z)", VELLIX_DOC_DOC, "1=1", R"( ID="2">z)"},
+        {"an entry tag", R"(<ET NM="n"/>z)", VELLIX_DOC_ET, "6=n", "z"},
+    };
+    const std::string front = R"(<CatResults IC="0">)";
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        OpenReader reader;
+        const std::string text = front + c.body;
+        const ExactBytes bytes(text);
+        ASSERT_TRUE(reader.load(bytes.data(), bytes.size()));
+        VellixDoc doc(c.type);
+        EXPECT_EQ(reader.getFirstDoc(doc), c.values != nullptr);
+        EXPECT_EQ(slotsOf(doc), c.values == nullptr ? "" : c.values);
+        EXPECT_EQ(doc.getType(), c.type);
+        EXPECT_EQ(text.substr(reader.position()), c.rest);
+    }
+}
+
+TEST_F(ReaderTest, SessionAndCompleteness) {
+    struct Case {
+        const char* text;
+        const char* session;
+        bool complete;
+    };
+    const Case cases[] = {
+        {R"(<CatResults IC="1" ID="a&amp;b">)", "a&b", true},
+        {R"(<CatResults ID="5"/>)", "5", false},
+        {R"(<CatResults IC="x"/>)", "", false},
+        {R"(<CatResults IC="7"/>)", "", true},
+        {"<CatResults>", "", false},
+        {R"(<x/><CatResults IC="1" ID="late"/>)", "late", true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        VellixReader reader;
+        ASSERT_TRUE(load(reader, c.text));
+        EXPECT_EQ(reader.getSessionID(), c.session);
+        EXPECT_EQ(reader.isComplete(), c.complete);
+    }
+}
+
+TEST_F(ReaderTest, WithoutAnythingLoaded) {
+    OpenReader reader;
+    VellixDoc doc(VELLIX_DOC_DOC);
+    VellixEntry entry;
+    const auto expectNothing = [&] {
+        EXPECT_FALSE(reader.getFirstDoc(doc));
+        EXPECT_FALSE(doc.getFirstChildDoc(doc));
+        EXPECT_FALSE(doc.getNextEntry(entry));
+        EXPECT_FALSE(reader.readEntry(entry));
+        EXPECT_TRUE(std::unique_ptr<VellixDoc>(reader.readDoc(VELLIX_DOC_IMAGE))->isEmpty());
+        EXPECT_EQ(slotsOf(reader.rootDoc()), "");
+        EXPECT_EQ(reader.rootDoc().getType(), VELLIX_DOC_RESULTS);
+        EXPECT_EQ(reader.getSessionID(), "");
+        EXPECT_FALSE(reader.isComplete());
+    };
+    EXPECT_EQ(reader.getXmlStr(), nullptr);
+    expectNothing();
+    EXPECT_FALSE(reader.load(nullptr));
+    EXPECT_FALSE(reader.load(nullptr, 5));
+    EXPECT_FALSE(reader.load(dir.wide("missing.xml").c_str()));
+    EXPECT_FALSE(reader.load(dir.wide("").c_str()));
+    expectNothing();
+    EXPECT_TRUE(load(reader, ""));
+    expectNothing();
+    EXPECT_TRUE(load(reader, kFront + tagOf(20)));
+    EXPECT_TRUE(reader.getFirstDoc(doc));
+    EXPECT_FALSE(reader.load(dir.wide("missing.xml").c_str())) << "a failed load forgets the file before";
+    expectNothing();
+}
+
+TEST_F(ReaderTest, LoadsAgain) {
+    const std::string first = pageWithRoom(0) + tagOf(kPageSize, '2') + tagOf(30, '3');
+    const std::string second = kHeader + R"(<CatResults ID="second"><ET NM="b"/>)";
+    const std::vector<std::string> fromSecond = {"6=b"};
+    OpenReader reader;
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixEntry entry;
+    for (int pulls = 0; pulls < 5; ++pulls) { // on each page of the first file and at its end
+        ASSERT_TRUE(load(reader, first));
+        EXPECT_EQ(reader.getSessionID(), "s");
+        ASSERT_TRUE(reader.getFirstDoc(files));
+        for (int i = 0; i < pulls; ++i) EXPECT_EQ(files.getNextEntry(entry), i < 3);
+        writeFile(dir.file("second.xml"), second);
+        ASSERT_TRUE(reader.load(dir.wide("second.xml").c_str()));
+        EXPECT_EQ(reader.getSessionID(), "second");
+        EXPECT_FALSE(reader.isComplete());
+        EXPECT_EQ(readToEnd(reader), fromSecond);
+    }
+
+    // A text lets go of a file on its first page.
+    ASSERT_TRUE(load(reader, first));
+    ASSERT_TRUE(reader.load(second.data(), static_cast<unsigned long>(second.size())));
+    EXPECT_EQ(reader.getSessionID(), "second");
+    EXPECT_EQ(readToEnd(reader), fromSecond);
+
+    // On a later one it only takes the place of that page.
+    ASSERT_TRUE(load(reader, first));
+    ASSERT_TRUE(reader.getFirstDoc(files));
+    EXPECT_TRUE(files.getNextEntry(entry));
+    EXPECT_TRUE(files.getNextEntry(entry));
+    ASSERT_TRUE(reader.load(second.data(), static_cast<unsigned long>(second.size())));
+    EXPECT_EQ(reader.getSessionID(), "s");
+    EXPECT_EQ(reader.position(), 0U);
+    VellixDoc results(VELLIX_DOC_RESULTS);
+    EXPECT_TRUE(reader.getFirstDoc(results));
+    EXPECT_EQ(readToEnd(reader), (std::vector<std::string>{"6=b", "6=" + std::string(19, '3')}));
+}
+
+TEST_F(ReaderTest, FileSizesAtThePageSize) {
+    struct Case {
+        std::string file;
+        std::vector<std::size_t> pages; // their lengths, as the walk meets them
+    };
+    const std::string full = pageWithRoom(0);
+    const std::vector<Case> cases = {
+        {full.substr(0, kFront.size()) + std::string(5, ' '), {kFront.size() + 5}},
+        {pageWithRoom(1), {kPageSize - 1}},
+        {full, {kPageSize}},
+        {full + " ", {kPageSize, 1}},
+        {full + tagOf(kPageSize), {kPageSize, kPageSize}},
+        {pageWithRoom(7) + tagOf(kPageSize + 7), {kPageSize, kPageSize}},
+        {pageWithRoom(30) + std::string(30, ' ') + tagOf(40), {kPageSize, 40}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file.size());
+        std::size_t expected = c.file.find("<ET") != std::string::npos ? 1 : 0;
+        if (c.pages.size() > 1 && c.pages[1] > 1) ++expected;
+        OpenReader reader;
+        VellixDoc files(VELLIX_DOC_FH);
+        VellixEntry entry;
+        ASSERT_TRUE(load(reader, c.file));
+        ASSERT_TRUE(reader.getFirstDoc(files));
+        EXPECT_EQ(reader.position(), kFront.size());
+        EXPECT_EQ(reader.pageLength(), c.pages[0]);
+        for (std::size_t i = 0; i < expected; ++i) EXPECT_TRUE(files.getNextEntry(entry));
+        EXPECT_FALSE(files.getNextEntry(entry));
+        EXPECT_FALSE(files.getNextEntry(entry));
+        EXPECT_EQ(reader.pageLength(), c.pages.back());
+        EXPECT_EQ(reader.position(), c.pages.back());
+    }
+}
+
+// A record reads back the same wherever the page boundary falls in it or next to it.
+TEST_F(ReaderTest, BoundaryAtEveryByteOfARecord) {
+    const std::vector<std::string> records = {
+        R"(<ET OP="5" NM="a.txt" SZ="12"/>)",
+        R"(<ET NM="x>y/>z &amp; &quot;&#233;&#x41;" OP='1' PT='"' FP="'"/>)",
+        "<ET NM=\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"  PT = \"\xf0\x9f\x98\x80\"\n>",
+        R"(<ET OP=5 NM=word RT RST="1"/>)",
+        R"(<ET NM="&broken;" OP="2"/>)",
+        R"(<ET OP="1" == NM="n"/>)",
+    };
+    const std::string other = R"(<ET PT="next" RT="1"/>)";
+    for (const std::string& record : records) {
+        const std::string expected = valuesOf(record);
+        for (std::size_t room = 0; room <= record.size() + 1; ++room) {
+            const std::string front = pageWithRoom(room);
+            std::vector<std::string> wanted = {expected, valuesOf(other)};
+            if (expected.empty()) wanted.erase(wanted.begin());
+            EXPECT_EQ(behindFirstEntry(front + record + other + kBack), wanted) << record << " with room " << room;
+        }
+    }
+}
+
+// Records of more than a page, with their ends at and around the boundaries.
+TEST_F(ReaderTest, RecordsLongerThanAPage) {
+    const std::string other = R"(<ET PT="next"/>)";
+    for (const std::size_t room : {std::size_t{0}, std::size_t{7}, kPageSize / 2}) {
+        for (std::size_t pages = 1; pages <= 3; ++pages) {
+            for (std::size_t length = pages * kPageSize + room - 2; length <= pages * kPageSize + room + 2; ++length) {
+                for (const char* unit : {"/>", "&lt;", "\xe2\x82\xac"}) {
+                    std::string record = "<ET NM=\"";
+                    while (record.size() + 20 < length) record += unit;
+                    record += std::string(length - record.size() - 17, '.') + "\" PT=\"b\" OP=\"1\"/>";
+                    EXPECT_TRUE(behindFirstEntry(pageWithRoom(room) + record + other + kBack) ==
+                                (std::vector<std::string>{valuesOf(record), "7=next"}))
+                        << room << ' ' << length << ' ' << unit;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(ReaderTest, LongestTag) {
+    const std::size_t limit = 16U << 20;
+    const std::string begin = R"(<ET OP="1" NM=")";
+    for (const std::size_t length : {limit, limit + 1}) {
+        SCOPED_TRACE(length);
+        const std::string tag = begin + std::string(length - begin.size() - 3, '>') + "\"/>";
+        std::vector<std::string> wanted = {valuesOf(tag), "7=next"};
+        if (length > limit) wanted.erase(wanted.begin());
+        EXPECT_TRUE(behindFirstEntry(pageWithRoom(100) + tag + R"(<ET PT="next"/>)" + kBack) == wanted);
+    }
+    EXPECT_TRUE(behindFirstEntry(pageWithRoom(9) + begin + std::string(limit + kPageSize, 'x')).empty());
+}
+
+// What is read of a text that breaks off is what stands in front of the break, on one page and on two.
+TEST_F(ReaderTest, CutAtEveryByte) {
+    const std::string record = R"(<ET OP="5" NM="a&amp;b" PT='x>'/>)";
+    for (const std::string& front : {kFront + "<ET NM=\"x\"/>", pageWithRoom(20)}) {
+        const std::string whole = front + record + record + kBack;
+        for (std::size_t length = front.size(); length <= whole.size(); ++length) {
+            const std::vector<std::string> entries = behindFirstEntry(whole.substr(0, length));
+            const std::size_t uncut = std::min<std::size_t>(2, (length - front.size()) / record.size());
+            ASSERT_TRUE(entries.size() == uncut || entries.size() == uncut + 1) << length;
+            for (std::size_t i = 0; i < uncut; ++i) EXPECT_EQ(entries[i], valuesOf(record)) << length;
+            EXPECT_TRUE(entries.size() == uncut || entries[uncut].compare(0, 2, "0=") == 0) << length;
+        }
+    }
+    for (std::size_t length = 0; length <= kFront.size(); ++length) {
+        const ExactBytes cut(kFront.substr(0, length));
+        OpenReader reader;
+        VellixDoc image(VELLIX_DOC_DOC);
+        ASSERT_TRUE(reader.load(cut.data(), cut.size()));
+        EXPECT_EQ(reader.isComplete(), length >= 56) << length;       // with the quote behind IC
+        EXPECT_EQ(reader.getFirstDoc(image), length >= 71) << length; // with the name of the tag
+    }
+}
+
+TEST_F(ReaderTest, EntriesThatYieldNothingOrPart) {
+    const std::string text =
+        R"(<CatResults><CatFH><ET/><ET NM="a"/><ET OP="1" "q" NM="b"/>text<ET PT="&bad;"/><ET PT="c">)"
+        R"(</ET><Odd NM="d"/></CatFH><ET NM="e"/>)";
+    VellixReader reader;
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixEntry entry;
+    ASSERT_TRUE(reader.load(text.data(), static_cast<unsigned long>(text.size())));
+    ASSERT_TRUE(reader.getFirstDoc(files));
+    for (const char* values : {"", "6=a", "0=1", "", "7=c", "", "6=d", "", "6=e", "", ""}) {
+        EXPECT_EQ(files.getNextEntry(entry), *values != '\0') << values;
+        EXPECT_EQ(slotsOf(entry), values);
+    }
+}
+
+// Documents are looked for on the current page alone.
+TEST_F(ReaderTest, DocumentOnALaterPage) {
+    OpenReader reader;
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixDoc section(VELLIX_DOC_FH_STRING_SECTION);
+    VellixEntry entry;
+    const std::string file =
+        pageWithRoom(40) + std::string(40, ' ') + R"(<ET NM="b"/></CatFH><CatFHStringSection OP="9">)";
+    ASSERT_TRUE(load(reader, file));
+    EXPECT_FALSE(reader.getNextDoc(section));
+    EXPECT_EQ(reader.position(), kPageSize);
+    EXPECT_EQ(reader.pageLength(), kPageSize);
+    ASSERT_TRUE(load(reader, file));
+    ASSERT_TRUE(reader.getNextDoc(files));
+    EXPECT_TRUE(files.getNextEntry(entry));
+    EXPECT_TRUE(files.getNextEntry(entry));
+    EXPECT_FALSE(files.getNextEntry(entry));
+    EXPECT_TRUE(reader.getNextDoc(section));
+    EXPECT_EQ(slotsOf(section), "0=9");
+}
+
+TEST_F(ReaderTest, DocumentsReadWithTheirContents) {
+    struct Case {
+        const char* name;
+        const char* body;
+        const char* text; // of the document then
+        const char* rest; // what stands at the position
+    };
+    const Case cases[] = {
+        {"entries and children", R"(<CatImage PT="1"><CatImage PT="2"/><CatFrag MV="3"/><CatFSE ST="4"/></CatImage>z)",
+         R"(<CatImage PT="1"><CatFrag MV="3"/><CatFSE ST="4"/><CatImage PT="2"/></CatImage>)", "</CatImage>z"},
+        {"closed", R"(<CatImage PT="1"/><CatImage PT="2"/>)", R"(<CatImage PT="1"/>)", R"(<CatImage PT="2"/>)"},
+        {"behind a closed tag", R"(<CatDoc ID="1"/><CatImage PT="1"><CatImage PT="2"/>z)",
+         R"(<CatImage PT="1"><CatImage PT="2"/></CatImage>)", ""},
+        {"only what follows directly", R"(<CatImage PT="1"><CatDoc ID="1"/><CatImage PT="2"/>)",
+         R"(<CatImage PT="1"/>)", R"(<CatDoc ID="1"/><CatImage PT="2"/>)"},
+        {"children of a child", R"(<CatImage PT="1"><CatFrag MV="3"><CatFrag MV="4"/></CatFrag><CatFrag MV="5"/>)",
+         R"(<CatImage PT="1"><CatFrag MV="3"/><CatFrag MV="4"/></CatImage>)", R"(</CatFrag><CatFrag MV="5"/>)"},
+        {"without attributes", R"(<CatImage><CatFrag MV="3"/></CatImage>)", R"(<CatImage><CatFrag MV="3"/></CatImage>)",
+         "</CatImage>"},
+    };
+    const std::string front = R"(<CatResults IC="0">)";
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string text = front + c.body;
+        auto reader = std::make_unique<OpenReader>();
+        ASSERT_TRUE(reader->load(text.data(), static_cast<unsigned long>(text.size())));
+        auto image = std::make_unique<VellixDoc>(VELLIX_DOC_IMAGE);
+        EXPECT_TRUE(reader->getFirstDoc(*image));
+        EXPECT_EQ(text.substr(reader->position()), c.rest);
+        VellixEntry entry;
+        EXPECT_FALSE(image->getNextEntry(entry));
+        EXPECT_EQ(text.substr(reader->position()), c.rest);
+
+        // The children live as long as any document that was filled with them.
+        const VellixDoc copy(*image);
+        VellixDoc assigned;
+        assigned = copy;
+        reader.reset();
+        image->clear();
+        image.reset();
+        std::string shown;
+        copy.serialize(shown);
+        EXPECT_EQ(shown, c.text);
+        shown.clear();
+        assigned.serialize(shown);
+        EXPECT_EQ(shown, c.text);
+    }
+}
+
+TEST_F(ReaderTest, MakesDocuments) {
+    const std::string text = R"(<CatResults IC="0"><CatFrag MV="1"><CatFrag MV="2"/></CatFrag><CatDoc ID="3"/>)";
+    OpenReader reader;
+    ASSERT_TRUE(reader.load(text.data(), static_cast<unsigned long>(text.size())));
+    const auto make = [&](VELLIX_DOC_TYPE type) {
+        const std::unique_ptr<VellixDoc> doc(reader.readDoc(type));
+        std::string shown;
+        doc->serialize(shown);
+        return shown;
+    };
+    EXPECT_EQ(make(VELLIX_DOC_FRAG), R"(<CatFrag MV="1"><CatFrag MV="2"/></CatFrag>)");
+    EXPECT_EQ(make(VELLIX_DOC_DOC), kHeader + R"(<CatDoc ID="3"/>)");
+    EXPECT_EQ(make(VELLIX_DOC_DOC), kHeader + "<CatDoc/>");
+}
+
+} // namespace

@@ -1,0 +1,363 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "TestSupport.h"
+#include "vellix/VellixEntry.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+constexpr std::int64_t kMin64 = std::numeric_limits<std::int64_t>::min();
+constexpr std::uint64_t kMax64 = std::numeric_limits<std::uint64_t>::max();
+
+constexpr unsigned short kNoSlots[] = {78, 65535};
+
+// The values that a setter accepts.
+struct Range {
+    std::int64_t low;
+    std::uint64_t high;
+};
+constexpr Range kAny = {kMin64, kMax64};
+constexpr Range kRefused = {1, 0};
+constexpr Range kInt16 = {-32768, 32767};
+constexpr Range kUInt8 = {0, 255};
+constexpr Range kUInt16 = {0, 65535};
+constexpr Range kInt32 = {-2147483648LL, 2147483647};
+constexpr Range kUInt32 = {0, 4294967295};
+
+// One attribute of each data type that the schema has: what its setters accept, in the order of SetterKind, and which
+// getters read it, by their width in bits.
+enum SetterKind { kShort, kUShort, kInt, kUInt, kInt64, kUInt64 };
+struct Attribute {
+    const char* name;
+    VELLIX_DOC_TYPE type;
+    unsigned short id;
+    Range accepted[6];
+    bool read16, read32, read64;
+};
+const Attribute kAttributes[] = {
+    {"string", VELLIX_DOC_FH, 6, {kAny, kAny, kAny, kAny, kAny, kAny}, false, false, false},
+    {"uint8", VELLIX_DOC_RESULTS, 0, {kUInt8, kUInt8, kUInt8, kUInt8, kUInt8, kUInt8}, true, true, true},
+    {"int16", VELLIX_DOC_SEARCH_CRITERIA, 2, {kAny, kAny, kInt16, kRefused, kInt16, kRefused}, true, true, true},
+    {"uint16", VELLIX_DOC_FSE, 11, {kAny, kAny, kUInt16, kUInt16, kUInt16, kUInt16}, true, true, true},
+    {"int32", VELLIX_DOC_FH, 42, {kAny, kAny, kAny, kAny, kInt32, kRefused}, false, true, true},
+    {"uint32", VELLIX_DOC_FH, 0, {kAny, kAny, kAny, kAny, kUInt32, kUInt32}, false, true, true},
+    {"int64", VELLIX_DOC_FH, 58, {kAny, kAny, kAny, kAny, kAny, kAny}, false, false, true},
+    {"uint64", VELLIX_DOC_FH, 9, {kAny, kAny, kAny, kAny, kAny, kAny}, false, false, true},
+    {"opaque", VELLIX_DOC_IMAGE, 57, {kAny, kAny, kAny, kAny, kAny, kAny}, true, true, true},
+    {"no row by id", VELLIX_DOC_SEARCH_CRITERIA, 9, {kAny, kAny, kAny, kAny, kAny, kAny}, true, true, true},
+};
+
+// Each limit of a width, one beyond, and their neighbours among the small numbers.
+template <class Number> std::vector<Number> probes() {
+    std::vector<Number> values = {std::numeric_limits<Number>::min(), std::numeric_limits<Number>::max(), 0, 1};
+    for (const int bits : {7, 8, 15, 16, 31, 32, 63}) {
+        const std::uint64_t power = std::uint64_t{1} << bits;
+        for (const std::uint64_t magnitude : {power - 1, power, power + 1}) {
+            for (const std::uint64_t pattern : {magnitude, std::uint64_t{0} - magnitude}) {
+                const Number value = static_cast<Number>(pattern);
+                if (static_cast<std::uint64_t>(value) == pattern) values.push_back(value);
+            }
+        }
+    }
+    return values;
+}
+
+template <class Number> bool within(const Range& range, Number value) {
+    if (range.low == kRefused.low) return false;
+    if (std::is_signed_v<Number> && value < Number{0}) return static_cast<std::int64_t>(value) >= range.low;
+    return static_cast<std::uint64_t>(value) <= range.high;
+}
+
+// Decimal text has the sign of the width, whatever the type; the width of `long` is 32 bits here.
+template <class Number, class Width> void checkSetter(SetterKind kind, bool readsBack(const Attribute& attribute)) {
+    for (const Attribute& attribute : kAttributes) {
+        for (const Number value : probes<Number>()) {
+            SCOPED_TRACE(attribute.name + " "s + std::to_string(kind) + " " + std::to_string(value));
+            VellixEntry entry(attribute.type);
+            ASSERT_TRUE(entry.addAttribute(attribute.id, static_cast<short>(7), false));
+            const bool fits = static_cast<Number>(static_cast<Width>(value)) == value;
+            const bool accepted = fits && within(attribute.accepted[kind], value);
+            EXPECT_EQ(entry.addAttribute(attribute.id, value, false), accepted);
+            EXPECT_EQ(entry.getLastError(), accepted ? VELLIX_SUCCESS : VELLIX_ERR_OUT_OF_RANGE);
+            const bool narrow = sizeof(Width) == 2;
+            const std::string text =
+                narrow ? std::to_string(value) : std::to_string(static_cast<std::make_signed_t<Width>>(value));
+            EXPECT_EQ(entry.getAttributeStr(attribute.id), accepted ? text : "7");
+            if (!accepted || !readsBack(attribute)) continue;
+            Number back = 1;
+            EXPECT_TRUE(entry.getAttribute(attribute.id, back));
+            EXPECT_EQ(back, value);
+        }
+    }
+}
+
+TEST(Typed, SettersAcceptTheRangeOfTheAttribute) {
+    const auto by16 = [](const Attribute& attribute) { return attribute.read16; };
+    const auto by32 = [](const Attribute& attribute) { return attribute.read32; };
+    const auto by64 = [](const Attribute& attribute) { return attribute.read64; };
+    checkSetter<short, std::int16_t>(kShort, by16);
+    checkSetter<unsigned short, std::uint16_t>(kUShort, by16);
+    checkSetter<int, std::int32_t>(kInt, by32);
+    checkSetter<long, std::int32_t>(kInt, by32);
+    checkSetter<unsigned int, std::uint32_t>(kUInt, by32);
+    checkSetter<unsigned long, std::uint32_t>(kUInt, by32);
+    checkSetter<__int64, std::int64_t>(kInt64, by64);
+    checkSetter<unsigned __int64, std::uint64_t>(kUInt64, by64);
+}
+
+template <class Number> void checkGetter(const Attribute& attribute, bool read, Number whenRefused) {
+    SCOPED_TRACE(attribute.name + " "s + std::to_string(sizeof(Number)));
+    VellixEntry entry(attribute.type);
+    Number value = 99;
+    EXPECT_FALSE(entry.getAttribute(attribute.id, value));
+    EXPECT_EQ(value, read ? Number{0} : whenRefused);
+    EXPECT_EQ(entry.getLastError(), read ? VELLIX_SUCCESS : VELLIX_ERR_TYPE_MISMATCH);
+    entry.setError(VELLIX_ERR_SYNTAX);
+    ASSERT_TRUE(entry.addAttribute(attribute.id, static_cast<short>(12), true));
+    value = 99;
+    EXPECT_EQ(entry.getAttribute(attribute.id, value), read);
+    EXPECT_EQ(value, read ? Number{12} : whenRefused);
+    EXPECT_EQ(entry.getLastError(), read ? VELLIX_ERR_SYNTAX : VELLIX_ERR_TYPE_MISMATCH) << "a success clears nothing";
+    for (const unsigned short far : kNoSlots) {
+        entry.setError(VELLIX_SUCCESS);
+        value = 99;
+        EXPECT_FALSE(entry.getAttribute(far, value));
+        EXPECT_EQ(value, Number{0});
+        EXPECT_FALSE(entry.addAttribute(far, Number{1}, false));
+        EXPECT_EQ(entry.getLastError(), VELLIX_SUCCESS);
+    }
+}
+
+TEST(Typed, GettersReadTheirWidthAndNarrower) {
+    for (const Attribute& attribute : kAttributes) {
+        checkGetter<short>(attribute, attribute.read16, 0);
+        checkGetter<unsigned short>(attribute, attribute.read16, 0);
+        checkGetter<int>(attribute, attribute.read32, 99);
+        checkGetter<unsigned int>(attribute, attribute.read32, 99);
+        checkGetter<long>(attribute, attribute.read32, 99);
+        checkGetter<unsigned long>(attribute, attribute.read32, 99);
+        checkGetter<__int64>(attribute, attribute.read64, 99);
+        checkGetter<unsigned __int64>(attribute, attribute.read64, 99);
+    }
+}
+
+TEST(Typed, LongBeyond32BitsIsRefusedFirst) {
+    if (sizeof(long) == sizeof(int)) GTEST_SKIP() << "every long fits";
+    const long above = static_cast<long>(2147483648LL);
+    for (const unsigned short id : std::vector<unsigned short>{0, 6, 77, 78, 65535}) {
+        VellixEntry entry(VELLIX_DOC_FH);
+        EXPECT_FALSE(entry.addAttribute(id, above, false)) << id;
+        EXPECT_EQ(entry.getLastError(), VELLIX_ERR_OUT_OF_RANGE) << id;
+        entry.setError(VELLIX_SUCCESS);
+        EXPECT_FALSE(entry.addAttribute(id, static_cast<unsigned long>(4294967296LL), false)) << id;
+        EXPECT_EQ(entry.getLastError(), VELLIX_ERR_OUT_OF_RANGE) << id;
+        EXPECT_TRUE(entry.isEmpty());
+    }
+}
+
+// What the getters make of the text of a slot; those of 16 bits keep the low half of the 32.
+void checkReadings(VellixEntry& entry, unsigned short id, std::int32_t narrow, std::int64_t wide) {
+    SCOPED_TRACE(testing::PrintToString(entry.getAttributeStr(id)));
+    int i = 5;
+    unsigned int ui = 5;
+    long l = 5;
+    unsigned long ul = 5;
+    __int64 ll = 5;
+    unsigned __int64 ull = 5;
+    EXPECT_TRUE(entry.getAttribute(id, i) && entry.getAttribute(id, ui) && entry.getAttribute(id, l));
+    EXPECT_TRUE(entry.getAttribute(id, ul) && entry.getAttribute(id, ll) && entry.getAttribute(id, ull));
+    EXPECT_EQ(i, narrow);
+    EXPECT_EQ(ui, static_cast<std::uint32_t>(narrow));
+    EXPECT_EQ(l, narrow);
+    EXPECT_EQ(ul, static_cast<std::uint32_t>(narrow));
+    EXPECT_EQ(ll, wide);
+    EXPECT_EQ(ull, static_cast<std::uint64_t>(wide));
+}
+
+// Each text with its 64-bit value; 32 bits stay at their nearest limit.
+TEST(Typed, DecimalTextsReadToTheirLimits) {
+    const std::string nines(5000, '9');
+    const auto rows = rowsOf(
+        " => 0 | abc => 0 | - => 0 | + => 0 | +5 => 5 | -5 => -5 | --5 => 0 | +-5 => 0 | - 5 => 0 |  \t\n\v\f\r12 => "
+        "12 | "
+        "\xa0 12 => 0 | 12abc => 12 | 0x10 => 0 | 1e3 => 1 | 1,5 => 1 | 000000000000000000000000000000000012 => 12 | "
+        "2147483647 => 2147483647 | 2147483648 => 2147483648 | -2147483648 => -2147483648 | -2147483649 => -2147483649 "
+        "| "
+        "4294967295 => 4294967295 | 4294967296 => 4294967296 | 9223372036854775807 => 9223372036854775807 | "
+        "9223372036854775808 => 9223372036854775807 | -9223372036854775808 => -9223372036854775808 | "
+        "-9223372036854775809 => -9223372036854775808 | 18446744073709551615 => 9223372036854775807 | " +
+        nines + " => 9223372036854775807 | -" + nines +
+        " => -9223372036854775808 | 70000 => 70000 | 40000 => 40000 | -1 => -1");
+    for (const auto& [text, value] : rows) {
+        const std::int64_t wide = std::stoll(value);
+        const auto narrow = static_cast<std::int32_t>(std::clamp<std::int64_t>(wide, -2147483648LL, 2147483647));
+        VellixEntry entry(VELLIX_DOC_IMAGE);
+        ASSERT_TRUE(entry.addAttribute(57, text));
+        checkReadings(entry, 57, narrow, wide);
+        short s = 5;
+        unsigned short us = 5;
+        EXPECT_TRUE(entry.getAttribute(57, s) && entry.getAttribute(57, us));
+        EXPECT_EQ(s, static_cast<std::int16_t>(narrow)) << text;
+        EXPECT_EQ(us, static_cast<std::uint16_t>(narrow)) << text;
+    }
+}
+
+// RI, for both types that have it in digits of base 64. 64 bits are the 32 with their sign.
+TEST(Typed, Radix64TextsReadBack) {
+    const auto rows = rowsOf(
+        " => 0 |     => 0 | . => 0 | / => 1 | ./ => 64 |   ./ => 64 |            / => 1 | " + std::string(5000, ' ') +
+        "/ => 1 | / / => 65 | /   => 1 | t.1 => 12345 | zzD => 65535 | sN3BG => 305419896 | "
+        "zzzzz/ => 2147483647 | .....0 => -2147483648 | zzzzz1 => -1 | zzzzzz => -1 | yzzzzz => -2 | "
+        // Behind six digits nothing is looked at.
+        "/.....z => 1 | /....., => 1 | /..... , => 1 | /...., => -1 | -1 => -1 | 1- => -1 | , => -1 | "
+        ": => -1 | @ => -1 | [ => -1 | ` => -1 | { => -1 | /\t => -1 | \xae => -1");
+    for (const auto& [text, value] : rows) {
+        for (const VELLIX_DOC_TYPE type : {VELLIX_DOC_FH, VELLIX_DOC_FH_STRING_SECTION}) {
+            VellixEntry entry(type);
+            ASSERT_TRUE(entry.addAttribute("RI", 2, text.c_str()));
+            checkReadings(entry, type == VELLIX_DOC_FH ? 76 : 38, std::stoi(value), std::stoi(value));
+        }
+    }
+}
+
+template <class Number> std::string digits(Number value, bool pad) {
+    VellixEntry entry(VELLIX_DOC_FH);
+    return entry.addAttribute(76, value, pad) ? entry.getAttributeStr(76) : "refused";
+}
+
+TEST(Typed, NumbersTakeTheirRadix64Form) {
+    const auto rows =
+        rowsOf("0 => . | 1 => / | 2 => 0 | 11 => 9 | 12 => A | 37 => Z | 38 => a | 63 => z | 64 => ./ | 65 => // | "
+               "12345 => t.1 | 65535 => zzD | 305419896 => sN3BG | 2147483647 => zzzzz/ | "
+               "2147483648 => .....0 | 4294967295 => zzzzz1");
+    for (const auto& [number, text] : rows) {
+        const auto value = static_cast<unsigned int>(std::stoll(number));
+        const std::string to3 = std::string(3 - std::min<std::size_t>(3, text.size()), ' ') + text;
+        const std::string to6 = std::string(6 - text.size(), ' ') + text;
+        const std::string to12 = std::string(12 - text.size(), ' ') + text;
+        EXPECT_EQ(digits(value, false), text);
+        EXPECT_EQ(digits(value, true), to6);
+        EXPECT_EQ(digits(static_cast<unsigned long>(value), true), to6);
+        EXPECT_EQ(digits(static_cast<__int64>(value), false), text);
+        EXPECT_EQ(digits(static_cast<__int64>(value), true), to12);
+        EXPECT_EQ(digits(static_cast<unsigned __int64>(value), true), to12);
+        if (value <= 2147483647) {
+            EXPECT_EQ(digits(static_cast<int>(value), true), to6);
+        }
+        if (value <= 65535) {
+            EXPECT_EQ(digits(static_cast<unsigned short>(value), true), to3);
+        }
+        if (value <= 32767) {
+            EXPECT_EQ(digits(static_cast<short>(value), true), to3);
+        }
+
+        VellixEntry entry(VELLIX_DOC_FH);
+        entry.addAttribute(76, static_cast<unsigned __int64>(value), true);
+        unsigned int back = 5;
+        EXPECT_TRUE(entry.getAttribute(76, back));
+        EXPECT_EQ(back, value);
+        entry.addAttribute(75, value, true);
+        EXPECT_EQ(entry.getAttributeStr(75), std::to_string(static_cast<int>(value))) << "decimal takes no padding";
+    }
+    for (const bool pad : {false, true}) {
+        EXPECT_EQ(digits(static_cast<short>(-1), pad), "zzzzzz");
+        EXPECT_EQ(digits(-1, pad), "zzzzzz");
+        EXPECT_EQ(digits(-2L, pad), "yzzzzz");
+        EXPECT_EQ(digits(std::numeric_limits<int>::min(), pad), ".....y");
+        EXPECT_EQ(digits(static_cast<short>(-32768), pad), "..szzz");
+        EXPECT_EQ(digits(static_cast<__int64>(-1), pad), "refused");
+        EXPECT_EQ(digits(static_cast<__int64>(4294967296), pad), "refused");
+        EXPECT_EQ(digits(static_cast<unsigned __int64>(4294967296), pad), "refused");
+    }
+}
+
+TEST(Typed, TextsGoWhereTextMayStand) {
+    for (const Attribute& attribute : kAttributes) {
+        SCOPED_TRACE(attribute.name);
+        const bool takesText =
+            attribute.name == "string"s || attribute.name == "opaque"s || attribute.name == "no row by id"s;
+        const int code = takesText ? VELLIX_SUCCESS : VELLIX_ERR_TYPE_MISMATCH;
+        VellixEntry entry(attribute.type);
+        entry.addAttribute(attribute.id, static_cast<short>(7), false);
+        EXPECT_EQ(entry.addAttribute(attribute.id, "text"), takesText);
+        EXPECT_EQ(entry.getLastError(), code);
+        EXPECT_EQ(entry.getAttributeStr(attribute.id), takesText ? "text" : "7");
+        entry.setError(VELLIX_SUCCESS);
+        EXPECT_EQ(entry.addAttribute(attribute.id, "te\0xt"s), takesText);
+        EXPECT_EQ(entry.getLastError(), code);
+        EXPECT_EQ(entry.getAttributeStr(attribute.id), takesText ? "te" : "7");
+        entry.setError(VELLIX_SUCCESS);
+        EXPECT_EQ(entry.addAttribute(attribute.id, L"wide"), takesText);
+        EXPECT_EQ(entry.getLastError(), code);
+        EXPECT_EQ(entry.getAttributeStr(attribute.id), takesText ? "wide" : "7");
+
+        // A null value makes a text absent; a number stays.
+        VellixEntry wide = entry;
+        wide.setError(VELLIX_SUCCESS);
+        EXPECT_FALSE(wide.addAttribute(attribute.id, static_cast<const wchar_t*>(nullptr)));
+        EXPECT_EQ(wide.getLastError(), code);
+        EXPECT_EQ(wide.getNumberOfAttributes(), takesText ? 0 : 1);
+        entry.setError(VELLIX_SUCCESS);
+        EXPECT_FALSE(entry.addAttribute(attribute.id, static_cast<const char*>(nullptr)));
+        EXPECT_EQ(entry.getLastError(), code);
+        EXPECT_EQ(entry.getNumberOfAttributes(), takesText ? 0 : 1);
+    }
+    VellixEntry entry(VELLIX_DOC_FH);
+    EXPECT_FALSE(entry.addAttribute(77, "text")) << "the end row's place";
+    for (const unsigned short far : kNoSlots) {
+        EXPECT_FALSE(entry.addAttribute(far, "text"));
+        EXPECT_FALSE(entry.addAttribute(far, L"text"));
+        EXPECT_FALSE(entry.addAttribute(far, "text"s));
+    }
+    EXPECT_TRUE(entry.isEmpty());
+    EXPECT_EQ(entry.getLastError(), VELLIX_SUCCESS);
+}
+
+TEST(Typed, WideTextsBecomeUtf8) {
+    const std::string lost = "\xef\xbf\xbd"; // U+FFFD
+    const struct {
+        std::vector<std::uint32_t> wide;
+        std::string bytes;
+    } rows[] = {
+        {{}, ""},
+        {{'a', 0x7f}, "a\x7f"},
+        {{0x80, 0xe9, 0x7ff}, "\xc2\x80\xc3\xa9\xdf\xbf"},
+        {{0x800, 0x20ac, 0xd7ff, 0xe000, 0xfffd, 0xffff},
+         "\xe0\xa0\x80\xe2\x82\xac\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbd\xef\xbf\xbf"},
+        {{0xd83d, 0xde00}, "\xf0\x9f\x98\x80"},
+        {{0xd800, 0xdc00, 0xdbff, 0xdfff}, "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        {{0xd83d}, lost},
+        {{0xd83d, 'x'}, lost + "x"},
+        {{0xde00, 'x'}, lost + "x"},
+        {{0xde00, 0xd83d}, lost + lost},
+        {{0xd83d, 0xd83d, 0xde00}, lost + "\xf0\x9f\x98\x80"},
+        {{'a', '&', '<'}, "a&<"},
+        {{0x1f600, 0x10000, 0x10ffff}, "\xf0\x9f\x98\x80\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        {{0x110000, 'x', 0x7fffffff, 0x80000000, 0xffffffff}, lost + "x" + lost + lost + lost},
+    };
+    for (const auto& row : rows) {
+        std::wstring wide;
+        bool oneUnitEach = true;
+        for (const std::uint32_t unit : row.wide) {
+            oneUnitEach = oneUnitEach && (unit <= 0xffff || sizeof(wchar_t) == 4);
+            wide += static_cast<wchar_t>(unit);
+        }
+        if (!oneUnitEach) continue;
+        VellixEntry entry(VELLIX_DOC_FH);
+        ASSERT_TRUE(entry.addAttribute(6, wide.c_str()));
+        EXPECT_EQ(entry.getAttributeStr(6), row.bytes);
+    }
+    VellixEntry entry(VELLIX_DOC_FH);
+    ASSERT_TRUE(entry.addAttribute(39, std::wstring(10000, L'\xe9').c_str()));
+    EXPECT_EQ(entry.getAttributeStr(39).size(), 16384U) << "the limit counts bytes";
+}
+
+} // namespace

@@ -1,0 +1,367 @@
+#include "vellix/VellixUtils.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "TestSupport.h"
+#include "vellix/VellixEntry.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+// A text with a NUL behind it that ends where its block of the heap ends.
+ExactBytes terminated(const std::string& text) { return ExactBytes(text + '\0'); }
+
+std::string encoded(const std::string& text) {
+    const ExactBytes plain = terminated(text);
+    return shown(MallocText(xmlEncode(plain.data(), nullptr, -1)));
+}
+
+TEST(Escaping, StepTableKnowsTheLeadBytes) {
+    for (int byte = 0; byte < 256; ++byte) {
+        int step = 1;
+        if (byte == 0) step = 0;
+        if (byte >= 0xc2 && byte <= 0xdf) step = 2;
+        if (byte >= 0xe0 && byte <= 0xef) step = 3;
+        if (byte >= 0xf0 && byte <= 0xf4) step = 4;
+        EXPECT_EQ(xmlStepTable[byte], step) << byte;
+    }
+}
+
+TEST(Escaping, KnownForms) {
+    const auto rows =
+        rowsOf(" =>  | abc => abc | \"&'<> => &quot;&amp;&apos;&lt;&gt; | <a> => &lt;a&gt; | &lt; => &amp;lt; | "
+               "\x01\t\n\r\x7f => \x01\t\n\r\x7f | \x80\xbf\xc0\xc1\xf5\xff => \x80\xbf\xc0\xc1\xf5\xff | "
+               "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80 => \xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80 | "
+               // Whatever follows a lead byte belongs to it, and a cut unit becomes references.
+               "\xc3<\xe2\"&\xf4<>' => \xc3<\xe2\"&\xf4<>' | \xc1< => \xc1&lt; | caf\xe9 => caf&#233; | "
+               "\xe2\x82 => &#226;&#130; | \xf0\x9f\x98 => &#240;&#159;&#152; | \xf4< => &#244;&#60; | "
+               "\xc2 => &#194; | \xdf\xdf\xdf => \xdf\xdf&#223;");
+    for (const auto& [plain, escaped] : rows) {
+        EXPECT_EQ(encoded(plain), escaped);
+        EXPECT_EQ(xmlLen(terminated(plain).data()), escaped.size()) << escaped;
+        for (const int size : {-1, static_cast<int>(escaped.size())}) {
+            std::string appended = "in front";
+            xmlEncode(appended, plain.c_str(), size);
+            EXPECT_EQ(appended, "in front" + escaped);
+            const std::unique_ptr<char[]> buffer(new char[escaped.size() + 1]);
+            EXPECT_EQ(xmlEncode(plain.c_str(), buffer.get(), size < 0 ? size : size + 1), buffer.get());
+            EXPECT_EQ(buffer.get(), escaped);
+        }
+    }
+}
+
+TEST(Escaping, NullTextsAreNoTexts) {
+    EXPECT_EQ(xmlLen(nullptr), 0U);
+    EXPECT_EQ(xmlEncode(nullptr, nullptr, -1), nullptr);
+    char untouched = 'x';
+    EXPECT_EQ(xmlEncode(nullptr, &untouched, 1), nullptr);
+    EXPECT_EQ(untouched, 'x');
+    std::string out = "a";
+    xmlEncode(out, nullptr, -1);
+    EXPECT_EQ(out, "a");
+    EXPECT_EQ(xmlDecode(nullptr, 5), nullptr);
+}
+
+// A text without a NUL comes back byte for byte from its escaped form alone, and from a tag that holds it.
+class Survival {
+public:
+    Survival() : written(VELLIX_DOC_FH), read(VELLIX_DOC_FH) {}
+
+    void check(const std::string& text) {
+        const ExactBytes plain = terminated(text);
+        const MallocText escaped(xmlEncode(plain.data(), nullptr, -1));
+        ASSERT_TRUE(escaped);
+        const std::string form = escaped.get();
+        ASSERT_EQ(xmlLen(plain.data()), form.size()) << form;
+        const ExactBytes bytes(form);
+        ASSERT_EQ(shown(MallocText(xmlDecode(bytes.data(), bytes.size()))), text);
+
+        ASSERT_TRUE(written.addAttribute(6, plain.data()));
+        const std::string tag = written.toString();
+        ASSERT_EQ(tag, "<ET NM=\"" + form + "\"/>");
+        ASSERT_EQ(written.size(), tag.size());
+        const ExactBytes tagBytes(tag);
+        read.clear();
+        read.setType(VELLIX_DOC_FH);
+        ASSERT_EQ(read.parseAttrXMLString(tagBytes.data(), tagBytes.size()), VELLIX_SUCCESS) << tag;
+        ASSERT_EQ(read.getNumberOfAttributes(), 1) << tag;
+        ASSERT_EQ(read.getAttributeStr(6), text);
+    }
+
+private:
+    VellixEntry written;
+    VellixEntry read;
+};
+
+TEST(Escaping, EveryTextOfOneOrTwoBytesSurvives) {
+    Survival survival;
+    for (int first = 1; first < 256; ++first) {
+        const std::string one(1, static_cast<char>(first));
+        ASSERT_NO_FATAL_FAILURE(survival.check(one)) << first;
+        for (int second = 1; second < 256; ++second) {
+            ASSERT_NO_FATAL_FAILURE(survival.check(one + static_cast<char>(second))) << first << " " << second;
+        }
+    }
+}
+
+// Walks that look at several bytes at once must see each byte wherever it stands in a long run of plain ones.
+TEST(Escaping, EveryByteSurvivesAnywhereInALongText) {
+    Survival survival;
+    for (int byte = 1; byte < 256; ++byte) {
+        for (std::size_t at = 0; at < 35; ++at) {
+            std::string text(35, byte % 2 == 0 ? 'a' : '%');
+            text[at] = static_cast<char>(byte);
+            ASSERT_NO_FATAL_FAILURE(survival.check(text)) << byte << " " << at;
+        }
+    }
+}
+
+TEST(Escaping, LeadBytesWithAnyTailSurvive) {
+    Survival survival;
+    const char tails[] = {'a', '<', '"', '&', ';', '\'', '>', '/', ' ', '\x80', '\xc3', '\xf0'};
+    for (int lead = 0xc0; lead < 256; ++lead) {
+        for (const char second : tails) {
+            for (const char third : tails) {
+                const std::string text = {static_cast<char>(lead), second, third};
+                ASSERT_NO_FATAL_FAILURE(survival.check(text)) << lead;
+                ASSERT_NO_FATAL_FAILURE(survival.check("x" + text + third)) << lead;
+            }
+        }
+    }
+    RandomText random(1);
+    for (int round = 0; round < 3000; ++round) {
+        ASSERT_NO_FATAL_FAILURE(survival.check(random.next(12))) << round;
+    }
+}
+
+TEST(Escaping, TooSmallASizeCutsBetweenUnits) {
+    const std::vector<std::string> plain = {"a", "<", "\xc3\xa9", "\"", "b", "\xe2\x82\xac", "&", "\xf0\x9f\x98\x80",
+                                            "'", ">"};
+    const std::vector<std::string> escaped = {
+        "a", "&lt;", "\xc3\xa9", "&quot;", "b", "\xe2\x82\xac", "&amp;", "\xf0\x9f\x98\x80", "&apos;", "&gt;"};
+    std::string text;
+    for (const std::string& unit : plain) text += unit;
+    const ExactBytes source = terminated(text);
+    for (std::size_t size = 0; size <= encoded(text).size() + 1; ++size) {
+        std::string fitting;
+        for (const std::string& unit : escaped) {
+            if (fitting.size() + unit.size() > size) break;
+            fitting += unit;
+        }
+        const std::unique_ptr<char[]> buffer(new char[size + 1]);
+        EXPECT_EQ(xmlEncode(source.data(), buffer.get(), static_cast<int>(size)), buffer.get()) << size;
+        EXPECT_EQ(buffer.get(), fitting) << size;
+
+        std::string counted; // without a buffer the size counts units
+        for (std::size_t i = 0; i < escaped.size() && i <= size; ++i) counted += escaped[i];
+        EXPECT_EQ(shown(MallocText(xmlEncode(source.data(), nullptr, static_cast<int>(size)))), counted) << size;
+    }
+    char buffer[] = "zzzzzz";
+    EXPECT_STREQ(xmlEncode("abcdef", buffer, 3), "abc");
+    EXPECT_EQ(buffer[4], 'z');
+    // A unit that the terminator cuts short, and too little room for its references.
+    const ExactBytes cut = terminated("ab\xf0\x9f\x98");
+    for (std::size_t size = 0; size <= 20; ++size) {
+        const std::unique_ptr<char[]> room(new char[size + 1]);
+        EXPECT_EQ(
+            std::string("ab&#240;&#159;&#152;").rfind(xmlEncode(cut.data(), room.get(), static_cast<int>(size)), 0), 0U)
+            << size;
+    }
+}
+
+TEST(Escaping, DecodingReadsReferencesAndRefusesWhatIsNone) {
+    const auto decoded = [](const std::string& text) {
+        const ExactBytes bytes(text);
+        return shown(MallocText(xmlDecode(bytes.data(), bytes.size())));
+    };
+    const auto rows = rowsOf(" =>  | abc => abc | \0abc =>  | ab\0c& => ab | a&amp;b => a&b | &amp;amp; => &amp; | "
+                             "&quot;&amp;&apos;&lt;&gt; => \"&'<> | &AMP;&Lt;&gT;&QUOT;&aPOS; => &<>\"' | "
+                             "&#65;&#x41;&#X41;&#321;&#x141;&#00065; => AAAAAA | &#233;&#xe9;&#XE9; => \xe9\xe9\xe9 | "
+                             "&#99999999999999999999; => \xff | &#x123456789abcdef41; => A | "
+                             // A lead byte takes the ampersand along.
+                             "\xe2&#65; => \xe2&#65; | \xc3& => \xc3& | caf\xe9 => caf\xe9 | \xf0\x9f => \xf0\x9f | "
+                             "\xf0\x9f\0& => \xf0\x9f | \x80&lt;\xff => \x80<\xff"s);
+    for (const auto& [text, plain] : rows) EXPECT_EQ(decoded(text), plain) << text;
+    const std::string bad =
+        "a&b|&|&;|&amp|&am\0p;|& amp;|&nbsp;|&lt;&g|ab&#|&#12|&#1\0002;|&#x|&#-1;|&# 5;|&#6a;|&#5:;|&#5/;|"
+        "&#xx1;|&#x@;|&#xG;|&#xg;|&#x`;|&#x/;|ok&#65;&#6x;"s;
+    for (const std::string& text : split(bad, "|")) EXPECT_EQ(decoded(text), "(null)") << text;
+    EXPECT_EQ(shown(MallocText(xmlDecode("&lt;&gt;", 4))), "<") << "the length ends the text";
+    EXPECT_EQ(MallocText(xmlDecode("&#12;", 4)), nullptr) << "nor does a semicolon behind the length count";
+    EXPECT_EQ(MallocText(xmlDecode("&amp;", 4)), nullptr);
+    for (const char* zero : {"&#;", "&#x;", "&#0;", "&#256;"}) {
+        const std::string text = "a"s + zero + "b";
+        const MallocText plain(xmlDecode(text.data(), static_cast<unsigned long>(text.size())));
+        ASSERT_TRUE(plain) << zero;
+        EXPECT_EQ(std::string(plain.get(), 4), "a\0b\0"s) << zero;
+        EXPECT_TRUE(MallocText(xmlDecode(zero, static_cast<unsigned long>(std::strlen(zero))))) << zero;
+    }
+}
+
+// A cut anywhere in a text leaves the bytes in front of it.
+TEST(Escaping, DecodingACutTextReadsNothingBehindTheCut) {
+    const std::string text = "a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80z\xdf";
+    for (std::size_t length = 0; length <= text.size(); ++length) {
+        const std::string front = text.substr(0, length);
+        const ExactBytes bytes(front);
+        EXPECT_EQ(shown(MallocText(xmlDecode(bytes.data(), bytes.size()))), front) << length;
+        const ExactBytes withNul = terminated(front);
+        EXPECT_EQ(shown(MallocText(xmlDecode(withNul.data(), withNul.size() + 100))), front) << length;
+    }
+    RandomText random(2);
+    for (int round = 0; round < 5000; ++round) {
+        const ExactBytes bytes(random.next(10, true));
+        const MallocText plain(xmlDecode(bytes.data(), bytes.size()));
+        if (plain) {
+            EXPECT_LE(std::strlen(plain.get()), bytes.size());
+        }
+    }
+}
+
+XmlStr cursorOver(const ExactBytes& bytes) {
+    XmlStr cursor;
+    cursor.buffer = bytes.data();
+    cursor.length = bytes.size();
+    return cursor;
+}
+
+// Every token of a text: a letter for its kind and its bytes in brackets.
+std::string tokensOf(const std::string& text) {
+    const ExactBytes bytes(text);
+    XmlStr cursor = cursorOver(bytes);
+    std::string all;
+    for (VellixToken token = xmlNextToken(&cursor); token.kind != VELLIX_TOKEN_EOF; token = xmlNextToken(&cursor)) {
+        all += "wqoce=ps"[token.kind];
+        all += "[" + std::string(token.start, token.length) + "]";
+    }
+    return all;
+}
+
+TEST(Scanner, TokensOfTexts) {
+    const auto rows = rowsOf(
+        " =>  |  \t\r\n =>  | A=\"x\" => w[A]=[=]q[\"x\"] | 'a\"b' => q['a\"b'] | \"a'b\" => q[\"a'b\"] | ''\"\" => "
+        "q['']q[\"\"] | "
+        "\"=\" => q[\"=\"] | \"a\"b => q[\"a\"]w[b] | a\"b c\" => w[a\"b]w[c\"] | "
+        // A quote without its partner begins a word.
+        "\"x<y\" => w[\"x]o[<]w[y\"] | \"xyz => w[\"xyz] | 'a b\"c\" => w['a]w[b\"c\"] | \" => w[\"] | \"= => "
+        "w[\"]=[=] | "
+        "\" a => w[\"]w[a] | \"/> => w[\"]s[/>] | "
+        "a/b => w[a/b] | a/> => w[a]s[/>] | a//> => w[a/]s[/>] | /a => w[/a] | / => w[/] | a/ => w[a/] | / > => "
+        "w[/]e[>] | "
+        "/= => w[/]=[=] | <ET NM='1'/> => o[<]w[ET]w[NM]=[=]q['1']s[/>] | </ET> => c[</]w[ET]e[>] | "
+        "< /ET > => o[<]w[/ET]e[>] | < => o[<] | </ => c[</] | <<>> => o[<]o[<]e[>]e[>] | "
+        "a<b>c=d => w[a]o[<]w[b]e[>]w[c]=[=]w[d] | <?xml version=\"1\"?> => p[<?]w[xml]w[version]=[=]q[\"1\"]w[?]e[>] "
+        "| "
+        "<!--a--> => o[<]w[!--a--]e[>] | <![CDATA[a]]> => o[<]w[![CDATA[a]]]e[>] | a&lt;b;? => w[a&lt;b;?] | "
+        "a\vb\fc => w[a\vb\fc] | a\tb\rc\nd e => w[a]w[b]w[c]w[d]w[e] | "
+        // What follows a lead byte belongs to it, up to a NUL or the end of the text.
+        "\xc3\xa9\xe2\x82\xac=\x80 => w[\xc3\xa9\xe2\x82\xac]=[=]w[\x80] | \xc3=b => w[\xc3=b] | "
+        "\xf0<> \"x => w[\xf0<> \"x] | \"\xc3\"x\" => q[\"\xc3\"x\"] | \"\xe2<>\" => q[\"\xe2<>\"] | \"\xc3\" => "
+        "w[\"\xc3\"] | "
+        "a\xe2 => w[a\xe2] | a\xf0\x9f\x98 => w[a\xf0\x9f\x98] | a\0b => w[a] | \"a\0b\" => w[\"a] | \xe2\0== => w[\xe2]"s);
+    for (const auto& [text, tokens] : rows) EXPECT_EQ(tokensOf(text), tokens) << text;
+}
+
+TEST(Scanner, EveryTextIsTokensAndBlanks) {
+    RandomText random(3);
+    for (int round = 0; round < 10000; ++round) {
+        const std::string text = random.next(14, round % 2 == 1);
+        SCOPED_TRACE(testing::PrintToString(text));
+        const ExactBytes bytes(text);
+        XmlStr cursor = cursorOver(bytes);
+        unsigned long reached = 0;
+        for (;;) {
+            const unsigned long before = cursor.position;
+            const VellixToken token = xmlNextToken(&cursor);
+            ASSERT_LE(cursor.position, cursor.length);
+            if (token.kind == VELLIX_TOKEN_EOF) {
+                ASSERT_EQ(token.start, nullptr);
+                ASSERT_EQ(token.length, 0U);
+                break;
+            }
+            ASSERT_GT(cursor.position, before);
+            ASSERT_GT(token.length, 0U);
+            const unsigned long start = static_cast<unsigned long>(token.start - bytes.data());
+            ASSERT_GE(start, reached);
+            ASSERT_LE(token.length, cursor.position - start);
+            ASSERT_EQ(text.substr(reached, start - reached).find_first_not_of(" \t\r\n"), std::string::npos);
+            reached = start + token.length;
+            const std::string word = text.substr(start, token.length);
+            const char* const fixed[] = {"", "", "<", "</", ">", "=", "<?", "/>"};
+            if (token.kind >= VELLIX_TOKEN_OPEN) {
+                ASSERT_LE(token.kind, VELLIX_TOKEN_EMPTY_END);
+                ASSERT_EQ(word, fixed[token.kind]);
+            } else if (token.kind == VELLIX_TOKEN_QUOTED) {
+                ASSERT_GE(token.length, 2U);
+                ASSERT_EQ(word.front(), word.back());
+            }
+        }
+        ASSERT_TRUE(cursor.position == cursor.length || text[cursor.position] == '\0');
+        const unsigned long end = cursor.position;
+        ASSERT_EQ(xmlNextToken(&cursor).kind, VELLIX_TOKEN_EOF);
+        ASSERT_EQ(cursor.position, end);
+        ASSERT_EQ(text.substr(reached, end - reached).find_first_not_of(" \t\r\n"), std::string::npos);
+    }
+}
+
+TEST(Scanner, NextCharStaysInsideTheText) {
+    const struct {
+        std::string text;
+        std::vector<unsigned long> positions; // behind each step; the last stands for good
+    } rows[] = {
+        {"", {0}},
+        {"ab", {1, 2, 2}},
+        {"\xc3\xa9z", {2, 3, 3}},
+        {"\xf0\x9f\x98\x80", {4, 4}},
+        {"\xf0\x9f\x98", {3, 3}},
+        {"\xe2", {1, 1}},
+        {"\xe2\0z"s, {1, 1}},
+        {"\xf4\x80\0z"s, {2, 2}},
+        {"\0a"s, {0, 0}},
+        {"\xff\x80\xc1", {1, 2, 3, 3}},
+    };
+    for (const auto& row : rows) {
+        const ExactBytes bytes(row.text);
+        XmlStr cursor = cursorOver(bytes);
+        for (const unsigned long behind : row.positions) {
+            const unsigned long at = cursor.position;
+            const char expected = behind == at ? '\0' : row.text[at];
+            EXPECT_EQ(xmlNextChar(&cursor), expected) << testing::PrintToString(row.text) << at;
+            EXPECT_EQ(cursor.position, behind) << testing::PrintToString(row.text) << at;
+        }
+    }
+}
+
+TEST(Scanner, SkipToTagGoesByBytes) {
+    const struct {
+        std::string text;
+        unsigned long from;
+        unsigned long plain;    // where the skip ends
+        unsigned long stopping; // with stopAtTagEnd
+    } rows[] = {
+        {"", 0, 0, 0},       {"abc", 0, 3, 3},  {"ab<c", 0, 2, 2},  {"<a<", 0, 0, 0},
+        {"<a<", 1, 2, 2},    {"a>b<", 0, 3, 1}, {">", 0, 1, 0},     {"\xe2<", 0, 1, 1},
+        {"a\0b<"s, 0, 3, 3}, {"a", 1, 1, 1},    {"\"<\"", 0, 1, 1},
+    };
+    for (const auto& row : rows) {
+        for (const bool stop : {false, true}) {
+            const ExactBytes bytes(row.text);
+            XmlStr cursor = cursorOver(bytes);
+            cursor.position = row.from;
+            cursor.stopAtTagEnd = stop;
+            cursor.skipToTag();
+            const unsigned long end = stop ? row.stopping : row.plain;
+            EXPECT_EQ(cursor.position, end) << testing::PrintToString(row.text) << stop;
+            EXPECT_EQ(cursor.atEnd(), end == cursor.length || row.text[end] != '<')
+                << testing::PrintToString(row.text) << stop;
+        }
+    }
+}
+
+} // namespace

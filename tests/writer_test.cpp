@@ -1,0 +1,390 @@
+#include "vellix/VellixWriter.h"
+
+#include <cstring>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FileSupport.h"
+#include "TempDir.h"
+
+using namespace filetest;
+
+namespace {
+
+class WriterTest : public testing::Test {
+protected:
+    bool create(VellixWriter& writer, const char* name = "a.xml") { return writer.create(dir.wide(name).c_str()); }
+    std::string bytes(const char* name = "a.xml") const { return bytesOf(dir.file(name)); }
+
+    // The file that a writer with a root of `type` makes, once `fill` has had its way with it.
+    std::string fileFrom(VELLIX_DOC_TYPE type, const std::function<void(VellixWriter&)>& fill) {
+        VellixWriter writer(type);
+        EXPECT_TRUE(create(writer));
+        fill(writer);
+        writer.close();
+        return bytes();
+    }
+
+    TempDir dir;
+};
+
+bool writeText(VellixWriter& writer, const std::string& text) {
+    return writer.write(text.c_str(), static_cast<unsigned long>(text.size()));
+}
+
+// Adds a document with nothing in it and closes it.
+void addEmptyDoc(VellixWriter& writer, VELLIX_DOC_TYPE type) {
+    VellixDoc doc(type);
+    EXPECT_TRUE(writer.addDoc(doc));
+    doc.close();
+}
+
+// Every record is in the file when its call returns, and the mark comes only at the end.
+TEST_F(WriterTest, WritesTheSampleFileCallByCall) {
+    VellixWriter writer;
+    VellixDoc image(VELLIX_DOC_DOC);
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixEntry first = fileEntry("a.txt", 12);
+    VellixEntry second = fileEntry("b.txt", 7);
+    image.addAttribute(1, "42");
+
+    const auto expectWritten = [&](std::size_t length) {
+        EXPECT_EQ(writer.size(), static_cast<__int64>(length + 1));
+        EXPECT_EQ(bytes(), kSample.substr(0, length));
+    };
+    EXPECT_EQ(writer.size(), 1);
+    ASSERT_TRUE(create(writer));
+    expectWritten(0);
+    EXPECT_TRUE(writer.getRootDoc().addAttribute(1, "1700000000"));
+    writer.markComplete();
+    EXPECT_TRUE(writer.addDoc(image));
+    expectWritten(73);
+    EXPECT_TRUE(image.addChildDoc(files));
+    expectWritten(89);
+    EXPECT_TRUE(files.addEntry(first));
+    expectWritten(120);
+    EXPECT_TRUE(files.addEntry(second));
+    expectWritten(143);
+    files.close();
+    expectWritten(151);
+    image.close();
+    expectWritten(160);
+    writer.close();
+    EXPECT_EQ(bytes(), marked(kSample));
+    EXPECT_EQ(writer.size(), 174);
+    EXPECT_STREQ(writer.getRootDoc().getAttribute(0), "0");
+
+    writer.close(); // writes nothing more
+    writer.getRootDoc().close();
+    EXPECT_EQ(bytes(), marked(kSample));
+    EXPECT_EQ(writer.getLastError(), VELLIX_SUCCESS);
+}
+
+TEST_F(WriterTest, PageRule) {
+    struct Step {
+        std::size_t length;
+        std::size_t end; // position behind the record
+    };
+    struct Case {
+        const char* name;
+        std::vector<Step> steps;
+    };
+    const std::size_t p = kPageSize;
+    const std::vector<Case> cases = {
+        {"ends on the boundary",
+         {{p - 536, p - 536}, {536, p}, {20, p + 20}, {p - 20, 2 * p}, {p, 3 * p}, {1, 3 * p + 1}}},
+        {"one byte too long", {{p - 36, p - 36}, {37, p + 37}}},
+        {"ends behind the boundary", {{p - 36, p - 36}, {100, p + 100}, {p - 100, 2 * p}}},
+        {"a whole page at 0", {{p, p}, {1, p + 1}}},
+        {"a whole page at 1", {{1, 1}, {p, 2 * p}, {p, 3 * p}}},
+        {"longer than a page",
+         {{100, 100}, {70000, p + 70000}, {10, p + 70010}, {2 * p - 70010, 3 * p}, {1, 3 * p + 1}}},
+        {"several pages",
+         {{10, 10}, {3 * p + 5, 4 * p + 5}, {7, 4 * p + 12}, {7, 4 * p + 19}, {7, 4 * p + 26}, {p - 25, 6 * p - 25}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string expected;
+        const std::string file = fileFrom(VELLIX_DOC_NONE, [&](VellixWriter& writer) {
+            for (const Step& step : c.steps) {
+                const std::string record(step.length, static_cast<char>('a' + expected.size() % 26));
+                EXPECT_TRUE(writeText(writer, record)) << "record of " << step.length;
+                EXPECT_EQ(writer.size(), static_cast<__int64>(step.end) + 1) << "record of " << step.length;
+                if (step.end > expected.size() + step.length) expected.resize(step.end - step.length, ' ');
+                expected += record;
+            }
+        });
+        EXPECT_TRUE(file == expected) << "the file differs in its bytes";
+    }
+}
+
+// The length places the record, and the text alone is what is written.
+TEST_F(WriterTest, LengthsThatLie) {
+    const std::string file = fileFrom(VELLIX_DOC_NONE, [](VellixWriter& writer) {
+        EXPECT_TRUE(writer.write("abc", 1));
+        EXPECT_EQ(writer.size(), 4);
+        EXPECT_TRUE(writer.write("def", kPageSize - 3)); // just fits
+        EXPECT_EQ(writer.size(), 7);
+        EXPECT_FALSE(writer.write("", 0));
+        EXPECT_FALSE(writer.write(nullptr, 3));
+        EXPECT_EQ(writer.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
+        EXPECT_EQ(writer.size(), 7);
+        EXPECT_TRUE(writer.write("ghi", kPageSize - 5)); // one too many
+        EXPECT_EQ(writer.size(), static_cast<__int64>(kPageSize) + 4);
+        EXPECT_FALSE(writer.write("", kPageSize)); // writes nothing, but the page is over
+        EXPECT_TRUE(writer.write("j", 1));
+        EXPECT_TRUE(writeText(writer, std::string(kPageSize - 1, 'k')));
+        EXPECT_TRUE(writer.write("l", 1));
+    });
+    const std::string expected = "abcdef" + std::string(kPageSize - 6, ' ') + "ghi" + std::string(kPageSize - 3, ' ') +
+                                 "j" + std::string(kPageSize - 1, 'k') + "l";
+    EXPECT_TRUE(file == expected);
+}
+
+TEST_F(WriterTest, HeaderDecision) {
+    struct Case {
+        VELLIX_DOC_TYPE root;
+        std::vector<VELLIX_DOC_TYPE> docs;
+        std::string expected;
+    };
+    const std::vector<Case> cases = {
+        {VELLIX_DOC_RESULTS, {}, kHeader + R"(<CatResults IC="0" ID="7"/>)"},
+        {VELLIX_DOC_RESULTS, {VELLIX_DOC_FH}, kHeader + R"(<CatResults IC="0" ID="7"><CatFH/></CatResults>)"},
+        {VELLIX_DOC_RESULTS,
+         {VELLIX_DOC_DOC, VELLIX_DOC_DOC},
+         kHeader + R"(<CatResults IC="0" ID="7"><CatDoc/><CatDoc/></CatResults>)"},
+        {VELLIX_DOC_QUERY, {}, kHeader + "<CatQuery/>"},
+        {VELLIX_DOC_QUERY, {VELLIX_DOC_QUERY_CONSTRAINTS}, kHeader + "<CatQuery><QueryConstraints/></CatQuery>"},
+        {VELLIX_DOC_FH, {}, "<CatFH/>"},
+        {VELLIX_DOC_FH, {VELLIX_DOC_ET}, "<CatFH><ET/></CatFH>"},
+        {VELLIX_DOC_FH, {VELLIX_DOC_DOC}, kHeader + "<CatFH><CatDoc/></CatFH>"},
+        {VELLIX_DOC_FH, {VELLIX_DOC_ET, VELLIX_DOC_DOC}, "<CatFH><ET/><CatDoc/></CatFH>"},
+        {VELLIX_DOC_NONE, {}, ""},
+    };
+    for (const Case& c : cases) {
+        const std::string file = fileFrom(c.root, [&](VellixWriter& writer) {
+            if (c.root == VELLIX_DOC_RESULTS) writer.getRootDoc().addAttribute(1, "7");
+            for (const VELLIX_DOC_TYPE type : c.docs) addEmptyDoc(writer, type);
+            if (c.root == VELLIX_DOC_RESULTS && !c.docs.empty()) writer.getRootDoc().addAttribute(1, "too late");
+        });
+        EXPECT_EQ(file, c.expected);
+    }
+}
+
+TEST_F(WriterTest, RootAttributesFromADocument) {
+    const auto rootFrom = [](const VellixDoc& doc) { return slotsOf(VellixWriter(doc).getRootDoc()); };
+    VellixDoc results(VELLIX_DOC_RESULTS);
+    const std::string stamped = rootFrom(results);
+    EXPECT_EQ(stamped.substr(0, 7), "0=0; 1=");
+    EXPECT_EQ(stamped.find_first_not_of("0123456789", 7), std::string::npos);
+    results.addAttribute(1, "mine");
+    EXPECT_EQ(rootFrom(results), "1=mine");
+    EXPECT_EQ(rootFrom(VellixDoc(VELLIX_DOC_DOC)), "");
+}
+
+// What comes before `create` is lost, and what is lost is not written again.
+TEST_F(WriterTest, AddingBeforeCreate) {
+    VellixWriter writer;
+    VellixDoc image(VELLIX_DOC_DOC);
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixEntry entry = fileEntry("a");
+    EXPECT_TRUE(writer.addDoc(image));
+    EXPECT_TRUE(image.addChildDoc(files));
+    EXPECT_FALSE(files.addEntry(entry));
+    EXPECT_EQ(writer.size(), 1);
+    ASSERT_TRUE(create(writer));
+    EXPECT_TRUE(files.addEntry(entry));
+    files.close();
+    image.close();
+    writer.markComplete();
+    writer.close();
+    EXPECT_EQ(bytes(), R"(<ET NM="a"/></CatFH></CatDoc></CatResults>)");
+}
+
+TEST_F(WriterTest, CreateWhileAFileIsUnderWay) {
+    VellixWriter writer;
+    ASSERT_TRUE(create(writer));
+    EXPECT_FALSE(writer.create(nullptr));
+    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
+    addSample(writer);
+    EXPECT_FALSE(create(writer, "other.xml"));
+    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
+    writer.setError(VELLIX_SUCCESS);
+    EXPECT_FALSE(writer.create());
+    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
+    writer.markComplete();
+    writer.close();
+    EXPECT_EQ(bytes(), marked(kSample));
+    EXPECT_THROW(bytes("other.xml"), std::runtime_error);
+}
+
+// How the order of the calls decides about the file and its mark. c is create, f fills the file with the sample, x is
+// close, r is reset, m is markComplete, s is serialize.
+TEST_F(WriterTest, OrderOfCalls) {
+    struct Case {
+        const char* calls;
+        bool isMarked;
+    };
+    const Case cases[] = {
+        {"cfmx", true},   {"cfms", true},    {"cfxmx", true},   {"cfxms", true},   {"cfmxs", true},   {"cfmss", true},
+        {"mcfx", true},   {"cfx", false},    {"cfs", false},    {"cfxs", false},   {"cfsmx", false},  {"cfsms", false},
+        {"cfxm", false},  {"cfxsmx", false}, {"cfxrfs", false}, {"cfrfs", false},  {"cfxcfs", false}, {"xcfs", false},
+        {"cxrfs", false}, {"cmfxrfs", true}, {"cfxmrfs", true}, {"cfsmrfs", true}, {"cfmscfs", true}, {"cfmxrfx", true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.calls);
+        writeFile(dir.file("a.xml"), std::string(1000, 'x')); // whatever was there is emptied
+        VellixWriter writer;
+        EXPECT_FALSE(writer.write("lost", 4));
+        const char* view = nullptr;
+        for (const char* call = c.calls; *call != '\0'; ++call) {
+            EXPECT_TRUE(*call != 'c' || create(writer));
+            EXPECT_TRUE(*call != 'r' || writer.reset());
+            if (*call == 'f') addSample(writer);
+            EXPECT_FALSE(*call == 'f' && writer.write("", 0)); // an empty record doesn't count against the mark
+            if (*call == 'x') writer.close();
+            if (*call == 'm') writer.markComplete();
+            if (*call == 's') {
+                EXPECT_TRUE(call[-1] != 's' || view == writer.serialize()) << "the file was mapped again";
+                view = writer.serialize();
+            }
+        }
+        const std::string expected = c.isMarked ? marked(kSample) : kSample;
+        EXPECT_EQ(bytes(), expected);
+        EXPECT_EQ(writer.size(), 174);
+        EXPECT_TRUE(view == nullptr || std::string(view, 173) == expected);
+        EXPECT_EQ(writer.getLastError(), VELLIX_SUCCESS);
+    }
+}
+
+TEST_F(WriterTest, LastError) {
+    VellixWriter writer;
+    VellixEntry entry = fileEntry("a");
+    const auto errorFrom = [&](const std::function<bool()>& call) {
+        writer.setError(77);
+        EXPECT_FALSE(call());
+        return writer.getLastError();
+    };
+    EXPECT_EQ(errorFrom([&] { return writer.create(nullptr); }), VELLIX_ERR_NULL_ARGUMENT);
+    EXPECT_EQ(errorFrom([&] { return writer.write(entry); }), VELLIX_ERR_FILE_OPEN);
+    EXPECT_EQ(errorFrom([&] { return writer.write("a", 1); }), 77);
+    EXPECT_EQ(errorFrom([&] { return writer.flush(); }), 77);
+    EXPECT_EQ(errorFrom([&] { return create(writer, "no/such/directory.xml"); }), VELLIX_ERR_FILE_OPEN);
+    EXPECT_EQ(errorFrom([&] { return writer.create(dir.wide("").c_str()); }), VELLIX_ERR_FILE_OPEN);
+    EXPECT_TRUE(create(writer)); // and the writer serves still
+    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
+    EXPECT_EQ(errorFrom([&] { return writer.write("", 0); }), 77);
+    VellixEntry none;
+    EXPECT_EQ(errorFrom([&] { return writer.write(none); }), 77);
+    EXPECT_TRUE(writer.flush());
+    writer.close();
+    EXPECT_EQ(errorFrom([&] { return writer.write(entry); }), VELLIX_ERR_FILE_OPEN);
+    EXPECT_EQ(writer.size(), static_cast<__int64>(bytes().size()) + 1);
+    EXPECT_EQ(bytes().substr(0, 61), kHeader + R"(<CatResults IC="0" ID=")");
+
+    VellixWriter never;
+    never.markComplete();
+    never.close();
+    EXPECT_EQ(never.getLastError(), VELLIX_ERR_FILE_OPEN);
+}
+
+// The mark is stored where the file begins as a marked one must, and nowhere else.
+TEST_F(WriterTest, MarkOnlyWhereThereIsOne) {
+    struct Case {
+        const char* name;
+        VELLIX_DOC_TYPE root;
+        std::vector<std::pair<const char*, const char*>> attributes; // null takes the first slot away
+        std::function<void(VellixWriter&)> fill;
+        std::size_t mark; // where it is set, 0 for nowhere
+    };
+    const auto nothing = [](VellixWriter&) {};
+    const auto addImage = [](VellixWriter& writer) { addEmptyDoc(writer, VELLIX_DOC_DOC); };
+    const auto record = [](const std::string& text) {
+        return [text](VellixWriter& writer) {
+            writeText(writer, text);
+            addEmptyDoc(writer, VELLIX_DOC_DOC);
+        };
+    };
+    const std::string start = kHeader + R"(<CatResults IC="0")";
+    const std::vector<Case> cases = {
+        {"results", VELLIX_DOC_RESULTS, {}, addImage, 54},
+        {"results, another digit", VELLIX_DOC_RESULTS, {{"IC", "7"}}, addImage, 54},
+        {"results, two digits", VELLIX_DOC_RESULTS, {{"IC", "20"}}, addImage, 0},
+        {"results, no digit", VELLIX_DOC_RESULTS, {{"IC", "x"}}, addImage, 0},
+        {"results, an empty value", VELLIX_DOC_RESULTS, {{"IC", ""}}, addImage, 0},
+        {"results, no IC", VELLIX_DOC_RESULTS, {{"IC", nullptr}}, addImage, 0},
+        {"results behind a record", VELLIX_DOC_RESULTS, {}, record("<!-- -->"), 0},
+        {"image document", VELLIX_DOC_DOC, {{"IC", "0"}}, addImage, 50},
+        {"query", VELLIX_DOC_QUERY, {{"Requester", "0000"}}, nothing, 0},
+        {"files with a header", VELLIX_DOC_FH, {{"OP", "0"}}, addImage, 0},
+        {"files, in the look of results", VELLIX_DOC_FH, {}, record(start), 0},
+        {"no root", VELLIX_DOC_NONE, {}, record(start), 0},
+        {"an empty file", VELLIX_DOC_NONE, {}, nothing, 0},
+        {"header alone", VELLIX_DOC_RESULTS, {}, [](VellixWriter& writer) { writer.reset(); }, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto fileWith = [&](bool mark) {
+            return fileFrom(c.root, [&](VellixWriter& writer) {
+                VellixDoc& root = writer.getRootDoc();
+                if (c.root == VELLIX_DOC_RESULTS) root.addAttribute(1, "900");
+                for (const auto& [tag, value] : c.attributes) {
+                    if (value == nullptr) root.removeAttribute(0);
+                    root.addAttribute(tag, static_cast<unsigned int>(std::strlen(tag)), value);
+                }
+                c.fill(writer);
+                if (mark) writer.markComplete();
+            });
+        };
+        std::string expected = fileWith(false);
+        if (c.mark != 0) expected.at(c.mark) = '1';
+        EXPECT_EQ(fileWith(true), expected);
+    }
+}
+
+TEST_F(WriterTest, ViewsOfOtherFiles) {
+    EXPECT_EQ(VellixWriter().serialize(), nullptr);
+    VellixWriter empty(VELLIX_DOC_NONE);
+    ASSERT_TRUE(create(empty, "empty.xml"));
+    EXPECT_EQ(empty.serialize(), nullptr);
+    VellixWriter paged(VELLIX_DOC_FH);
+    ASSERT_TRUE(create(paged));
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(writeText(paged, std::string(40000, 'x')));
+    const char* view = paged.serialize();
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(paged.size(), static_cast<__int64>(2 * kPageSize + 40000 + 8) + 1);
+    EXPECT_TRUE(std::string(view, static_cast<std::size_t>(paged.size()) - 1) == bytes());
+}
+
+TEST_F(WriterTest, RemapInADerivedClass) {
+    OpenWriter writer;
+    EXPECT_FALSE(writer.remap(0)); // nothing is there to be seen
+    EXPECT_EQ(writer.getLastError(), VELLIX_SUCCESS);
+    EXPECT_FALSE(writer.remap(1));
+    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
+    ASSERT_TRUE(create(writer));
+    addSample(writer);
+    writer.close();
+    EXPECT_TRUE(writer.remap(10));
+    EXPECT_FALSE(writer.remap(10));
+    EXPECT_FALSE(writer.remap(9));
+    EXPECT_TRUE(writer.remap(11));
+    EXPECT_TRUE(writer.remap(0));
+    EXPECT_FALSE(writer.remap(0));
+    EXPECT_FALSE(writer.remap(173));
+    const char* view = writer.serialize();
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(std::string(view, 173), kSample);
+
+    EXPECT_TRUE(writer.remap(174)); // more than there is: asked for, and not to be had
+    writer.markComplete();
+    EXPECT_EQ(writer.serialize(), nullptr);
+    EXPECT_EQ(bytes(), kSample);
+}
+
+} // namespace
