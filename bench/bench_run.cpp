@@ -1,0 +1,447 @@
+// Runs the drivers that were built next to it, each as a process of its own and in turn for several rounds, checks that
+// all of them saw the same entries, and prints one table and what the library has to reach.
+//
+//     bench_run DIRECTORY ENTRIES ROUNDS [--full]
+//
+// The files go to DIRECTORY, which must have room for the largest of them twice. Exit status: 0 if everything agreed, 1 if
+// not, 2 for wrong arguments.
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+enum class Kind { read, limit, write, writePaged };
+
+struct Driver {
+    const char* label;
+    const char* program; // without the "bench_" in front
+    const char* job;
+    Kind kind;
+    bool full;
+    bool always; // with `full`: also without --full on the command line
+};
+
+constexpr Driver kVellixRead = {"read, vellix", "vellix", "read", Kind::read, false, true};
+constexpr Driver kVellixWrite = {"write, vellix", "vellix", "write", Kind::writePaged, false, true};
+
+constexpr Driver kDrivers[] = {
+    kVellixRead,
+    {"read, pugixml in place", "pugixml", "read", Kind::read, false, true},
+    {"read, expat", "expat", "read", Kind::read, false, true},
+    {"read, xmlTextReader", "libxml2", "read", Kind::read, false, true},
+    {"read --full, vellix", "vellix", "read", Kind::read, true, true},
+    {"read --full, pugixml in place", "pugixml", "read", Kind::read, true, true},
+    {"read --full, expat", "expat", "read", Kind::read, true, false},
+    {"read --full, xmlTextReader", "libxml2", "read", Kind::read, true, false},
+    {"limit, 64 KB views touched", "limits", "read", Kind::limit, false, true},
+    kVellixWrite,
+    {"write, fprintf, fflush each", "stdio", "write-flush", Kind::write, false, true},
+    {"write, fprintf", "stdio", "write", Kind::write, false, true},
+    {"write, fprintf of a known form, fflush", "stdio", "write-known-flush", Kind::write, false, true},
+    {"write, xmlTextWriter, flush each", "libxml2", "write-flush", Kind::write, false, true},
+    {"write, xmlTextWriter", "libxml2", "write", Kind::write, false, true},
+    {"limit, one write per record", "limits", "write", Kind::writePaged, false, true},
+};
+
+constexpr unsigned long kFewEntries = 10000;
+constexpr unsigned long kManyEntries = 1000000;
+
+// What a driver told in its line.
+struct Figures {
+    unsigned long entries = 0;
+    std::string checksum, shortSum, fullSum;
+    double cpu = 0; // nanoseconds
+    double bytes = 0;
+    double peak = 0;        // kilobytes
+    double allocations = 0; // per entry
+};
+
+// A file of so many entries, and what every reader has to find in it.
+struct Sample {
+    unsigned long entries;
+    fs::path file;
+    std::string shortSum, fullSum;
+};
+
+struct Row {
+    double cpuPerEntry = 0; // nanoseconds
+    double speed = 0;       // MB/s
+    double peak = 0;        // MB
+    double allocations = 0;
+    std::optional<double> systemCalls;
+};
+
+// --- Processes ---
+
+fs::path programPath(const char* program) {
+    return fs::read_symlink("/proc/self/exe").parent_path() / (std::string("bench_") + program);
+}
+
+bool isBuilt(const Driver& driver) { return fs::exists(programPath(driver.program)); }
+
+std::vector<std::string> commandOf(const char* program, const char* job, const fs::path& file, unsigned long entries,
+                                   bool full) {
+    std::vector<std::string> command = {programPath(program), job, file, std::to_string(entries)};
+    if (full) command.emplace_back("--full");
+    return command;
+}
+
+std::string joined(const std::vector<std::string>& command) {
+    std::string text;
+    for (const std::string& word : command) text += (text.empty() ? "" : " ") + word;
+    return text;
+}
+
+[[noreturn]] void becomeProgram(const std::vector<std::string>& command, int output) {
+    std::vector<char*> words;
+    words.reserve(command.size() + 1);
+    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
+    dup2(output, STDOUT_FILENO);
+    execv(words[0], words.data());
+    _exit(127);
+}
+
+int waitFor(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) throw std::runtime_error("a driver was lost");
+    }
+    return status;
+}
+
+std::string outputOf(const std::vector<std::string>& command) {
+    int ends[2] = {};
+    if (pipe(ends) != 0) throw std::runtime_error("no pipe");
+    const pid_t child = fork();
+    if (child < 0) throw std::runtime_error("no process");
+    if (child == 0) becomeProgram(command, ends[1]);
+    close(ends[1]);
+    std::string text;
+    char part[512];
+    for (ssize_t length = 0; (length = read(ends[0], part, sizeof part)) > 0;)
+        text.append(part, static_cast<std::size_t>(length));
+    close(ends[0]);
+    if (waitFor(child) != 0) throw std::runtime_error(joined(command) + " failed");
+    return text;
+}
+
+// Stops the child at each system call. Both its beginning and its end are such a stop.
+std::optional<double> systemCallsOf(const std::vector<std::string>& command) {
+    const pid_t child = fork();
+    if (child < 0) throw std::runtime_error("no process");
+    if (child == 0) {
+        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(126);
+        becomeProgram(command, open("/dev/null", O_WRONLY | O_CLOEXEC));
+    }
+    int status = waitFor(child);
+    if (WIFEXITED(status)) return std::nullopt; // the system doesn't allow it
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    unsigned long stops = 0;
+    long signal = 0;
+    while (ptrace(PTRACE_SYSCALL, child, nullptr, signal) == 0) {
+        status = waitFor(child);
+        if (!WIFSTOPPED(status)) break;
+        const bool systemCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
+        stops += systemCall ? 1 : 0;
+        signal = systemCall ? 0 : WSTOPSIG(status);
+    }
+    if (status != 0) throw std::runtime_error(joined(command) + " failed while its system calls were counted");
+    return static_cast<double>(stops) / 2;
+}
+
+Figures parsed(const std::string& line) {
+    std::map<std::string, std::string> words;
+    for (std::size_t at = 0; at < line.size();) {
+        const std::size_t equals = line.find('=', at);
+        const std::size_t end = std::min(line.find_first_of(" \n", at), line.size());
+        if (equals < end) words[line.substr(at, equals - at)] = line.substr(equals + 1, end - equals - 1);
+        at = end + 1;
+    }
+    const auto number = [&](const char* name) { return std::strtod(words[name].c_str(), nullptr); };
+    Figures figures;
+    figures.entries = std::strtoul(words["entries"].c_str(), nullptr, 10);
+    figures.checksum = words["checksum"];
+    figures.shortSum = words["short"];
+    figures.fullSum = words["full"];
+    figures.cpu = number("cpu_ns");
+    figures.bytes = number("bytes");
+    figures.peak = number("peak_kb");
+    figures.allocations = number("allocations");
+    return figures;
+}
+
+// --- Checks ---
+
+void expect(bool holds, const std::string& who, const char* what) {
+    if (!holds) throw std::runtime_error(who + ": " + what);
+}
+
+bool sameBytes(const fs::path& left, const fs::path& right) {
+    std::ifstream first(left, std::ios::binary);
+    std::ifstream second(right, std::ios::binary);
+    std::vector<char> one(1U << 20);
+    std::vector<char> other(one.size());
+    do {
+        first.read(one.data(), static_cast<std::streamsize>(one.size()));
+        second.read(other.data(), static_cast<std::streamsize>(other.size()));
+        const auto length = static_cast<std::size_t>(first.gcount());
+        if (first.gcount() != second.gcount() || std::memcmp(one.data(), other.data(), length) != 0) return false;
+    } while (first && second);
+    return first.eof() && second.eof();
+}
+
+void checkContent(const char* reader, const std::string& writer, const Sample& sample, const fs::path& file) {
+    const Figures found = parsed(outputOf(commandOf(reader, "read", file, sample.entries, true)));
+    expect(found.entries == sample.entries, writer + " as read by " + reader, "the number of entries differs");
+    expect(found.checksum == sample.fullSum, writer + " as read by " + reader, "the checksum differs");
+}
+
+// --- Measuring ---
+
+class Bench {
+public:
+    Bench(fs::path directory, unsigned long roundCount, bool withFull)
+        : scratch(std::move(directory)), rounds(roundCount), full(withFull) {}
+
+    Sample make(unsigned long entries) const {
+        Sample sample = {entries, scratch / ("catalog-" + std::to_string(entries) + ".xml"), "", ""};
+        const Figures figures = parsed(outputOf(commandOf("vellix", "make", sample.file, entries, false)));
+        sample.shortSum = figures.shortSum;
+        sample.fullSum = figures.fullSum;
+        return sample;
+    }
+
+    bool isWanted(const Driver& driver) const { return isBuilt(driver) && (driver.always || full); }
+
+    // Runs a driver once and checks what it did. Files written are checked by a second parser too in the first round.
+    void run(const Driver& driver, const Sample& sample, bool firstRound) {
+        const fs::path file = fileOf(driver, sample);
+        const Figures figures =
+            parsed(outputOf(commandOf(driver.program, driver.job, file, sample.entries, driver.full)));
+        expect(figures.entries == sample.entries, driver.label, "the number of entries differs");
+        if (driver.kind == Kind::read) {
+            expect(figures.checksum == (driver.full ? sample.fullSum : sample.shortSum), driver.label,
+                   "the checksum differs");
+        } else if (driver.kind != Kind::limit) {
+            checkWritten(driver, sample, file, firstRound);
+        }
+        results[key(driver, sample)].push_back(figures);
+    }
+
+    void measure(const std::vector<Sample>& samples, const std::vector<Driver>& drivers) {
+        for (unsigned long round = 0; round < rounds; ++round) {
+            for (const Sample& sample : samples) {
+                for (const Driver& driver : drivers) run(driver, sample, round == 0);
+            }
+        }
+    }
+
+    Row row(const Driver& driver, const Sample& sample) const {
+        const std::vector<Figures>& all = results.at(key(driver, sample));
+        const auto median = [&](double Figures::*field) {
+            std::vector<double> values;
+            values.reserve(all.size());
+            for (const Figures& figures : all) values.push_back(figures.*field);
+            std::sort(values.begin(), values.end());
+            const std::size_t middle = values.size() / 2;
+            return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+        };
+        Row row;
+        row.cpuPerEntry = median(&Figures::cpu) / static_cast<double>(sample.entries);
+        row.speed = median(&Figures::bytes) * 1000 / median(&Figures::cpu);
+        row.peak = median(&Figures::peak) / 1024;
+        row.allocations = median(&Figures::allocations);
+        return row;
+    }
+
+    std::optional<double> systemCallsPerEntry(const Driver& driver, const Sample& sample) const {
+        const fs::path file = fileOf(driver, sample);
+        const auto calls = systemCallsOf(commandOf(driver.program, driver.job, file, sample.entries, driver.full));
+        if (!calls) return std::nullopt;
+        return *calls / static_cast<double>(sample.entries);
+    }
+
+private:
+    static std::string key(const Driver& driver, const Sample& sample) {
+        return driver.label + ('/' + std::to_string(sample.entries));
+    }
+
+    fs::path fileOf(const Driver& driver, const Sample& sample) const {
+        const bool reads = driver.kind == Kind::read || driver.kind == Kind::limit;
+        return reads ? sample.file : scratch / "written.xml";
+    }
+
+    static void checkWritten(const Driver& driver, const Sample& sample, const fs::path& file, bool firstRound) {
+        if (driver.kind == Kind::writePaged) expect(sameBytes(file, sample.file), driver.label, "the file differs");
+        if (driver.kind != Kind::writePaged || firstRound) checkContent("vellix", driver.label, sample, file);
+        if (firstRound && fs::exists(programPath("expat"))) checkContent("expat", driver.label, sample, file);
+    }
+
+    fs::path scratch;
+    unsigned long rounds;
+    bool full;
+    std::map<std::string, std::vector<Figures>> results;
+};
+
+// --- Printing ---
+
+void printHeader() {
+    std::printf("%-34s %12s %8s %10s %10s %10s\n", "driver", "CPU ns/entry", "MB/s", "peak MB", "allocs", "sys calls");
+}
+
+void printRow(const std::string& label, const Row& row) {
+    std::printf("%-34s %12.0f %8.0f %10.2f %10.3f ", label.c_str(), row.cpuPerEntry, row.speed, row.peak,
+                row.allocations);
+    if (row.systemCalls) {
+        std::printf("%10.3f\n", *row.systemCalls);
+    } else {
+        std::printf("%10s\n", "-");
+    }
+}
+
+struct Target {
+    const char* name = nullptr;
+    std::optional<double> value;
+    double must = 0;
+    double aim = 0;
+    bool below = false; // it has to stay below `must`, not only at it
+};
+
+void printTarget(const Target& target) {
+    std::printf("%-44s ", target.name);
+    if (!target.value) {
+        std::printf("%8s\n", "not measured");
+        return;
+    }
+    const double value = std::round(*target.value * 1000) / 1000; // what is printed decides
+    const bool reached = target.below ? value < target.must : value <= target.must;
+    std::printf("%8.3f %10.2f %8.2f   %s%s\n", value, target.must, target.aim, reached ? "ok" : "NO",
+                reached && value <= target.aim ? ", aim reached" : "");
+}
+
+std::vector<Driver> wantedDrivers(const Bench& bench) {
+    std::vector<Driver> wanted;
+    std::set<std::string> missing;
+    for (const Driver& driver : kDrivers) {
+        if (bench.isWanted(driver)) wanted.push_back(driver);
+        if (!isBuilt(driver) && missing.insert(driver.program).second)
+            std::printf("%s is skipped: its package was missing when the drivers were built\n", driver.program);
+    }
+    return wanted;
+}
+
+using Rows = std::map<std::string, Row>; // by the label of their driver
+
+Rows compareDrivers(Bench& bench, const Sample& sample) {
+    const std::vector<Driver> wanted = wantedDrivers(bench);
+    bench.measure({sample}, wanted);
+    Rows rows;
+    printHeader();
+    for (const Driver& driver : wanted) {
+        Row row = bench.row(driver, sample);
+        row.systemCalls = bench.systemCallsPerEntry(driver, sample);
+        printRow(driver.label, row);
+        rows[driver.label] = row;
+    }
+    return rows;
+}
+
+// What becomes of our own two jobs between few entries and many.
+struct Growth {
+    double peak = 0; // MB, of all four
+    double read = 0; // of CPU time per entry, 0.1 for a tenth more
+    double write = 0;
+};
+
+Growth measureGrowth(Bench& bench) {
+    const Sample few = bench.make(kFewEntries);
+    const Sample many = bench.make(kManyEntries);
+    bench.measure({few, many}, {kVellixRead, kVellixWrite});
+    Growth growth;
+    const auto grown = [&](const Driver& driver) {
+        const Row small = bench.row(driver, few);
+        const Row large = bench.row(driver, many);
+        printRow(driver.label + std::string(", 10,000 entries"), small);
+        printRow(driver.label + std::string(", 1,000,000 entries"), large);
+        growth.peak = std::max({growth.peak, small.peak, large.peak});
+        return large.cpuPerEntry / small.cpuPerEntry - 1;
+    };
+    growth.read = grown(kVellixRead);
+    growth.write = grown(kVellixWrite);
+    return growth;
+}
+
+void printTargets(Rows rows, const Growth& growth) {
+    const auto ratio = [&](const char* mine, const char* theirs) -> std::optional<double> {
+        if (rows.count(theirs) == 0) return std::nullopt;
+        return rows[mine].cpuPerEntry / rows[theirs].cpuPerEntry;
+    };
+    const Row read = rows[kVellixRead.label];
+    const Row write = rows[kVellixWrite.label];
+    const Target targets[] = {
+        {"read against pugixml in place", ratio("read, vellix", "read, pugixml in place"), 0.65, 0.5},
+        {"read against expat", ratio("read, vellix", "read, expat"), 0.25, 0.19},
+        {"read --full against pugixml in place", ratio("read --full, vellix", "read --full, pugixml in place"), 0.75,
+         0.6},
+        {"write against fprintf with fflush each", ratio("write, vellix", "write, fprintf, fflush each"), 0.67, 0.58},
+        {"write against one write per ready record", ratio("write, vellix", "limit, one write per record"), 2.4, 2.0},
+        {"allocations per entry", std::max(read.allocations, write.allocations), 0, 0},
+        {"peak MB, 10,000 to 1,000,000 entries", std::max({read.peak, write.peak, growth.peak}), 0.6, 0.3},
+        {"growth of CPU per entry in between, read", growth.read, 0.1, 0, true},
+        {"growth of CPU per entry in between, write", growth.write, 0.1, 0, true},
+    };
+    std::printf("\n%-44s %8s %10s %8s\n", "ratio of medians", "measured", "must reach", "aim");
+    for (const Target& target : targets) printTarget(target);
+}
+
+void benchAll(const fs::path& directory, unsigned long entries, unsigned long rounds, bool full) {
+    Bench bench(directory, rounds, full);
+    const Sample sample = bench.make(entries);
+    const double megabytes = static_cast<double>(fs::file_size(sample.file)) / 1e6;
+    std::printf("%lu entries, %.1f MB, medians of %lu round(s)\n", entries, megabytes, rounds);
+    const Rows rows = compareDrivers(bench, sample);
+    printTargets(rows, measureGrowth(bench));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const bool full = argc == 5 && std::strcmp(argv[4], "--full") == 0;
+    const unsigned long entries = argc >= 4 ? std::strtoul(argv[2], nullptr, 10) : 0;
+    const unsigned long rounds = argc >= 4 ? std::strtoul(argv[3], nullptr, 10) : 0;
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // a row at a time, and nothing of it twice through a fork
+    if (entries == 0 || rounds == 0 || (argc == 5 && !full) || argc > 5) {
+        std::fprintf(stderr, "usage: %s DIRECTORY ENTRIES ROUNDS [--full]\n", argv[0]);
+        return 2;
+    }
+    try {
+        benchAll(argv[1], entries, rounds, full);
+        return 0;
+    } catch (const std::exception& error) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "bench_run: %s\n", error.what());
+        return 1;
+    }
+}

@@ -1,0 +1,104 @@
+// Our own library. `make` writes the file without measuring and tells the checksums that every reader must find in it.
+
+#include <cstdio>
+#include <string>
+
+#include "Catalog.h"
+#include "Driver.h"
+#include "EntrySetter.h"
+#include "vellix/VellixReader.h"
+#include "vellix/VellixWriter.h"
+
+using namespace bench;
+
+namespace {
+
+constexpr unsigned short kName = 6;
+constexpr unsigned short kSize = 9;
+constexpr unsigned short kModified = 13;
+
+// The path of a generated file is plain ASCII.
+std::wstring widened(const char* path) { return std::wstring(path, path + std::char_traits<char>::length(path)); }
+
+void foldShort(const VellixEntry& entry, Checksum& sum) {
+    for (const unsigned short id : {kName, kSize, kModified}) sum.add(entry.getAttribute(id));
+}
+
+void foldFull(const VellixEntry& entry, Checksum& sum) {
+    const VellixMapTag* const rows = VellixEntry::getXmlMapTag(VELLIX_DOC_FH);
+    int left = entry.getNumberOfAttributes();
+    for (unsigned short id = 0; left > 0; ++id) {
+        const char* const value = entry.getAttribute(id);
+        if (value == nullptr) continue;
+        sum.add(rows[id].tag);
+        sum.add(value);
+        --left;
+    }
+}
+
+template <class Fold> std::uint64_t readWith(const Task& task, Meter& meter, Fold fold) {
+    Checksum sum;
+    meter.start();
+    {
+        VellixReader reader;
+        VellixDoc image(VELLIX_DOC_DOC);
+        VellixDoc files(VELLIX_DOC_FH);
+        VellixEntry entry;
+        require(reader.load(widened(task.file).c_str()) && reader.getFirstDoc(image) && image.getFirstChildDoc(files),
+                "the file can't be read");
+        while (files.getNextEntry(entry)) {
+            fold(entry, sum);
+            meter.entry();
+        }
+    }
+    meter.stop();
+    return sum.value();
+}
+
+std::uint64_t readFile(const Task& task, Meter& meter) {
+    return task.full ? readWith(task, meter, foldFull) : readWith(task, meter, foldShort);
+}
+
+void writeEntries(const Catalog& catalog, const Task& task, Meter& meter) {
+    VellixWriter writer;
+    writer.getRootDoc().addAttribute(1, kSessionId, false); // instead of the time
+    VellixDoc image(VELLIX_DOC_DOC);
+    image.addAttribute(1, kImageId, false);
+    VellixDoc files(VELLIX_DOC_FH);
+    require(writer.create(widened(task.file).c_str()) && writer.addDoc(image) && image.addChildDoc(files),
+            "the file can't be written");
+    VellixEntry entry;
+    for (unsigned long i = 0; i < task.entries; ++i) {
+        fill(entry, catalog[i]);
+        require(files.addEntry(entry), "an entry can't be written");
+        meter.entry();
+    }
+    files.close();
+    image.close();
+    writer.close();
+}
+
+std::uint64_t writeFile(const Task& task, Meter& meter) {
+    const Catalog catalog;
+    std::remove(task.file);
+    meter.start();
+    writeEntries(catalog, task, meter);
+    meter.stop();
+    return 0;
+}
+
+std::uint64_t makeFile(const Task& task, Meter& meter) {
+    const Catalog catalog;
+    writeEntries(catalog, task, meter);
+    for (const bool full : {false, true}) {
+        const auto sum = static_cast<unsigned long long>(expectedChecksum(catalog, task.entries, full));
+        std::printf("%s=%016llx ", full ? "full" : "short", sum);
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return driverMain(argc, argv, {{"read", readFile}, {"write", writeFile}, {"make", makeFile}});
+}
