@@ -7,7 +7,8 @@
 
 // The facts of the document file that its writer, its reader and the held documents share. Internal, not installed.
 
-// A page of a document file, counted from its first byte. No record that fits into a page crosses a boundary.
+// A page of a document file, counted from its first byte. Records that fit into a page cross no boundary; only behind a
+// record of several pages a few may, until the boundary that the writer looks at has caught up.
 constexpr __int64 kPageSize = 65536;
 
 // What stands in front of a document whose type asks for it, without a line break behind it.

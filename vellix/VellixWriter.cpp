@@ -17,7 +17,10 @@ constexpr int kProtWrite = 4; // of VellixMMap::map
 constexpr int kShared = 2;
 
 constexpr std::size_t kTemporaryName = 260; // wide characters, the NUL included
-constexpr std::size_t kKeptRecord = 4 * static_cast<std::size_t>(kPageSize);
+// Room for the largest filling and the largest record that fits into a page; and the size from which a record's memory isn't
+// worth keeping.
+constexpr std::size_t kUsualRecord = 2 * static_cast<std::size_t>(kPageSize);
+constexpr std::size_t kKeptRecord = 2 * kUsualRecord;
 
 constexpr char kMark[] = " IC=\"";
 constexpr std::size_t kMarkLength = sizeof(kMark) - 1;
@@ -91,7 +94,8 @@ bool VellixWriter::create() {
         return false;
     }
     if (closed) startOver();
-    path.reserve(kTemporaryName); // nothing may fail once the file exists
+    path.reserve(kTemporaryName); // no allocation may fail once the file exists
+    record.reserve(kUsualRecord);
     wchar_t name[kTemporaryName] = {};
     platform::_wtmpnam_s(name, kTemporaryName);
     temporary = true;
@@ -131,6 +135,7 @@ void VellixWriter::dropTemporary() {
 
 bool VellixWriter::open(const wchar_t* name) {
     path = name;
+    record.reserve(kUsualRecord);
     stream = platform::_wfopen(path.c_str(), L"wb+");
     intact = stream != nullptr;
     if (stream == nullptr) {

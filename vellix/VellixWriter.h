@@ -26,8 +26,9 @@ class VellixMMap;
 //
 // A record is what one `write` takes: a tag, an entry, a close tag, or the text of a held child document. It goes to the
 // operating system, in one call, before `write` returns. A record that would end past the next page boundary starts on
-// that boundary, behind blanks. The writer keeps nothing of a finished record, so a file of any length costs the same
-// memory. It checks no order and no nesting of the tags; those come from the callers.
+// that boundary, behind blanks; behind a record of several pages it takes as many records until the boundary has caught up.
+// The writer keeps nothing of a finished record, so a file of any length costs the same memory. It checks no order and no
+// nesting of the tags; those come from the callers.
 //
 // What a failed write left of its record in the file is blanked out, so that the records before and after it still read.
 //
