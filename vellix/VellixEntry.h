@@ -247,7 +247,7 @@ public:
 
     /// Returns the plain value of the first such attribute of the tag at the start of `buffer`, or null. The tag is read
     /// as a parse reads it. The caller releases the result with `free`. Null means: the tag doesn't hold the attribute,
-    /// its text is bad before or at the attribute, or memory ran out.
+    /// a token stands where it may not before it, its value has a bad reference, or memory ran out.
     static char* parseAttribute(VELLIX_DOC_TYPE type, unsigned short id, const char* buffer, unsigned long length,
                                 bool flag);
 
