@@ -1,0 +1,59 @@
+// Writes, reads, queries and extracts with the library as a stranger has it. Prints "works" if all that did.
+#include <vellix/CatImageCmdXmlFileHelper.h>
+#include <vellix/CatQueryCriteriaHelper.h>
+#include <vellix/VellixReader.h>
+#include <vellix/VellixWriter.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+// Narrows and shadows: the library's own warnings are no business of a program that links it.
+static int worksAnyway(long value) {
+    int narrow = value;
+    for (int value = 0; value < 1; ++value) ++narrow;
+    return narrow;
+}
+
+static bool writesAndReads() {
+    VellixWriter writer;
+    if (!writer.create(L"consumer.xml")) return false;
+    VellixDoc image(VELLIX_DOC_DOC), files(VELLIX_DOC_FH);
+    VellixEntry entry(VELLIX_DOC_FH);
+    entry.addAttribute(6, "a & b");
+    writer.addDoc(image);
+    image.addChildDoc(files);
+    files.addEntry(entry);
+    files.close();
+    image.close();
+    writer.markComplete();
+    writer.close();
+
+    VellixReader reader;
+    VellixDoc found(VELLIX_DOC_FH);
+    return reader.load(L"consumer.xml") && reader.isComplete() && reader.getFirstDoc(found) &&
+           found.getNextEntry(entry) && entry.getAttributeStr(6) == "a & b";
+}
+
+static bool queries() {
+    CatQueryCriteriaHelper query;
+    if (!query.create(nullptr)) return false;
+    query.setRequester("job");
+    const char* text = query.serialize();
+    return text != nullptr && std::string(text, static_cast<std::size_t>(query.size() - 1)) ==
+                                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?><CatQuery Requester=\"job\"/>";
+}
+
+static bool extracts() {
+    const std::string tag = "<ET NM=\"a&amp;b\"/>";
+    char* name = VellixEntry::parseAttribute(VELLIX_DOC_FH, 6, tag.data(), tag.size(), true);
+    const bool right = name != nullptr && std::string(name) == "a&b" && xmlDocTypeTable[3].nameLen == 5;
+    std::free(name);
+    return right;
+}
+
+int main() {
+    const bool works = writesAndReads() && queries() && extracts() && worksAnyway(0) == 1;
+    std::puts(works ? "works" : "FAILED");
+    return works ? EXIT_SUCCESS : EXIT_FAILURE;
+}
