@@ -1,13 +1,13 @@
 #ifndef VELLIX_TESTS_FILE_SUPPORT_H
 #define VELLIX_TESTS_FILE_SUPPORT_H
 
-#include <cstddef>
-#include <string>
-#include <vector>
-
 #include "TestSupport.h"
 #include "vellix/VellixReader.h"
 #include "vellix/VellixWriter.h"
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 // What the tests of document files share.
 namespace filetest {
@@ -74,21 +74,18 @@ inline void addSample(VellixWriter& writer) {
     addSample(writer, written);
 }
 
-struct Tag {
-    std::size_t offset;
-    std::string text;
-};
-
-/// Cuts a file into its tags without the library: no value in it may hold a "<" or ">". False if anything but blanks
-/// stands between them.
-inline bool cutIntoTags(const std::string& file, std::vector<Tag>& tags) {
+/// The entry tags of a file, cut out without the library: no value may hold a "<" or ">". Fails the test if anything
+/// but whole tags and blanks stands in the file.
+inline std::vector<std::string> entriesIn(const std::string& file) {
+    std::vector<std::string> entries;
     for (std::size_t at = file.find_first_not_of(' '); at < file.size(); at = file.find_first_not_of(' ', at)) {
         const std::size_t end = file.find('>', at);
-        if (file[at] != '<' || end == std::string::npos) return false;
-        tags.push_back({at, file.substr(at, end + 1 - at)});
+        EXPECT_TRUE(file[at] == '<' && end != std::string::npos) << file.substr(at, 100);
+        if (end == std::string::npos) break;
+        if (file.compare(at, 3, "<ET") == 0) entries.push_back(file.substr(at, end + 1 - at));
         at = end + 1;
     }
-    return true;
+    return entries;
 }
 
 /// Pulls entries until the text ends, passing over close tags and what else yields none, and shows the values of each.

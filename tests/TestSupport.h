@@ -37,6 +37,14 @@ private:
     std::size_t length;
 };
 
+/// A cursor at the start of a text.
+inline XmlStr cursorOver(const ExactBytes& bytes) {
+    XmlStr cursor;
+    cursor.buffer = bytes.data();
+    cursor.length = bytes.size();
+    return cursor;
+}
+
 /// The pieces of `text` between the separators.
 inline std::vector<std::string> split(const std::string& text, const std::string& separator) {
     std::vector<std::string> pieces(1);

