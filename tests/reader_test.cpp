@@ -196,6 +196,7 @@ TEST_F(ReaderTest, BoundaryAtEveryByteOfARecord) {
         R"(<ET NM="x>y/>z &amp; &quot;&#233;&#x41;" OP='1' PT='"' FP="'"/>)",
         "<ET NM=\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"  PT = \"\xf0\x9f\x98\x80\"\n>",
         R"(<ET OP=5 NM=word RT RST="1"/>)",
+        R"(<ET FP="full" NM=a&amp;b SZ="5"/>)",
         R"(<ET NM="&broken;" OP="2"/>)",
         R"(<ET OP="1" == NM="n"/>)",
     };

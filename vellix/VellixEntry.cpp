@@ -182,9 +182,10 @@ VellixToken valueOf(const VellixToken& token) {
     return {token.start + 1, VELLIX_TOKEN_WORD, token.length - 2};
 }
 
-// True if the word begins with a quote that looked for its partner up to the end of the text, so that more text could
-// have made it a quoted string.
-bool quoteMetEnd(const XmlStr& text, const VellixToken& word) {
+// True if more text could have made the word longer, or a quoted string: it reaches the end of the text, or it begins with a
+// quote that looked for its partner up to there.
+bool wordMetEnd(const XmlStr& text, const VellixToken& word) {
+    if (word.start + word.length == text.buffer + text.length) return true;
     if (*word.start != '"' && *word.start != '\'') return false;
     XmlStr rest = text;
     rest.position = static_cast<unsigned long>(word.start - text.buffer) + 1;
@@ -692,8 +693,13 @@ void VellixEntry::encodingAttributes() {
         ++seen;
         std::string& value = attrValue[id];
         if (value.size() == static_cast<std::size_t>(attrLen[id])) continue; // nothing to escape, or done already
-        const std::unique_ptr<char, Free> escaped(xmlEncode(value.c_str(), nullptr, -1));
-        if (escaped != nullptr) value = escaped.get();
+        try {
+            std::string escaped(static_cast<std::size_t>(attrLen[id]), '\0');
+            putEscaped(value.data(), value.size(), &escaped[0]);
+            value.swap(escaped);
+        } catch (const std::bad_alloc&) {
+            continue; // it stays as it was
+        }
     }
 }
 
@@ -844,7 +850,7 @@ int VellixEntry::parseAttributes(XmlStr& text, bool& metEnd) {
             metEnd = text.position >= text.length;
             return VELLIX_ERR_END_OF_BUFFER;
         }
-        metEnd = metEnd || (token.kind == VELLIX_TOKEN_WORD && quoteMetEnd(text, token));
+        metEnd = metEnd || (token.kind == VELLIX_TOKEN_WORD && wordMetEnd(text, token));
         switch (kActions[token.kind][state]) {
         case kRemember:
             name = token;

@@ -16,6 +16,11 @@ constexpr int kShared = 2;
 // A tag of more bytes than this is passed over.
 constexpr std::size_t kLongestTag = std::size_t{16} * 1024 * 1024;
 
+// How many bytes may be looked at in vain, and how many of them each page that is passed makes good. A tag that seems cut
+// may turn out to end early after all, and a file can be made of such tags.
+constexpr std::size_t kMostInVain = 4 * kLongestTag;
+constexpr std::size_t kInVainPerPage = 4 * static_cast<std::size_t>(kPageSize);
+
 } // namespace
 
 VellixReader::VellixReader(VELLIX_DOC_TYPE type)
@@ -64,6 +69,7 @@ void VellixReader::startOver() {
     pageOffset = 0;
     pageLength = 0;
     morePages = false;
+    lookedInVain = 0;
     xmlStr.reset();
     const VELLIX_DOC_TYPE type = root.getType();
     root.clear();
@@ -186,25 +192,28 @@ bool VellixReader::readChildDocs(VellixDoc& doc) {
 bool VellixReader::readEntry(VellixEntry& entry) {
     const VELLIX_DOC_TYPE type = entry.getType();
     const bool closed = entry.isEntryClosed();
+    const auto startAfresh = [&] {
+        entry.clear();
+        entry.setType(type);
+        entry.setIsEntryClosed(closed);
+    };
     for (;;) {
         if (!atEnd()) {
             xmlStr->skipToTag();
             const unsigned long start = xmlStr->position;
-            bool metEnd = false;
-            entry.parseTag(*xmlStr, metEnd);
-            if (!metEnd || !morePages) break;
-            if (start != xmlStr->length) {
-                const auto startAfresh = [&] {
-                    entry.clear();
-                    entry.setType(type);
-                    entry.setIsEntryClosed(closed);
-                };
+            bool cut = false;
+            entry.parseTag(*xmlStr, cut);
+            if (!cut || !morePages) break;
+            if (start != xmlStr->length && lookedInVain <= kMostInVain) {
                 if (readCutTag(entry, start, startAfresh)) break;
                 startAfresh();
                 continue;
             }
+            if (!xmlStr->atEnd() || !entry.isEmpty()) break; // as it stands, since looking ahead has not paid
+            startAfresh();
         }
         if (!mapNextPage()) break;
+        lookedInVain -= std::min(lookedInVain, kInVainPerPage);
     }
     return !entry.isEmpty();
 }
@@ -232,6 +241,7 @@ bool VellixReader::readCutTag(VellixEntry& entry, unsigned long start, StartAfre
         xmlStr->position = xmlStr->length;
         return false;
     }
+    if (text.position <= carried) lookedInVain += tag.size();
     const std::size_t end = ofFile ? text.position : std::max<std::size_t>(text.position, carried);
     standBehind(tagOffset + static_cast<__int64>(end));
     return text.position <= kLongestTag;

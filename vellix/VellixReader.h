@@ -1,6 +1,7 @@
 #ifndef VELLIX_READER_H
 #define VELLIX_READER_H
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -20,7 +21,8 @@ class VellixMMap;
 //             use(entry.getAttribute(6));
 //
 // Any bytes may be read. An entry that is longer than a page comes back whole, up to 16 MiB; a longer one is passed over.
-// A tag that breaks off gives the attributes before the break. Documents are looked for on the current page alone; only
+// A tag that breaks off gives the attributes before the break; a NUL breaks off its tag, and the walk goes on behind it.
+// Documents are looked for on the current page alone; only
 // pulling entries leads on to the next.
 //
 // A file that another process changes while it is read may give wrong values; one that another process shortens may end
@@ -102,6 +104,7 @@ private:
     __int64 pageOffset = 0;
     unsigned int pageLength = 0; // 0 means that no page counts as mapped
     bool morePages = false;
+    std::size_t lookedInVain = 0; // bytes looked at for tags that seemed cut and were not, less what was made good
     std::unique_ptr<XmlStr> xmlStr;
     VellixDoc root;
 };

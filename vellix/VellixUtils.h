@@ -65,7 +65,7 @@ VELLIX_API char* xmlDecode(const char* text, unsigned long length);
 struct VELLIX_API XmlStr {
     const char* buffer = nullptr;
     unsigned long position = 0; ///< index of the next byte to read; callers may move it
-    unsigned long length = 0;   ///< bytes of the text
+    unsigned long length = 0;   ///< bytes of the text, all of them there to be read, also behind a NUL
     bool stopAtTagEnd = false;  ///< `atEnd` also holds at a ">"; nothing else looks at it
     int syntaxError = 0;        ///< set to 1 by a parse that met a token it does not allow; nothing resets it
 
