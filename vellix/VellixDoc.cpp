@@ -51,10 +51,14 @@ VellixDoc::~VellixDoc() {
 
 void VellixDoc::operator=(const VellixDoc& other) {
     if (this == &other) return;
+    auto children =
+        other.childDocs; // all that may fail comes first: no pointer may outlive what keeps its document alive
+    auto held = other.entries;
+    auto owned = other.readDocs;
     VellixEntry::operator=(other);
-    childDocs = other.childDocs;
-    entries = other.entries;
-    readDocs = other.readDocs;
+    childDocs.swap(children);
+    entries.swap(held);
+    readDocs.swap(owned);
 }
 
 void VellixDoc::operator=(const VellixEntry& entry) { VellixEntry::operator=(entry); }
