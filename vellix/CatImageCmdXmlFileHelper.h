@@ -36,7 +36,8 @@ public:
     CatImageCmdXmlFileHelper(const CatImageCmdXmlFileHelper&) = delete;
     CatImageCmdXmlFileHelper& operator=(const CatImageCmdXmlFileHelper&) = delete;
 
-    /// Starts a file at `path`, after closing one that is being written. The image id stays. False if it can't be opened.
+    /// Starts a file at `path`. If one is being written `close` comes first, which also ends what is being read. The image
+    /// id stays. False if it can't be opened.
     bool create(const wchar_t* path);
 
     /// Sets the image id; null takes it away. It reaches the file if this comes before the first `addImageCmd`.
@@ -49,8 +50,8 @@ public:
     /// be written.
     bool addImageCmd(VellixEntry& entry);
 
-    /// Opens a file, or a text in memory that must outlive the reading, and stands on its first command. Closes what was
-    /// being read before. False if it can't be opened or holds no commands.
+    /// Opens a file, or a text in memory that must outlive the reading, and stands on its first command. If
+    /// something is being read `close` comes first, which also ends a file that is being written. False if it can't be opened or holds no commands.
     bool load(const wchar_t* path);
     bool load(const char* text, unsigned long length);
 

@@ -183,7 +183,7 @@ bool VellixWriter::addDoc(VellixDoc& doc) {
 
 void VellixWriter::writeHeader() {
     headerWritten = true;
-    write(kXmlHeader, kXmlHeaderLength);
+    write(kXmlHeader, kXmlHeaderLength + 1); // files have always been laid out as if its terminator counted
 }
 
 bool VellixWriter::write(const VellixEntry& entry) {

@@ -55,8 +55,8 @@ public:
     /// it had is deleted.
     bool create(const wchar_t* path);
 
-    /// Starts a file in the system's temporary directory, readable by its owner alone, which the destructor deletes.
-    /// False as above.
+    /// Starts a file in the system's temporary directory, readable by its owner alone, which the destructor deletes. Only
+    /// the last one is: those that came before, by `create` or `reset`, stay. False as above.
     bool create();
 
     /// Gives `doc` this writer. The first document also writes the header and the root's tag: set the root's attributes
@@ -80,8 +80,9 @@ public:
     void close();
 
     /// Starts over on a new file with the same path, or with a new temporary name. A file under way is closed first. The
-    /// root keeps its attributes, and a mark asked for stays asked for. Always true; whether the new file could be opened
-    /// shows at the first `write`.
+    /// root keeps its attributes and counters and is written when the first document is added; without one the file has
+    /// only the header. A mark asked for stays asked for. Always true; whether the new file could be opened shows at the
+    /// first `write`.
     bool reset();
 
     /// Asks for the completion mark: once the file is closed, its IC="0" becomes IC="1" in place. That is done only if
