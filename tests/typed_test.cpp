@@ -227,7 +227,9 @@ TEST(Typed, NumbersTakeTheirRadix64Form) {
                "2147483648 => .....0 | 4294967295 => zzzzz1");
     for (const auto& [number, text] : rows) {
         const auto value = static_cast<unsigned int>(std::stoll(number));
-        const auto padded = [&](std::size_t width) { return std::string(width - text.size(), ' ') + text; };
+        const auto padded = [&plain = text](std::size_t width) {
+            return std::string(width - plain.size(), ' ') + plain;
+        };
         EXPECT_EQ(digits(value, false), text);
         EXPECT_EQ(digits(value, true), padded(6));
         EXPECT_EQ(digits(static_cast<unsigned long>(value), true), padded(6));
