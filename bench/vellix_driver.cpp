@@ -20,18 +20,22 @@ constexpr unsigned short kModified = 13;
 // The path of a generated file is plain ASCII.
 std::wstring widened(const char* path) { return std::wstring(path, path + std::char_traits<char>::length(path)); }
 
+void addText(const VellixEntry& entry, unsigned short id, Checksum& sum) {
+    const std::string& text = entry.getAttributeStr(id);
+    sum.add(text.data(), text.size());
+}
+
 void foldShort(const VellixEntry& entry, Checksum& sum) {
-    for (const unsigned short id : {kName, kSize, kModified}) sum.add(entry.getAttribute(id));
+    for (const unsigned short id : {kName, kSize, kModified}) addText(entry, id, sum);
 }
 
 void foldFull(const VellixEntry& entry, Checksum& sum) {
     const VellixMapTag* const rows = VellixEntry::getXmlMapTag(VELLIX_DOC_FH);
     int left = entry.getNumberOfAttributes();
     for (unsigned short id = 0; left > 0; ++id) {
-        const char* const value = entry.getAttribute(id);
-        if (value == nullptr) continue;
-        sum.add(rows[id].tag);
-        sum.add(value);
+        if (entry.getAttribute(id) == nullptr) continue;
+        sum.add(rows[id].tag, rows[id].tagLen);
+        addText(entry, id, sum);
         --left;
     }
 }
