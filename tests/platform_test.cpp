@@ -137,6 +137,35 @@ TEST_F(PlatformFiles, MappingOutlivesTheFileHandle) {
     EXPECT_EQ(bytesOf(dir.file("f")).substr(kPage), "End");
 }
 
+// The kind of a refusal is the same on every system, and so is which one comes first.
+TEST_F(PlatformFiles, RefusalsHaveNumbers) {
+    writeFile(dir.file("f"), "text");
+    void* const file = open("f", kGenericRead);
+    EXPECT_EQ(mappingOf(file, kPageReadWrite), nullptr);
+    EXPECT_EQ(platform::GetLastError(), 5U);
+    void* const mapping = mappingOf(file, kPageReadOnly);
+    const struct {
+        unsigned long access;
+        unsigned long offset;
+        std::size_t length;
+        unsigned long error;
+    } rows[] = {{kMapWrite, 0, 4, 5},    {kMapWrite, 0, 5, 87},           {kMapWrite, 1, 1, 87}, {kMapRead, 0, 5, 87},
+                {kMapCopy, 4096, 0, 87}, {kMapCopy | kMapRead, 0, 0, 87}, {0, kPage, 1, 87}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(MapViewOfFile(mapping, row.access, 0, row.offset, row.length), nullptr);
+        EXPECT_EQ(platform::GetLastError(), row.error) << row.access << " " << row.offset << " " << row.length;
+    }
+    EXPECT_FALSE(platform::UnmapViewOfFile(nullptr));
+    EXPECT_EQ(platform::GetLastError(), 487U);
+    platform::CloseHandle(mapping);
+    platform::CloseHandle(file);
+
+    void* const empty = open("empty", kBoth, kOpenAlways);
+    EXPECT_EQ(mappingOf(empty, kPageReadOnly), nullptr);
+    EXPECT_EQ(platform::GetLastError(), 1006U);
+    platform::CloseHandle(empty);
+}
+
 // What a file holds after writing "new": one with "old text" in it, and one that wasn't there.
 TEST_F(PlatformFiles, StreamModes) {
     const auto rows = rowsOf(
