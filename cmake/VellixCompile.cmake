@@ -26,7 +26,7 @@ function(vellix_compile_privately target)
   target_compile_options(${target} PRIVATE ${vellix_compile_options} ${vellix_sanitize_options})
   target_link_options(${target} PRIVATE ${vellix_sanitize_options})
   if(NOT WIN32)
-    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
   endif()
   set_target_properties(${target} PROPERTIES
     CXX_STANDARD 17

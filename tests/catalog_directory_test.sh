@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Runs the catalog_directory example, given as the argument, on trees that are hard to catalog.
+# Runs the catalog_directory example on trees that are hard to catalog. The arguments are its command, which may begin with
+# an emulator.
 set -euo pipefail
-program=$1
+program=("$@")
 work=$(mktemp -d)
 trap 'chmod -R u+rwx "$work"; rm -rf -- "$work"' EXIT
 
@@ -13,7 +14,7 @@ fail() {
 # run STATUS DIRECTORY FILE: runs the program, which must end with that status.
 run() {
     local status=0
-    "$program" "$2" "$3" >"$work/out" 2>"$work/err" || status=$?
+    "${program[@]}" "$2" "$3" >"$work/out" 2>"$work/err" || status=$?
     [[ $status -eq $1 ]] || fail "status $status instead of $1 on $2"
     ! LC_ALL=C grep -q '[^[:print:]]' "$work/out" "$work/err" || fail "bytes that a terminal may not have"
 }

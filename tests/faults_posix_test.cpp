@@ -218,4 +218,30 @@ TEST_F(PosixFaults, TemporaryFiles) {
     EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
 }
 
+// Windows refuses to cut a file that is being read. Here, a page that has gone when the walk gets there ends the walk.
+TEST_F(PosixFaults, FileShortenedWhileItIsRead) {
+    const std::string front = kHeader + R"(<CatResults IC="1" ID="1"><CatFH>)";
+    const std::string tag = R"(<ET NM="last of page"/>)";
+    std::string file =
+        front + "<ET NM=\"" + std::string(kPageSize - front.size() - tag.size() - 11, 'x') + "\"/>" + tag;
+    file += file.substr(front.size()) + tag;
+    for (const std::size_t left : {kPageSize, kPageSize + 10, 2 * kPageSize - front.size() - 1}) {
+        SCOPED_TRACE(left);
+        writeFile(dir.file("a.xml"), file);
+        OpenReader reader;
+        VellixDoc files(VELLIX_DOC_FH);
+        VellixEntry entry;
+        ASSERT_TRUE(reader.load(dir.wide("a.xml").c_str()));
+        ASSERT_TRUE(reader.getFirstDoc(files));
+        std::filesystem::resize_file(dir.file("a.xml"), left);
+        EXPECT_TRUE(files.getNextEntry(entry));
+        EXPECT_TRUE(files.getNextEntry(entry));
+        EXPECT_EQ(slotsOf(entry), "6=last of page");
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_FALSE(files.getNextEntry(entry));
+            EXPECT_FALSE(reader.getNextDoc(files));
+        }
+    }
+}
+
 } // namespace

@@ -1,4 +1,4 @@
-// What the system does to the library: memory that runs out, and files that change behind its back.
+// What happens when memory runs out.
 
 #include <cstddef>
 #include <cstdlib>
@@ -213,32 +213,6 @@ TEST_F(Faults, NoMemoryWhileHolding) {
             EXPECT_GT(doc->size(), shown.size());
         }
     });
-}
-
-// A page that has gone when the walk gets there ends the walk.
-TEST_F(Faults, FileShortenedWhileItIsRead) {
-    const std::string front = kHeader + R"(<CatResults IC="1" ID="1"><CatFH>)";
-    const std::string tag = R"(<ET NM="last of page"/>)";
-    std::string file =
-        front + "<ET NM=\"" + std::string(kPageSize - front.size() - tag.size() - 11, 'x') + "\"/>" + tag;
-    file += file.substr(front.size()) + tag;
-    for (const std::size_t left : {kPageSize, kPageSize + 10, 2 * kPageSize - front.size() - 1}) {
-        SCOPED_TRACE(left);
-        writeFile(dir.file("a.xml"), file);
-        OpenReader reader;
-        VellixDoc files(VELLIX_DOC_FH);
-        VellixEntry entry;
-        ASSERT_TRUE(reader.load(dir.wide("a.xml").c_str()));
-        ASSERT_TRUE(reader.getFirstDoc(files));
-        std::filesystem::resize_file(dir.file("a.xml"), left);
-        EXPECT_TRUE(files.getNextEntry(entry));
-        EXPECT_TRUE(files.getNextEntry(entry));
-        EXPECT_EQ(slotsOf(entry), "6=last of page");
-        for (int i = 0; i < 2; ++i) {
-            EXPECT_FALSE(files.getNextEntry(entry));
-            EXPECT_FALSE(reader.getNextDoc(files));
-        }
-    }
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "vellix/platform/Platform.h"
 
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -95,10 +96,22 @@ TEST_F(PlatformFiles, CreateFileRefuses) {
     EXPECT_EQ(bytesOf(dir.file("f")), "text");
 }
 
+// Nothing of the system is called between a failure and the question for it, since on Windows that may change the answer.
 TEST_F(PlatformFiles, LastErrorBelongsToTheThread) {
-    EXPECT_EQ(open("none", kGenericRead), kInvalidHandle);
-    std::thread([] { EXPECT_FALSE(platform::CloseHandle(nullptr)); }).join();
-    EXPECT_EQ(platform::GetLastError(), 2U);
+    std::atomic<int> step{0};
+    unsigned long seen = 0;
+    std::thread other([&] {
+        EXPECT_EQ(open("none", kGenericRead), kInvalidHandle);
+        step = 1;
+        while (step != 2) {
+        }
+        seen = platform::GetLastError();
+    });
+    while (step != 1) std::this_thread::yield();
+    EXPECT_FALSE(platform::CloseHandle(nullptr));
+    step = 2;
+    other.join();
+    EXPECT_EQ(seen, 2U);
 }
 
 TEST_F(PlatformFiles, MappingOutlivesTheFileHandle) {
@@ -122,6 +135,35 @@ TEST_F(PlatformFiles, MappingOutlivesTheFileHandle) {
     EXPECT_FALSE(platform::UnmapViewOfFile(view));
     EXPECT_NE(platform::GetLastError(), 0U);
     EXPECT_EQ(bytesOf(dir.file("f")).substr(kPage), "End");
+}
+
+// The kind of a refusal is the same on every system, and so is which one comes first.
+TEST_F(PlatformFiles, RefusalsHaveNumbers) {
+    writeFile(dir.file("f"), "text");
+    void* const file = open("f", kGenericRead);
+    EXPECT_EQ(mappingOf(file, kPageReadWrite), nullptr);
+    EXPECT_EQ(platform::GetLastError(), 5U);
+    void* const mapping = mappingOf(file, kPageReadOnly);
+    const struct {
+        unsigned long access;
+        unsigned long offset;
+        std::size_t length;
+        unsigned long error;
+    } rows[] = {{kMapWrite, 0, 4, 5},    {kMapWrite, 0, 5, 87},           {kMapWrite, 1, 1, 87}, {kMapRead, 0, 5, 87},
+                {kMapCopy, 4096, 0, 87}, {kMapCopy | kMapRead, 0, 0, 87}, {0, kPage, 1, 87}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(MapViewOfFile(mapping, row.access, 0, row.offset, row.length), nullptr);
+        EXPECT_EQ(platform::GetLastError(), row.error) << row.access << " " << row.offset << " " << row.length;
+    }
+    EXPECT_FALSE(platform::UnmapViewOfFile(nullptr));
+    EXPECT_EQ(platform::GetLastError(), 487U);
+    platform::CloseHandle(mapping);
+    platform::CloseHandle(file);
+
+    void* const empty = open("empty", kBoth, kOpenAlways);
+    EXPECT_EQ(mappingOf(empty, kPageReadOnly), nullptr);
+    EXPECT_EQ(platform::GetLastError(), 1006U);
+    platform::CloseHandle(empty);
 }
 
 // What a file holds after writing "new": one with "old text" in it, and one that wasn't there.

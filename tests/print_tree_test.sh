@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Runs the print_tree example, given as the argument, on files that no writer of ours made.
+# Runs the print_tree example on files that no writer of ours made. The arguments are its command, which may begin with an
+# emulator.
 set -euo pipefail
-program=$1
+program=("$@")
 work=$(mktemp -d)
 trap 'rm -rf -- "$work"' EXIT
 cd "$work"
@@ -9,7 +10,7 @@ cd "$work"
 # expect NAME TEXT TREE
 expect() {
     printf '%b' "$2" >file
-    "$program" file >tree
+    "${program[@]}" file >tree
     if ! diff -u <(printf '%s' "${3:+$3$'\n'}") tree; then
         echo "$1: not the tree that was expected" >&2
         exit 1
@@ -28,10 +29,10 @@ expect "close tags too many" '</CatFH></CatFH><CatFH/>' 'CatFH'
 
 # A depth that the file chooses costs neither stack nor width.
 awk 'BEGIN { for (i = 0; i < 100000; ++i) printf "<CatFH>" }' >file
-"$program" file >tree
+"${program[@]}" file >tree
 [[ $(wc -l <tree) -eq 100000 && $(awk '{ print length }' tree | sort -n | tail -n 1) -eq 85 ]]
 
 for bad in missing "$work"; do
-    if "$program" "$bad" >tree 2>err; then exit 1; fi
+    if "${program[@]}" "$bad" >tree 2>err; then exit 1; fi
     grep -qx "print_tree: the file can't be read" err
 done

@@ -64,8 +64,9 @@ void* CreateFileW(const wchar_t* path, unsigned long access, unsigned long share
 /// both cases, 0 for success, since 0xFFFFFFFF may be the truth. A null `high` is passed over.
 unsigned long GetFileSize(void* file, unsigned long* high);
 
-/// Returns this thread's number for its last failure here, 0 if there was none. The numbers are those of Windows; of the
-/// calls for text, time and temporary names only WideCharToMultiByte sets one for certain.
+/// Returns this thread's number for its last failure here, 0 if there was none. Ask right after the call: on Windows
+/// other services of the system set it too. The numbers are those of Windows, but a missing directory counts as a missing
+/// file elsewhere; of the calls for text, time and temporary names only WideCharToMultiByte sets one for certain.
 unsigned long GetLastError();
 
 /// Makes a mapping object as large as the file is now, which keeps the file alive by itself. Null for an empty file, and
@@ -102,7 +103,7 @@ std::FILE* openForReading(const char* path);
 /// otherwise another number, no file was made, and `name` is empty.
 int _wtmpnam_s(wchar_t* name, std::size_t size);
 
-/// Deletes a file. Returns 0, or -1 on failure and for a null `path`.
+/// Deletes a file. Returns 0, or -1 on failure and for a null `path`. On Windows a read-only file can't be deleted.
 int _wunlink(const wchar_t* path);
 
 /// Returns the seconds since 1970, and stores them too if `seconds` isn't null.

@@ -216,7 +216,7 @@ const ViewRow* viewRow(unsigned long access) {
     for (const ViewRow& row : kViewRows) {
         if (row.access == access) return &row;
     }
-    return failed(kInvalidParameter);
+    return nullptr;
 }
 
 // The length of every view, since a view is ended by its address alone. The lock is held across the system's own call:
@@ -407,13 +407,11 @@ void* MapViewOfFile(void* mapping, unsigned long access, unsigned long offsetHig
                     std::size_t length) {
     const Object* const object = objectOf(mapping, Kind::kMapping);
     if (object == nullptr) return nullptr;
-    const ViewRow* const row = viewRow(access);
-    if (row == nullptr) return nullptr;
-    if (row->needsWritable && !object->writable) return failed(kAccessDenied);
-
     const std::uint64_t offset = joinWords(offsetHigh, offsetLow);
     const std::optional<std::size_t> wanted = viewLength(object->size, offset, length);
-    if (!wanted) return failed(kInvalidParameter);
+    const ViewRow* const row = viewRow(access);
+    if (!wanted || row == nullptr) return failed(kInvalidParameter);
+    if (row->needsWritable && !object->writable) return failed(kAccessDenied);
 
     // The file may have been cut since, and touching what is gone would end the process.
     const std::optional<std::uint64_t> present = sizeOf(object->descriptor);

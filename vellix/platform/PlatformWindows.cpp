@@ -280,7 +280,11 @@ int _wtmpnam_s(wchar_t* name, std::size_t size) {
     return 0;
 }
 
-int _wunlink(const wchar_t* path) { return path == nullptr ? -1 : ::_wunlink(path); }
+int _wunlink(const wchar_t* path) {
+    if (path != nullptr) return ::_wunlink(path);
+    failed(ERROR_INVALID_PARAMETER);
+    return -1;
+}
 
 __int64 _time64(__int64* seconds) { return ::_time64(seconds); }
 
