@@ -53,6 +53,7 @@ share/doc/vellix/docs/architecture.md
 share/doc/vellix/docs/attributes.md
 share/doc/vellix/docs/file-format.md
 share/doc/vellix/docs/guide.md
+share/doc/vellix/docs/performance.md
 FILES
 }
 
