@@ -236,7 +236,7 @@ struct ValueEnd {
 ValueEnd findValueEnd(const char* at, const char* end) {
     ValueEnd found;
     for (;;) {
-        at += plainRun(at, static_cast<std::size_t>(end - at));
+        at += plainEnd(at, 0, static_cast<std::size_t>(end - at));
         if (at == end) return found;
         switch (*at) {
         case '"':

@@ -18,9 +18,12 @@ static inline bool isBlank(char c) { return c == ' ' || c == '\n' || c == '\t' |
 
 // Copies bytes without the cost of a call where they are few, and returns the end of the copy.
 static inline char* copyBytes(char* out, const char* bytes, std::size_t length) {
-    if (length > 16) {
+    if (length > 32) {
         std::memcpy(out, bytes, length);
-    } else if (length >= 8) { // in two halves that overlap
+    } else if (length >= 16) { // in two halves that overlap
+        std::memcpy(out, bytes, 16);
+        std::memcpy(out + length - 16, bytes + length - 16, 16);
+    } else if (length >= 8) {
         std::memcpy(out, bytes, 8);
         std::memcpy(out + length - 8, bytes + length - 8, 8);
     } else if (length >= 4) {
@@ -40,16 +43,33 @@ static inline std::size_t lengthWithin(const char* text, std::size_t most) {
     return nul != nullptr ? static_cast<std::size_t>(static_cast<const char*>(nul) - text) : most;
 }
 
-// Returns how many bytes at `text` are ASCII, none of them NUL or escaped. All `length` bytes must be there to be read, also
-// behind a NUL.
-static inline std::size_t plainRun(const char* text, std::size_t length) {
-    std::size_t run = 0;
-    for (; length - run >= platform::kBlock; run += platform::kBlock) {
-        const unsigned int stops = platform::bitsOfSpecial(text + run);
-        if (stops != 0) return run + platform::lowestBit(stops);
+// As bitsOfSpecial for a text of `count` to twice as many bytes.
+template <std::size_t count> static inline unsigned int bitsOfShortText(const char* text, std::size_t length) {
+    const std::size_t second = length - count;
+    return platform::bitsOfSpecial<count>(text) | platform::bitsOfSpecial<count>(text + second) << second;
+}
+
+// Returns the first place from `at` on whose byte is NUL, escaped or no ASCII, or `length`. All `length` bytes must be
+// there to be read, also behind a NUL.
+static inline std::size_t plainEnd(const char* text, std::size_t at, std::size_t length) {
+    using platform::kBlock;
+    unsigned int stops = 0;
+    for (; length - at >= kBlock; at += kBlock) {
+        stops = platform::bitsOfSpecial<kBlock>(text + at);
+        if (stops != 0) return at + platform::lowestBit(stops);
     }
-    while (run < length && !platform::isSpecial(text[run])) ++run;
-    return run;
+    if (length >= kBlock) { // the rest, with bytes before it that are known
+        const std::size_t last = length - kBlock;
+        stops = platform::bitsOfSpecial<kBlock>(text + last) >> (at - last);
+    } else if (length >= kBlock / 2) {
+        stops = bitsOfShortText<kBlock / 2>(text, length) >> at;
+    } else if (length >= kBlock / 4) {
+        stops = bitsOfShortText<kBlock / 4>(text, length) >> at;
+    } else {
+        while (at < length && !platform::isSpecial(text[at])) ++at;
+        return at;
+    }
+    return stops != 0 ? at + platform::lowestBit(stops) : length;
 }
 
 // Returns the bytes of the unit at `text`, which is not at its end: what the step table says, cut short by `left` or by a
@@ -112,15 +132,13 @@ static inline std::size_t putUnit(const char* text, std::size_t left, char* out,
 
 // Returns the length of the escaped form of `length` bytes.
 static inline std::size_t escapedLength(const char* text, std::size_t length) {
-    std::size_t sum = 0;
-    for (std::size_t at = 0; at < length;) {
-        std::size_t unit = plainRun(text + at, length - at);
-        sum += unit;
-        at += unit;
-        while (at < length && platform::isSpecial(text[at])) { // they often come in a row
-            sum += putUnit(text + at, length - at, nullptr, unit);
+    std::size_t sum = length;
+    for (std::size_t at = plainEnd(text, 0, length); at < length; at = plainEnd(text, at, length)) {
+        do { // they often come in a row
+            std::size_t unit = 0;
+            sum += putUnit(text + at, length - at, nullptr, unit) - unit;
             at += unit;
-        }
+        } while (at < length && platform::isSpecial(text[at]));
     }
     return sum;
 }
@@ -128,10 +146,11 @@ static inline std::size_t escapedLength(const char* text, std::size_t length) {
 // Writes the escaped form of `length` bytes, for which there is room, and returns its end.
 static inline char* putEscaped(const char* text, std::size_t length, char* out) {
     for (std::size_t at = 0; at < length;) {
-        std::size_t unit = plainRun(text + at, length - at);
-        out = copyBytes(out, text + at, unit);
-        at += unit;
+        const std::size_t end = plainEnd(text, at, length);
+        out = copyBytes(out, text + at, end - at);
+        at = end;
         while (at < length && platform::isSpecial(text[at])) {
+            std::size_t unit = 0;
             out += putUnit(text + at, length - at, out, unit);
             at += unit;
         }
@@ -194,26 +213,25 @@ constexpr std::size_t kBadReference = static_cast<std::size_t>(-1);
 // or kBadReference. Only measures with a null `out`.
 static inline std::size_t putDecoded(const char* text, std::size_t length, char* out, std::size_t room) {
     std::size_t written = 0;
-    while (length > 0 && *text != '\0' && written < room) {
+    for (std::size_t at = 0; at < length && text[at] != '\0' && written < room;) {
         char value = 0;
-        std::size_t unit = plainRun(text, length);
+        std::size_t unit = plainEnd(text, at, length) - at;
         std::size_t bytes = unit;
-        const char* from = text;
-        if (unit == 0 && *text == '&') {
-            unit = readReference(text, length, value);
+        const char* from = text + at;
+        if (unit == 0 && *from == '&') {
+            unit = readReference(from, length - at, value);
             if (unit == 0) return kBadReference;
             from = &value;
             bytes = 1;
         } else if (unit == 0) {
-            unit = unitLength(text, length);
+            unit = unitLength(from, length - at);
             if (unit == 0) break; // a NUL that was not there a moment ago
             bytes = unit;
         }
         if (bytes > room - written) bytes = room - written;
         if (out != nullptr) copyBytes(out + written, from, bytes);
         written += bytes;
-        text += unit;
-        length -= unit;
+        at += unit;
     }
     return written;
 }

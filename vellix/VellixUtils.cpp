@@ -144,7 +144,7 @@ VellixToken scanQuoted(XmlStr& text, std::size_t first) {
     const char quote = buffer[first];
     std::size_t at = first + 1;
     for (;;) {
-        at += plainRun(buffer + at, length - at);
+        at = plainEnd(buffer, at, length);
         if (at == length || buffer[at] == '<') break;
         if (buffer[at] == quote) return makeToken(text, VELLIX_TOKEN_QUOTED, first, at + 1, at + 1);
         const std::size_t unit = unitLength(buffer + at, length - at);

@@ -1,11 +1,12 @@
 #ifndef VELLIX_PLATFORM_BYTES_H
 #define VELLIX_PLATFORM_BYTES_H
 
-// Sixteen bytes of text at a time, as a bit mask: bit i tells of the byte at `text + i`. With the vector instructions that
+// Some bytes of text at a time, as a bit mask: bit i tells of the byte at `text + i`. With the vector instructions that
 // every x86-64 processor has, and plainly elsewhere.
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -23,26 +24,38 @@ static inline bool isSpecial(char c) {
 
 #if defined(__SSE2__)
 
-static inline __m128i loadBlock(const char* text) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text)); }
+// The vector's bytes behind the text are NUL.
+template <std::size_t count> static inline __m128i loadBytes(const char* text) {
+    if constexpr (count == kBlock) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    } else if constexpr (count == 8) {
+        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(text));
+    } else {
+        int bytes = 0;
+        std::memcpy(&bytes, text, count);
+        return _mm_cvtsi32_si128(bytes);
+    }
+}
 
 static inline unsigned int bitsOf(__m128i truth) { return static_cast<unsigned int>(_mm_movemask_epi8(truth)); }
 
 static inline __m128i equals(__m128i block, char c) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(c)); }
 
-/// The bytes for which isSpecial holds. Setting one bit makes & and ' the same, and another < and >.
-static inline unsigned int bitsOfSpecial(const char* text) {
-    const __m128i block = loadBlock(text);
+/// The bytes, of the first `count`, at most kBlock, for which isSpecial holds. Setting one bit makes & and ' the same, and
+/// another < and >.
+template <std::size_t count> static inline unsigned int bitsOfSpecial(const char* text) {
+    const __m128i block = loadBytes<count>(text);
     const __m128i quotes = _mm_or_si128(equals(block, '"'), equals(_mm_or_si128(block, _mm_set1_epi8(1)), '\''));
     const __m128i brackets = equals(_mm_or_si128(block, _mm_set1_epi8(2)), '>');
     const __m128i barriers = _mm_or_si128(block, equals(block, '\0')); // the highest bit tells
-    return bitsOf(_mm_or_si128(_mm_or_si128(quotes, brackets), barriers));
+    return bitsOf(_mm_or_si128(_mm_or_si128(quotes, brackets), barriers)) & ((1U << count) - 1);
 }
 
 #else
 
-static inline unsigned int bitsOfSpecial(const char* text) {
+template <std::size_t count> static inline unsigned int bitsOfSpecial(const char* text) {
     unsigned int bits = 0;
-    for (std::size_t i = 0; i < kBlock; ++i) bits |= static_cast<unsigned int>(isSpecial(text[i])) << i;
+    for (std::size_t i = 0; i < count; ++i) bits |= static_cast<unsigned int>(isSpecial(text[i])) << i;
     return bits;
 }
 
