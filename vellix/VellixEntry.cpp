@@ -1,13 +1,12 @@
 #include "vellix/VellixEntry.h"
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <new>
+#include <string_view>
 #include <type_traits>
 
 #include "vellix/VellixText.h"
@@ -16,8 +15,10 @@
 
 namespace {
 
-constexpr int kAbsent = -1;
 constexpr std::size_t kBulkyValue = 65536;
+
+// The bit of a slot in its word of `present`.
+constexpr std::uint64_t bitOf(unsigned int id) { return std::uint64_t{1} << (id % 64); }
 
 const std::string& emptyString() {
     static const std::string empty;
@@ -25,16 +26,11 @@ const std::string& emptyString() {
 }
 
 // Replaces what a slot holds and keeps its memory. `text` may be a part of it.
-void assignTo(std::string& slot, const char* text, std::size_t length) {
-    const std::less_equal<const char*> notBehind;
-    const bool own = notBehind(slot.data(), text) && notBehind(text, slot.data() + slot.size());
-    if (own || length > slot.capacity()) {
-        slot.assign(text, length);
-    } else if (length == slot.size()) { // as numbers of one kind mostly are
+inline void assignTo(std::string& slot, const char* text, std::size_t length) {
+    if (length == slot.size() && text != slot.data()) { // as numbers of one kind mostly are
         copyBytes(&slot[0], text, length);
-    } else { // the short way to the same
-        slot.clear();
-        slot.append(text, length);
+    } else {
+        slot.assign(text, length);
     }
 }
 
@@ -60,9 +56,13 @@ int radix64Value(char c) {
     return -1;
 }
 
-// Writes up to six radix-64 digits, the least significant first, and returns the length of the text. The shift keeps the
-// sign of a signed number, so a negative one always has six digits. `pad` right-aligns them by the number's width.
-template <class Number> std::size_t radix64Encode(Number value, char* out, bool pad) {
+// The forms of numbers are written into a buffer, and a form refers to it.
+constexpr std::size_t kNumberBuffer = 24;
+using NumberBuffer = char[kNumberBuffer];
+
+// Writes up to six radix-64 digits, the least significant first. The shift keeps the sign of a signed number, so a negative
+// one always has six digits. `pad` right-aligns them by the number's width.
+template <class Number> std::string_view radix64Encode(Number value, NumberBuffer& out, bool pad) {
     char digits[kRadix64Digits];
     std::size_t count = 0;
     do {
@@ -73,7 +73,7 @@ template <class Number> std::size_t radix64Encode(Number value, char* out, bool 
     const std::size_t blanks = pad && count < kPaddedWidth ? kPaddedWidth - count : 0;
     std::memset(out, ' ', blanks);
     std::memcpy(out + blanks, digits, count);
-    return blanks + count;
+    return {out, blanks + count};
 }
 
 // Reads radix-64 digits into 32 bits; all bits set for a bad one. Narrower and wider results follow from that number by
@@ -91,10 +91,40 @@ int radix64Decode(const char* text) {
     return static_cast<int>(bits);
 }
 
-// Writes a number as the signed one of its bits, at least 32 of them, and returns the length of the text.
-template <class Number> std::size_t decimalEncode(Number value, char* out) {
+// "00" to "99".
+struct DigitPairs {
+    char text[200] = {};
+
+    constexpr DigitPairs() {
+        for (int i = 0; i < 100; ++i) {
+            text[2 * i] = static_cast<char>('0' + i / 10);
+            text[2 * i + 1] = static_cast<char>('0' + i % 10);
+        }
+    }
+};
+constexpr DigitPairs kDigitPairs;
+
+// Writes a number as the signed one of its bits, at least 32 of them.
+template <class Number> std::string_view decimalEncode(Number value, NumberBuffer& out) {
     using Signed = std::conditional_t<sizeof(Number) < sizeof(int), int, std::make_signed_t<Number>>;
-    return static_cast<std::size_t>(std::to_chars(out, out + 21, static_cast<Signed>(value)).ptr - out);
+    using Unsigned = std::make_unsigned_t<Signed>;
+    const auto number = static_cast<Signed>(value);
+    auto rest = static_cast<Unsigned>(number);
+    if (number < 0) rest = 0 - rest;
+    char* const end = out + kNumberBuffer;
+    char* first = end;
+    for (; rest >= 100; rest /= 100) {
+        first -= 2;
+        std::memcpy(first, kDigitPairs.text + 2 * (rest % 100), 2);
+    }
+    if (rest >= 10) {
+        first -= 2;
+        std::memcpy(first, kDigitPairs.text + 2 * rest, 2);
+    } else {
+        *--first = static_cast<char>('0' + rest);
+    }
+    if (number < 0) *--first = '-';
+    return {first, static_cast<std::size_t>(end - first)};
 }
 
 template <class Number> Number decimalDecode(const char* text) {
@@ -316,7 +346,7 @@ void VellixEntry::initAttribute() {
     numAttributes = 0;
     escapedTotal = 0;
     std::fill_n(present, kPresentWords, 0);
-    attrLen.assign(totalAttributes, kAbsent);
+    attrLen.assign(totalAttributes, 0);
     attrValue.clear();
     attrValue.resize(totalAttributes);
 }
@@ -330,7 +360,6 @@ void VellixEntry::resetAttribute() {
         bulky = false;
     }
     if (numAttributes == 0) return;
-    std::fill(attrLen.begin(), attrLen.end(), kAbsent);
     numAttributes = 0;
     escapedTotal = 0;
     std::fill_n(present, kPresentWords, 0);
@@ -389,7 +418,6 @@ void VellixEntry::loadFromBuffer(VELLIX_DOC_TYPE docType, const char* buffer, un
     numChildDocs = 0;
     numEntries = 0;
     entryClosed = false;
-    std::memset(numberBuffer, 0, sizeof numberBuffer);
     initAttribute();
     if (buffer != nullptr) parseAttrXMLString(buffer, length);
 }
@@ -491,25 +519,25 @@ VELLIX_NUMERIC_ENCODING VellixEntry::getEncoding(unsigned short id) const {
 
 // --- The store ---
 
-bool VellixEntry::isPresent(unsigned int id) const { return id < totalAttributes && attrLen[id] != kAbsent; }
+bool VellixEntry::isPresent(unsigned int id) const {
+    return id < totalAttributes && (present[id / 64] & bitOf(id)) != 0;
+}
 
 void VellixEntry::dropSlot(unsigned int id) {
     if (!isPresent(id)) return;
     escapedTotal -= static_cast<std::size_t>(attrLen[id]);
-    present[id / 64] &= ~(std::uint64_t{1} << (id % 64));
-    attrLen[id] = kAbsent;
+    present[id / 64] &= ~bitOf(id);
     --numAttributes;
 }
 
 void VellixEntry::keepSlot(unsigned int id, std::size_t escaped) {
-    int& noted = attrLen[id];
-    if (noted == kAbsent) {
-        present[id / 64] |= std::uint64_t{1} << (id % 64);
+    if (!isPresent(id)) {
+        present[id / 64] |= bitOf(id);
         ++numAttributes;
     } else {
-        escapedTotal -= static_cast<std::size_t>(noted);
+        escapedTotal -= static_cast<std::size_t>(attrLen[id]);
     }
-    noted = static_cast<int>(escaped);
+    attrLen[id] = static_cast<int>(escaped);
     escapedTotal += escaped;
 }
 
@@ -554,12 +582,13 @@ template <class Number> bool VellixEntry::addNumber(unsigned short id, Number va
         setError(VELLIX_ERR_OUT_OF_RANGE);
         return false;
     }
-    const bool radix64 = attribute != nullptr && attribute->encoding == VELLIX_ENC_RADIX64;
-    const std::size_t length = radix64 ? radix64Encode(value, numberBuffer, pad) : decimalEncode(value, numberBuffer);
-    numberBuffer[length] = '\0';
     if (place == nullptr || id >= totalAttributes) return false;
-    assignTo(attrValue[id], numberBuffer, length);
-    keepSlot(id, length); // no number has a character to escape
+    const bool radix64 = attribute != nullptr && attribute->encoding == VELLIX_ENC_RADIX64;
+    NumberBuffer numberBuffer;
+    const std::string_view text =
+        radix64 ? radix64Encode(value, numberBuffer, pad) : decimalEncode(value, numberBuffer);
+    assignTo(attrValue[id], text.data(), text.size());
+    keepSlot(id, text.size()); // no number has a character to escape
     return true;
 }
 

@@ -34,7 +34,7 @@ public:
     /// `buffer` leaves the entry empty. `flag` has no effect.
     VellixEntry(VELLIX_DOC_TYPE type, const char* buffer, unsigned long length, bool flag);
 
-    /// Copies everything but the number scratch. If memory for the entry name can't be had the copy has none.
+    /// Copies everything. If memory for the entry name can't be had the copy has none.
     VellixEntry(const VellixEntry& other);
 
     /// Takes over the content of `other`, which may afterwards only be assigned to, loaded or destroyed.
@@ -320,19 +320,18 @@ private:
 
     static constexpr unsigned int kPresentWords = (kLongestMap + 63) / 64;
 
-    std::vector<int> attrLen;           // -1 for an absent slot, otherwise the escaped length of its value
+    std::vector<int> attrLen;           // for each present slot the escaped length of its value
     std::vector<std::string> attrValue; // an absent slot keeps its old string, for its memory
     unsigned int totalAttributes = 0;
     unsigned short numAttributes = 0;          // slots that are present
-    std::size_t escapedTotal = 0;              // the sum of their escaped lengths
     std::uint64_t present[kPresentWords] = {}; // a bit for each of them
+    std::size_t escapedTotal = 0;              // the sum of their escaped lengths
     const VellixMapTag* learnedMap = nullptr;
     unsigned char followers[kLongestMap] = {}; // for each row of that map, the row whose attribute came next last time
     bool entryNamed = false;
     std::string entryName; // without meaning while `entryNamed` is false, kept for its memory
     bool bulky = false;    // a slot or the name has grown so large that its memory isn't worth keeping
     int lastError = VELLIX_SUCCESS;
-    char numberBuffer[65] = {}; // the text of the latest number
     bool entryClosed = false;
     VELLIX_DOC_TYPE type;
     unsigned long numChildDocs = 0;
