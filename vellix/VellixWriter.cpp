@@ -1,7 +1,6 @@
 #include "vellix/VellixWriter.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <new>
@@ -142,7 +141,7 @@ bool VellixWriter::open(const wchar_t* name) {
         setError(VELLIX_ERR_FILE_OPEN);
         return false;
     }
-    std::setvbuf(stream, nullptr, _IONBF, 0); // each record is one write call of its own
+    std::setvbuf(stream, nullptr, _IONBF, 0); // each record goes past the stream, in one write call of its own
     return true;
 }
 
@@ -245,8 +244,8 @@ void VellixWriter::fillPage(unsigned long length) {
 // Writes the filling that is owed and the `length` bytes of text that stand behind its place in `record`.
 bool VellixWriter::put(std::size_t length) {
     std::fill_n(record.begin(), owedFilling, ' ');
-    std::size_t taken = 0;
-    const bool whole = send(record.data(), owedFilling + length, taken);
+    const std::size_t taken = platform::writeThrough(stream, record.data(), owedFilling + length);
+    const bool whole = taken == owedFilling + length;
     const std::size_t filled = std::min(taken, owedFilling);
     owedFilling -= filled;
     if (!whole) {
@@ -259,29 +258,12 @@ bool VellixWriter::put(std::size_t length) {
     return true;
 }
 
-// Hands bytes to the operating system. `taken` becomes the number of those that it took.
-bool VellixWriter::send(const char* bytes, std::size_t length, std::size_t& taken) {
-    taken = 0;
-    while (taken < length) {
-        errno = 0;
-        taken += std::fwrite(bytes + taken, 1, length - taken, stream);
-        if (taken == length) break;
-        const bool interrupted = errno == EINTR;
-        std::clearerr(stream);
-        if (!interrupted) return false;
-    }
-    return flush();
-}
-
 // Replaces the last `length` bytes, the torn beginning of a record, by blanks and steps back in front of them, so that the
 // next record stands where it should and a reader sees nothing of this one.
 void VellixWriter::blankOut(std::size_t length) {
-    const auto back = static_cast<long>(length);
-    if (length == 0 || std::fseek(stream, -back, SEEK_CUR) != 0) return;
+    if (length == 0 || !platform::stepBack(stream, length)) return;
     std::fill(record.begin(), record.end(), ' ');
-    std::size_t taken = 0;
-    send(record.data(), length, taken);
-    std::fseek(stream, -static_cast<long>(taken), SEEK_CUR);
+    platform::stepBack(stream, platform::writeThrough(stream, record.data(), length));
 }
 
 void VellixWriter::recordLost() { intact = false; }

@@ -123,7 +123,6 @@ private:
     void fillPage(unsigned long length);
     void makeRoom(std::size_t length);
     bool put(std::size_t length);
-    bool send(const char* bytes, std::size_t length, std::size_t& taken);
     void blankOut(std::size_t length);
     void recordLost();
     bool canBeMarked() const;

@@ -98,6 +98,13 @@ std::FILE* _wfopen(const wchar_t* path, const wchar_t* mode);
 /// Opens a regular file for reading. Null on failure, and for a null `path`.
 std::FILE* openForReading(const char* path);
 
+/// Writes bytes to the file behind a stream that has no buffer. Returns how many of them the system took: fewer than
+/// `length` if it refuses more, as on a full disk.
+std::size_t writeThrough(std::FILE* stream, const char* bytes, std::size_t length);
+
+/// Moves back by `length` bytes in the file behind a stream that has no buffer. False on failure.
+bool stepBack(std::FILE* stream, std::size_t length);
+
 /// Creates an empty file under a new name in the system's temporary directory ($TMPDIR, else /tmp, on POSIX systems),
 /// readable by its owner alone, and puts its path in `name`, which has room for `size` characters with the NUL. Returns 0;
 /// otherwise another number, no file was made, and `name` is empty.

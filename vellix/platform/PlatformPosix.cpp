@@ -75,11 +75,9 @@ std::nullptr_t failedCall() {
     return failed(kGeneralFailure);
 }
 
-template <typename Call> int retryInterrupted(Call call) {
-    int result = 0;
-    do {
-        result = call();
-    } while (result == -1 && errno == EINTR);
+template <typename Call> auto retryInterrupted(Call call) {
+    auto result = call();
+    while (result == -1 && errno == EINTR) result = call();
     return result;
 }
 
@@ -469,6 +467,21 @@ std::FILE* openForReading(const char* path) {
     Descriptor file = openRegular(path, O_RDONLY);
     if (!file.isOpen()) return nullptr;
     return streamOn(std::move(file), "rb");
+}
+
+std::size_t writeThrough(std::FILE* stream, const char* bytes, std::size_t length) {
+    const int descriptor = ::fileno(stream);
+    std::size_t taken = 0;
+    while (taken < length) {
+        const auto more = retryInterrupted([&] { return ::write(descriptor, bytes + taken, length - taken); });
+        if (more <= 0) break;
+        taken += static_cast<std::size_t>(more);
+    }
+    return taken;
+}
+
+bool stepBack(std::FILE* stream, std::size_t length) {
+    return ::lseek(::fileno(stream), -static_cast<off_t>(length), SEEK_CUR) >= 0;
 }
 
 int _wtmpnam_s(wchar_t* name, std::size_t size) {

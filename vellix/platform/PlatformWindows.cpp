@@ -262,6 +262,24 @@ std::FILE* openForReading(const char* path) {
     return streamOn(descriptor, L"rb");
 }
 
+std::size_t writeThrough(std::FILE* stream, const char* bytes, std::size_t length) {
+    constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
+    const int descriptor = ::_fileno(stream);
+    std::size_t taken = 0;
+    while (taken < length) {
+        const std::size_t rest = length - taken;
+        const auto now = static_cast<unsigned int>(rest < kMostAtOnce ? rest : kMostAtOnce);
+        const int more = ::_write(descriptor, bytes + taken, now);
+        if (more <= 0) break;
+        taken += static_cast<std::size_t>(more);
+    }
+    return taken;
+}
+
+bool stepBack(std::FILE* stream, std::size_t length) {
+    return ::_lseeki64(::_fileno(stream), -static_cast<__int64>(length), SEEK_CUR) >= 0;
+}
+
 int _wtmpnam_s(wchar_t* name, std::size_t size) {
     if (name == nullptr || size == 0) return EINVAL;
     name[0] = L'\0';
