@@ -7,6 +7,7 @@
 
 #include "vellix/VellixFormat.h"
 #include "vellix/VellixReader.h"
+#include "vellix/VellixScanner.h"
 #include "vellix/VellixWriter.h"
 #include "vellix/platform/Platform.h"
 
@@ -186,9 +187,11 @@ bool VellixDoc::load(const char* text, unsigned long length) {
         setError(VELLIX_ERR_NO_MEMORY);
         return false;
     }
+    QuoteSearch search;
+    bool metEnd = false;
     bool first = true;
     for (; !cursor.atEnd(); cursor.skipToTag()) {
-        tag->parseAttrXMLString(&cursor);
+        tag->parseTag(cursor, &search, metEnd);
         if (!tag->isEmpty() && first) {
             takeOwnTag(*tag);
             first = false;

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "vellix/VellixScanner.h"
 #include "vellix/VellixText.h"
 #include "vellix/platform/Bytes.h"
 #include "vellix/platform/Platform.h"
@@ -210,18 +211,6 @@ XmlStr cursorOver(const char* buffer, std::size_t length) {
 VellixToken valueOf(const VellixToken& token) {
     if (token.kind != VELLIX_TOKEN_QUOTED) return token;
     return {token.start + 1, VELLIX_TOKEN_WORD, token.length - 2};
-}
-
-// True if more text could have made the word longer, or a quoted string: it reaches the end of the text, or it begins with a
-// quote that looked for its partner up to there.
-bool wordMetEnd(const XmlStr& text, const VellixToken& word) {
-    if (word.start + word.length == text.buffer + text.length) return true;
-    if (*word.start != '"' && *word.start != '\'') return false;
-    XmlStr rest = text;
-    rest.position = static_cast<unsigned long>(word.start - text.buffer) + 1;
-    char c = xmlNextChar(&rest);
-    while (c != '\0' && c != '<') c = xmlNextChar(&rest);
-    return c == '\0' && rest.position >= rest.length;
 }
 
 // The letters, digits and "_", of which all tags are made.
@@ -846,7 +835,7 @@ std::string VellixEntry::toString() const {
 
 int VellixEntry::parseAttrXMLString(XmlStr* text) {
     bool metEnd = false;
-    return text != nullptr ? parseTag(*text, metEnd) : VELLIX_ERR_NULL_ARGUMENT;
+    return text != nullptr ? parseTag(*text, nullptr, metEnd) : VELLIX_ERR_NULL_ARGUMENT;
 }
 
 int VellixEntry::parseAttrXMLString(const char* buffer, unsigned long length) {
@@ -855,31 +844,30 @@ int VellixEntry::parseAttrXMLString(const char* buffer, unsigned long length) {
     return parseAttrXMLString(&text);
 }
 
-// Parses one tag. `metEnd` tells whether the end of the text had a part in the result, so that the tag might read
-// otherwise if the text went on.
-int VellixEntry::parseTag(XmlStr& text, bool& metEnd) {
-    metEnd = false;
+// Parses one tag. `search` is the text's own, null if this is the only tag of it to be parsed. `metEnd` tells whether the
+// end of the text had a part in the result, so that the tag might read otherwise if the text went on.
+int VellixEntry::parseTag(XmlStr& text, QuoteSearch* search, bool& metEnd) {
     if (totalAttributes == 0) initAttribute(); // content was moved away
-    const VellixToken token = xmlNextToken(&text);
-    if (token.kind == VELLIX_TOKEN_OPEN) return parseAttributes(text, metEnd);
-    if (token.kind != VELLIX_TOKEN_EOF) return VELLIX_ERR_SYNTAX;
-    metEnd = text.position >= text.length;
-    return VELLIX_ERR_END_OF_BUFFER;
+    const VellixToken token = scanToken(text, search, metEnd);
+    if (token.kind == VELLIX_TOKEN_OPEN) return parseAttributes(text, search, metEnd);
+    return token.kind == VELLIX_TOKEN_EOF ? VELLIX_ERR_END_OF_BUFFER : VELLIX_ERR_SYNTAX;
 }
 
 // Parses what stands behind the "<".
-int VellixEntry::parseAttributes(XmlStr& text, bool& metEnd) {
-    int state = kExpectName;
+int VellixEntry::parseAttributes(XmlStr& text, QuoteSearch* search, bool& metEnd) {
     VellixToken name = {nullptr, VELLIX_TOKEN_EOF, 0};
+    int state = takeOwnName(text, name) ? kExpectEquals : kExpectName;
     for (;;) {
-        if ((state == kExpectEquals || (state == kExpectName && entryNamed)) && !parsePlainAttributes(text, state))
-            return VELLIX_ERR_NO_MEMORY;
-        const VellixToken token = xmlNextToken(&text);
+        const bool plainMayFollow = state == kExpectEquals || (state == kExpectName && entryNamed);
+        const bool plainPays = search == nullptr || !search->takesNotes();
+        if (plainMayFollow && plainPays && !parsePlainAttributes(text, state)) return VELLIX_ERR_NO_MEMORY;
+        bool tokenMetEnd = false;
+        const VellixToken token = scanToken(text, search, tokenMetEnd);
+        metEnd = metEnd || tokenMetEnd;
         if (token.kind == VELLIX_TOKEN_EOF) {
-            metEnd = text.position >= text.length;
+            metEnd = tokenMetEnd;
             return VELLIX_ERR_END_OF_BUFFER;
         }
-        metEnd = metEnd || (token.kind == VELLIX_TOKEN_WORD && wordMetEnd(text, token));
         switch (kActions[token.kind][state]) {
         case kRemember:
             name = token;
@@ -903,6 +891,20 @@ int VellixEntry::parseAttributes(XmlStr& text, bool& metEnd) {
             return VELLIX_ERR_SYNTAX;
         }
     }
+}
+
+// Takes the word that entries of this type are written with, if it comes next. The tokens would give the same.
+bool VellixEntry::takeOwnName(XmlStr& text, VellixToken& name) {
+    const char* const openTag = row().entryOpenTag;
+    if (entryNamed || openTag == nullptr) return false;
+    const char* const word = openTag + 1;
+    const std::size_t length = std::strlen(word);
+    const char* const at = text.buffer + text.position;
+    if (text.length - text.position <= length || at[length] != ' ' || std::memcmp(at, word, length) != 0) return false;
+    if (!takeName(at, length)) return false;
+    name = {at, VELLIX_TOKEN_WORD, static_cast<unsigned long>(length)};
+    text.position += name.length + 1;
+    return true;
 }
 
 const VellixMapTag* VellixEntry::attributeOf(const VellixToken& name) const {
@@ -969,7 +971,7 @@ const char* VellixEntry::readTag(const char* at, const char* end, unsigned char&
 bool VellixEntry::takeName(const char* word, std::size_t length) {
     if (entryNamed) return true;
     try {
-        entryName.assign(word, length);
+        if (entryName.compare(0, std::string::npos, word, length) != 0) entryName.assign(word, length);
     } catch (const std::bad_alloc&) {
         return false;
     }

@@ -10,6 +10,8 @@
 #include "vellix/VellixTypes.h"
 #include "vellix/VellixUtils.h"
 
+class QuoteSearch;
+
 // One tag with its attributes: the leaf unit of a catalog document, and the base of VellixDoc.
 //
 // An attribute is named by its id, a small number. The document type of the entry gives each id its tag, data type and
@@ -308,8 +310,9 @@ private:
     std::size_t textBound(const char* openTag) const;
     char* putText(char* out, const char* openTag) const;
     void putPieces(char* out, std::size_t room, const char* openTag) const;
-    int parseTag(XmlStr& text, bool& metEnd);
-    int parseAttributes(XmlStr& text, bool& metEnd);
+    int parseTag(XmlStr& text, QuoteSearch* search, bool& metEnd);
+    int parseAttributes(XmlStr& text, QuoteSearch* search, bool& metEnd);
+    bool takeOwnName(XmlStr& text, VellixToken& name);
     const VellixMapTag* attributeOf(const VellixToken& name) const;
     bool parsePlainAttributes(XmlStr& text, int& state);
     unsigned char* followersIn(const VellixMapTag* map);

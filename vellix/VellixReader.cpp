@@ -5,6 +5,7 @@
 
 #include "vellix/VellixFormat.h"
 #include "vellix/VellixMMap.h"
+#include "vellix/VellixScanner.h"
 #include "vellix/platform/Platform.h"
 
 namespace {
@@ -24,7 +25,8 @@ constexpr std::size_t kInVainPerPage = 4 * static_cast<std::size_t>(kPageSize);
 } // namespace
 
 VellixReader::VellixReader(VELLIX_DOC_TYPE type)
-    : mmap(new (std::nothrow) VellixMMap), fileHandle(platform::kInvalidHandle), root(type) {
+    : mmap(new (std::nothrow) VellixMMap), fileHandle(platform::kInvalidHandle), quoteSearch(new QuoteSearch),
+      root(type) {
     if (mmap == nullptr) throw VELLIX_ERR_NO_MEMORY;
     root.setReader(this);
 }
@@ -87,6 +89,7 @@ bool VellixReader::setText(const char* text, unsigned long length) {
     if (xmlStr == nullptr) xmlStr.reset(new (std::nothrow) XmlStr);
     if (xmlStr == nullptr) return false;
     *xmlStr = XmlStr();
+    quoteSearch->startOver();
     xmlStr->buffer = text;
     xmlStr->length = length;
     return true;
@@ -123,6 +126,13 @@ bool VellixReader::mapNextPage() { return morePages && mapPage(pageOffset + page
 
 bool VellixReader::atEnd() const { return xmlStr == nullptr || xmlStr->atEnd(); }
 
+// Parses the tag at the position. True if it may read otherwise with the next page behind it.
+bool VellixReader::parseTag(VellixEntry& entry) {
+    bool metEnd = false;
+    entry.parseTag(*xmlStr, quoteSearch.get(), metEnd);
+    return metEnd;
+}
+
 bool VellixReader::getFirstDoc(VellixDoc& doc) { return getNextDoc(doc); }
 
 bool VellixReader::getNextDoc(VellixDoc& doc) {
@@ -145,7 +155,7 @@ bool VellixReader::readDocEntry(VellixDoc& doc) {
         tag.clear();
         tag.setIsEntryClosed(false);
         xmlStr->skipToTag();
-        tag.parseAttrXMLString(xmlStr.get());
+        parseTag(tag);
         if (tag.getType() != doc.getType()) continue;
         doc = tag;
         if (!doc.isEntryClosed() && doc.cacheData()) {
@@ -164,7 +174,7 @@ bool VellixReader::readDocData(VellixDoc& doc) {
         entry.setIsEntryClosed(false);
         xmlStr->skipToTag();
         const unsigned long start = xmlStr->position;
-        entry.parseAttrXMLString(xmlStr.get());
+        parseTag(entry);
         if (entry.getType() != doc.getType()) {
             xmlStr->position = start;
             break;
@@ -179,7 +189,7 @@ bool VellixReader::readChildDocs(VellixDoc& doc) {
         const auto child = std::make_shared<VellixDoc>(VELLIX_DOC_NONE);
         xmlStr->skipToTag();
         const unsigned long start = xmlStr->position;
-        child->parseAttrXMLString(xmlStr.get());
+        parseTag(*child);
         if (child->getParentType() != doc.getType()) {
             xmlStr->position = start;
             break;
@@ -201,8 +211,7 @@ bool VellixReader::readEntry(VellixEntry& entry) {
         if (!atEnd()) {
             xmlStr->skipToTag();
             const unsigned long start = xmlStr->position;
-            bool cut = false;
-            entry.parseTag(*xmlStr, cut);
+            const bool cut = parseTag(entry);
             if (!cut || !morePages) break;
             if (start != xmlStr->length && lookedInVain <= kMostInVain) {
                 if (readCutTag(entry, start, startAfresh)) break;
@@ -235,7 +244,7 @@ bool VellixReader::readCutTag(VellixEntry& entry, unsigned long start, StartAfre
         text = XmlStr();
         text.buffer = tag.data();
         text.length = static_cast<unsigned long>(tag.size());
-        entry.parseTag(text, cut);
+        entry.parseTag(text, nullptr, cut);
     }
     if (cut && morePages) { // endless: the rest of it holds no "<" that the scanner would see
         xmlStr->position = xmlStr->length;

@@ -7,6 +7,7 @@
 
 #include "vellix/VellixDoc.h"
 
+class QuoteSearch;
 class VellixMMap;
 
 // Walks through a document file with one mapped page of 64 KB at a time, or through a text in memory.
@@ -93,6 +94,7 @@ private:
     void readRoot();
     void startOver();
     bool atEnd() const;
+    bool parseTag(VellixEntry& entry);
     template <class StartAfresh> bool readCutTag(VellixEntry& entry, unsigned long start, StartAfresh startAfresh);
     void standBehind(__int64 offset);
 
@@ -106,6 +108,7 @@ private:
     bool morePages = false;
     std::size_t lookedInVain = 0; // bytes looked at for tags that seemed cut and were not, less what was made good
     std::unique_ptr<XmlStr> xmlStr;
+    std::unique_ptr<QuoteSearch> quoteSearch; // in the current page or text
     VellixDoc root;
 };
 

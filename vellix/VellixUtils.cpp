@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "vellix/VellixScanner.h"
 #include "vellix/VellixText.h"
 
 #define ROW_OF_16(step) step, step, step, step, step, step, step, step, step, step, step, step, step, step, step, step
@@ -117,54 +118,6 @@ Measure measureWhole(const char* text) {
     return {length, escapedLength(text, length)};
 }
 
-// Makes the token of the bytes from `first` to `end` and moves the position to `next`.
-VellixToken makeToken(XmlStr& text, VellixTokenKind kind, std::size_t first, std::size_t end, std::size_t next) {
-    text.position = static_cast<unsigned long>(next);
-    return {text.buffer + first, kind, static_cast<unsigned long>(end - first)};
-}
-
-// Scans a word that begins at `first` and of which the bytes before `at` are known.
-VellixToken scanWord(XmlStr& text, std::size_t first, std::size_t at) {
-    const char* const buffer = text.buffer;
-    const std::size_t length = text.length;
-    while (at < length && buffer[at] != '\0') {
-        const char c = buffer[at];
-        if (isBlank(c)) return makeToken(text, VELLIX_TOKEN_WORD, first, at, at + 1);
-        if (c == '<' || c == '>' || c == '=') break;
-        if (c == '/' && length - at > 1 && buffer[at + 1] == '>') break;
-        at += unitLength(buffer + at, length - at);
-    }
-    return makeToken(text, VELLIX_TOKEN_WORD, first, at, at);
-}
-
-// Scans a quoted string whose opening quote stands at `first`. Without an end it is a word.
-VellixToken scanQuoted(XmlStr& text, std::size_t first) {
-    const char* const buffer = text.buffer;
-    const std::size_t length = text.length;
-    const char quote = buffer[first];
-    std::size_t at = first + 1;
-    for (;;) {
-        at = plainEnd(buffer, at, length);
-        if (at == length || buffer[at] == '<') break;
-        if (buffer[at] == quote) return makeToken(text, VELLIX_TOKEN_QUOTED, first, at + 1, at + 1);
-        const std::size_t unit = unitLength(buffer + at, length - at);
-        if (unit == 0) break;
-        at += unit;
-    }
-    return scanWord(text, first, first + 1);
-}
-
-VellixToken scanMark(XmlStr& text, VellixTokenKind kind, std::size_t first, std::size_t length) {
-    return makeToken(text, kind, first, first + length, first + length);
-}
-
-VellixToken scanOpen(XmlStr& text, std::size_t first) {
-    const char next = text.length - first > 1 ? text.buffer[first + 1] : '\0';
-    if (next == '/') return scanMark(text, VELLIX_TOKEN_CLOSE_OPEN, first, 2);
-    if (next == '?') return scanMark(text, VELLIX_TOKEN_PI_OPEN, first, 2);
-    return scanMark(text, VELLIX_TOKEN_OPEN, first, 1);
-}
-
 } // namespace
 
 unsigned long xmlLen(const char* text) {
@@ -230,29 +183,7 @@ char xmlNextChar(XmlStr* text) {
 }
 
 VellixToken xmlNextToken(XmlStr* text) {
-    constexpr VellixToken kEnd = {nullptr, VELLIX_TOKEN_EOF, 0};
-    if (text == nullptr) return kEnd;
-    while (text->position < text->length && isBlank(text->buffer[text->position])) ++text->position;
-    const unsigned long first = text->position;
-    const char c = xmlNextChar(text);
-    switch (c) {
-    case '\0':
-        return kEnd;
-    case '"':
-    case '\'':
-        return scanQuoted(*text, first);
-    case '<':
-        return scanOpen(*text, first);
-    case '=':
-        return scanMark(*text, VELLIX_TOKEN_EQUALS, first, 1);
-    case '>':
-        return scanMark(*text, VELLIX_TOKEN_END, first, 1);
-    case '/':
-        if (text->position < text->length && text->buffer[text->position] == '>')
-            return scanMark(*text, VELLIX_TOKEN_EMPTY_END, first, 2);
-        break;
-    default:
-        break;
-    }
-    return scanWord(*text, first, text->position);
+    bool metEnd = false;
+    if (text == nullptr) return {nullptr, VELLIX_TOKEN_EOF, 0};
+    return scanToken(*text, nullptr, metEnd);
 }

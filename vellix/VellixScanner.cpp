@@ -1,0 +1,155 @@
+#include "vellix/VellixScanner.h"
+
+#include <algorithm>
+#include <new>
+
+#include "vellix/VellixText.h"
+
+namespace {
+
+constexpr std::size_t kBlockLength = 64;
+constexpr std::size_t kPlaces = 4; // where the first unit of a block can begin
+constexpr unsigned int kOutcomeBits = 2;
+constexpr unsigned int kOutcomeMask = (1U << kOutcomeBits) - 1;
+
+// How many bytes may be searched in vain before notes are taken.
+constexpr std::size_t kMostInVain = 65536;
+
+// Searches up to `end`, or to the first unit behind it.
+QuoteSearch::Outcome findWithin(const char* text, std::size_t length, std::size_t end, std::size_t& at, char quote) {
+    for (;;) {
+        at = plainEnd(text, at, end);
+        if (at >= end) return QuoteSearch::kUnknown;
+        if (text[at] == quote) return QuoteSearch::kFound;
+        const std::size_t unit = text[at] != '<' ? unitLength(text + at, length - at) : 0;
+        if (unit == 0) return QuoteSearch::kStopped;
+        at += unit;
+        if (at >= end) return QuoteSearch::kUnknown;
+    }
+}
+
+// The place of an outcome in the note of its block.
+unsigned int shiftOf(std::size_t at, char quote) {
+    const std::size_t number = at % kBlockLength + (quote == '"' ? kPlaces : 0);
+    return static_cast<unsigned int>(number) * kOutcomeBits;
+}
+
+// Makes the token of the bytes from `first` to `end` and moves the position to `next`.
+VellixToken makeToken(XmlStr& text, VellixTokenKind kind, std::size_t first, std::size_t end, std::size_t next) {
+    text.position = static_cast<unsigned long>(next);
+    return {text.buffer + first, kind, static_cast<unsigned long>(end - first)};
+}
+
+// Scans a word that begins at `first` and of which the bytes before `at` are known.
+VellixToken scanWord(XmlStr& text, std::size_t first, std::size_t at, bool& metEnd) {
+    const char* const buffer = text.buffer;
+    const std::size_t length = text.length;
+    while (at < length && buffer[at] != '\0') {
+        const char c = buffer[at];
+        if (isBlank(c)) return makeToken(text, VELLIX_TOKEN_WORD, first, at, at + 1);
+        if (c == '<' || c == '>' || c == '=') break;
+        if (c == '/' && length - at > 1 && buffer[at + 1] == '>') break;
+        at += unitLength(buffer + at, length - at);
+    }
+    metEnd = metEnd || at == length;
+    return makeToken(text, VELLIX_TOKEN_WORD, first, at, at);
+}
+
+// Scans a quoted string whose opening quote stands at `first`. Without an end it is a word.
+VellixToken scanQuoted(XmlStr& text, std::size_t first, QuoteSearch* search, bool& metEnd) {
+    QuoteSearch own;
+    if (search == nullptr) search = &own;
+    std::size_t at = first + 1;
+    const QuoteSearch::Outcome outcome = search->find(text.buffer, text.length, at, text.buffer[first]);
+    if (outcome == QuoteSearch::kFound) return makeToken(text, VELLIX_TOKEN_QUOTED, first, at + 1, at + 1);
+    metEnd = outcome == QuoteSearch::kMetEnd;
+    return scanWord(text, first, first + 1, metEnd);
+}
+
+VellixToken scanMark(XmlStr& text, VellixTokenKind kind, std::size_t first, std::size_t length) {
+    return makeToken(text, kind, first, first + length, first + length);
+}
+
+VellixToken scanOpen(XmlStr& text, std::size_t first) {
+    const char next = text.length - first > 1 ? text.buffer[first + 1] : '\0';
+    if (next == '/') return scanMark(text, VELLIX_TOKEN_CLOSE_OPEN, first, 2);
+    if (next == '?') return scanMark(text, VELLIX_TOKEN_PI_OPEN, first, 2);
+    return scanMark(text, VELLIX_TOKEN_OPEN, first, 1);
+}
+
+} // namespace
+
+// --- Searching ---
+
+QuoteSearch::Outcome QuoteSearch::find(const char* text, std::size_t length, std::size_t& at, char quote) {
+    if (takesNotes()) return findWithNotes(text, length, at, quote);
+    const std::size_t first = at;
+    const Outcome outcome = findWithin(text, length, length, at, quote);
+    if (outcome == kFound) return kFound;
+    inVain += at - first;
+    if (inVain > kMostInVain) notes.reset(new (std::nothrow) std::uint16_t[length / kBlockLength + 1]()); // or goes on
+    return outcome == kUnknown ? kMetEnd : outcome;
+}
+
+// Searches block by block. `pass` is called with the place where each begins and gives the outcome if it knows it.
+template <class Pass>
+QuoteSearch::Outcome QuoteSearch::walk(const char* text, std::size_t length, std::size_t& at, char quote,
+                                       Pass pass) const {
+    for (;;) {
+        const std::size_t end = std::min(length, (at / kBlockLength + 1) * kBlockLength);
+        Outcome outcome = findWithin(text, length, end, at, quote);
+        if (outcome != kUnknown) return outcome;
+        if (at >= length) return kMetEnd;
+        outcome = pass(at);
+        if (outcome != kUnknown) return outcome;
+    }
+}
+
+QuoteSearch::Outcome QuoteSearch::findWithNotes(const char* text, std::size_t length, std::size_t& at, char quote) {
+    const auto noteAt = [this, quote](std::size_t place) {
+        return static_cast<Outcome>(notes[place / kBlockLength] >> shiftOf(place, quote) & kOutcomeMask);
+    };
+    const std::size_t first = at;
+    const Outcome outcome = walk(text, length, at, quote, noteAt);
+    if (outcome == kFound) return kFound;
+    std::size_t again = first;
+    walk(text, length, again, quote, [&](std::size_t place) {
+        const Outcome noted = noteAt(place);
+        if (noted == kUnknown) {
+            auto& note = notes[place / kBlockLength];
+            note = static_cast<std::uint16_t>(note | static_cast<unsigned int>(outcome) << shiftOf(place, quote));
+        }
+        return noted;
+    });
+    return outcome;
+}
+
+// --- Tokens ---
+
+VellixToken scanToken(XmlStr& text, QuoteSearch* search, bool& metEnd) {
+    metEnd = false;
+    while (text.position < text.length && isBlank(text.buffer[text.position])) ++text.position;
+    const unsigned long first = text.position;
+    const char c = xmlNextChar(&text);
+    switch (c) {
+    case '\0':
+        metEnd = text.position >= text.length;
+        return {nullptr, VELLIX_TOKEN_EOF, 0};
+    case '"':
+    case '\'':
+        return scanQuoted(text, first, search, metEnd);
+    case '<':
+        return scanOpen(text, first);
+    case '=':
+        return scanMark(text, VELLIX_TOKEN_EQUALS, first, 1);
+    case '>':
+        return scanMark(text, VELLIX_TOKEN_END, first, 1);
+    case '/':
+        if (text.position < text.length && text.buffer[text.position] == '>')
+            return scanMark(text, VELLIX_TOKEN_EMPTY_END, first, 2);
+        break;
+    default:
+        break;
+    }
+    return scanWord(text, first, text.position, metEnd);
+}

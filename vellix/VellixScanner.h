@@ -1,0 +1,48 @@
+#ifndef VELLIX_SCANNER_H
+#define VELLIX_SCANNER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "vellix/VellixUtils.h"
+
+// The tokens of a tag, for what reads many tags of one text. Internal, not installed.
+
+// Looks for the quotes that end strings, and keeps the cost of all searches in one text linear.
+//
+// A search ends at a "<" too, so usually no two of them go over the same bytes. But bytes that begin a UTF-8 unit without
+// its continuation hide what stands behind them from a walk by units, and a text can be made in which every tag is hidden
+// from the search in the tag before it. Then each of them would run to the end of the text. So once many bytes were
+// searched in vain, notes are taken: how searches end that come by a place. Places are noted where a unit begins next to
+// the start of a block. A unit has four bytes at most, so a block has four of them.
+class QuoteSearch {
+public:
+    enum Outcome : unsigned char { kUnknown, kFound, kStopped, kMetEnd }; ///< stopped: by a "<" or a NUL
+
+    /// Forgets what is known, for another text.
+    void startOver() {
+        inVain = 0;
+        notes.reset();
+    }
+
+    /// True from when notes are taken.
+    bool takesNotes() const { return notes != nullptr; }
+
+    /// Searches from `at`, where a unit begins, and moves there: to the quote if it was found.
+    Outcome find(const char* text, std::size_t length, std::size_t& at, char quote);
+
+private:
+    template <class Pass>
+    Outcome walk(const char* text, std::size_t length, std::size_t& at, char quote, Pass pass) const;
+    Outcome findWithNotes(const char* text, std::size_t length, std::size_t& at, char quote);
+
+    std::size_t inVain = 0;                 // bytes searched without success
+    std::unique_ptr<std::uint16_t[]> notes; // for each block two bits for each quote and place
+};
+
+/// As xmlNextToken. `metEnd` tells whether the end of the text had a part in what the token is, so that it might be
+/// another one if the text went on. `search` may be null; otherwise it is to be used for this text alone.
+VellixToken scanToken(XmlStr& text, QuoteSearch* search, bool& metEnd);
+
+#endif
