@@ -47,6 +47,9 @@ const Shape kShapes[] = {
     {"attributes", "<ET", " NM=\"a\""},
     {"unknown attributes", "<ET", " a=b"},
     {"entries", "", "<ET NM=\"a&amp;b\" SZ=\"1\"/>"},
+    {"tags hidden one by the next", "", "\xE0<\xE1\xF0y=\">"},
+    {"tags hidden behind a quote", "", "\xE0<\" NM=1>"},
+    {"tags hidden by a lead byte", "", "NM=\xF0<'&lt;"},
     {"images", "<CatImage PT=\"1\">", "<CatImage PT=\"2\"><CatFrag MV=\"3\"/>"},
 };
 
