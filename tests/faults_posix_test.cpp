@@ -2,15 +2,19 @@
 
 #include <csignal>
 #include <cstddef>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Failing.h"
 #include "FileSupport.h"
 #include "PosixSupport.h"
 #include "TempDir.h"
@@ -129,16 +133,83 @@ TEST_F(PosixFaults, DiskFullForOneRecord) {
     }
 }
 
+// Records of all sizes, one of them over three pages; the disk is full around each page boundary and anywhere.
+TEST_F(PosixFaults, DiskFullAtChosenBytesOfALargeFile) {
+    std::vector<VellixEntry> entries;
+    RandomText random(7);
+    for (int i = 0; i < 60; ++i)
+        entries.push_back(fileEntry(std::string(random.below(i % 20 == 19 ? 9000 : 600), '&'), i));
+    entries[30].addAttribute(7, std::string(3 * kPageSize, 'p'));
+    std::vector<std::string> written;
+    const auto write = [&] {
+        written.clear();
+        VellixWriter writer;
+        VellixDoc files(VELLIX_DOC_FH);
+        writer.create(dir.wide("a.xml").c_str());
+        writer.addDoc(files);
+        for (VellixEntry& entry : entries) {
+            if (files.addEntry(entry)) written.push_back(entry.toString());
+        }
+        files.close();
+        writer.markComplete();
+        writer.close();
+    };
+    write();
+    EXPECT_EQ(written.size(), entries.size());
+    const std::string whole = bytesOf(dir.file("a.xml"));
+    EXPECT_EQ(whole[kMarkAt], '1');
+    std::vector<std::size_t> limits = {whole.size() - 1};
+    for (std::size_t page = kPageSize; page < whole.size(); page += kPageSize) {
+        for (const std::size_t limit : {page - 1, page, page + 1}) limits.push_back(limit);
+    }
+    for (int i = 0; i < 20; ++i) limits.push_back(random.below(whole.size()));
+    for (const std::size_t limit : limits) {
+        SCOPED_TRACE(limit);
+        {
+            const FileSizeLimit full(limit);
+            write();
+        }
+        const std::string file = bytesOf(dir.file("a.xml"));
+        EXPECT_LE(file.size(), limit);
+        EXPECT_TRUE(file.size() <= kMarkAt || file[kMarkAt] == '0');
+        expectEntries(file, written);
+    }
+}
+
+// A device and a pipe can be written to. They hold no file that could be marked or mapped.
+TEST_F(PosixFaults, WritesToWhatIsNoFile) {
+    const auto writeTo = [](const std::string& path, bool(&written)[2]) {
+        VellixWriter writer;
+        EXPECT_TRUE(writer.create(std::filesystem::path(path).wstring().c_str()));
+        addSample(writer, written);
+        writer.markComplete();
+        EXPECT_EQ(writer.serialize(), nullptr);
+    };
+    bool written[2];
+    writeTo("/dev/full", written);
+    EXPECT_FALSE(written[0] || written[1]);
+    ASSERT_EQ(mkfifo(dir.file("pipe").c_str(), 0600), 0);
+    const int end = open(dir.file("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    writeTo(dir.file("pipe"), written);
+    EXPECT_TRUE(written[0] && written[1]);
+    char received[200];
+    EXPECT_EQ(std::string(received, static_cast<std::size_t>(read(end, received, sizeof received))), kSample);
+    close(end);
+}
+
 TEST_F(PosixFaults, PathsThatCannotServe) {
     writeFile(dir.file("locked"), kSample);
     ASSERT_EQ(mkfifo(dir.file("pipe").c_str(), 0600), 0);
     ASSERT_EQ(chmod(dir.file("locked").c_str(), 0), 0);
+    ASSERT_EQ(mkdir(dir.file("sealed").c_str(), 0555), 0);
     const struct {
         std::string path;
         bool toWrite; // shall that fail as well
     } cases[] = {{dir.path(), true},
                  {dir.file("locked"), true},
                  {dir.file("locked/below"), true},
+                 {dir.file("sealed/new"), true},
+                 {dir.file("missing/new"), true},
                  {dir.file("pipe"), false},
                  {dir.file(std::string(300, 'n')), true}};
     const uid_t user = geteuid();
@@ -244,4 +315,82 @@ TEST_F(PosixFaults, FileShortenedWhileItIsRead) {
     }
 }
 
+TEST_F(PosixFaults, FileGrowsWhileItIsRead) {
+    std::string file = kHeader + R"(<CatResults IC="0"><CatFH OP="1">)";
+    for (int i = 0; i < 4000; ++i) file += fileEntry("n", i).toString();
+    ASSERT_GT(file.size(), kPageSize);
+    writeFile(dir.file("a.xml"), file);
+    OpenReader reader;
+    ASSERT_TRUE(reader.load(dir.wide("a.xml").c_str()));
+    writeFile(dir.file("a.xml"), file + file);
+    EXPECT_EQ(readToEnd(reader).size(), 4001U);
+    ASSERT_TRUE(reader.load(dir.wide("a.xml").c_str()));
+    EXPECT_GT(readToEnd(reader).size(), 8001U);
+}
+
+// Streams and views are refused in turn too. The query is all of its tags or some of them, and its file goes.
+TEST_F(PosixFaults, NoMemoryWhileQuerying) {
+    const TempDir temporary;
+    const TemporaryDirectory use(temporary.path());
+    const std::string requester = R"( Requester="a name that needs memory of its own")";
+    const std::string body = R"(><ReturnResultFormat><ImageAttributes><requestReturnAtt name="Name"/>)"
+                             "</ImageAttributes></ReturnResultFormat></CatQuery>";
+    const std::string whole = kHeader + "<CatQuery" + requester + body;
+    failEachAllocation([&](Failing& failing) {
+        std::string text;
+        bool named = false;
+        {
+            CatQueryCriteriaHelper query;
+            VellixDoc format(VELLIX_DOC_RETURN_RESULT_FORMAT);
+            VellixDoc wanted(VELLIX_DOC_IMAGE_ATTRIBUTES);
+            VellixEntry name(VELLIX_DOC_IMAGE_ATTRIBUTES);
+            name.addAttribute(4, "Name");
+            text.reserve(2 * whole.size());
+            failing.arm();
+            attempt([&] { query.create(nullptr); });
+            named = attempt([&] { query.setRequester("a name that needs memory of its own"); });
+            attempt([&] { query.addDoc(format); });
+            attempt([&] { format.addChildDoc(wanted); });
+            attempt([&] { wanted.addEntry(name); });
+            attempt([&] { wanted.close(); });
+            attempt([&] { format.close(); });
+            attempt([&] {
+                const char* const written = query.serialize();
+                if (written != nullptr) text.assign(written, static_cast<std::size_t>(query.size() - 1));
+            });
+        }
+        failing.disarm();
+        EXPECT_TRUE(filesIn(temporary.path()).empty());
+        if (failing.failures() == 0) {
+            EXPECT_EQ(text, whole);
+        } else {
+            std::size_t at = 0;
+            for (const std::string& tag : split(named ? whole : kHeader + "<CatQuery" + body, ">")) {
+                if (text.compare(at, tag.size() + 1, tag + ">") == 0) at += tag.size() + 1;
+            }
+            EXPECT_EQ(at, text.size()) << text;
+        }
+    });
+}
+
 } // namespace
+
+// The library's calls end up here, see CMakeLists.txt.
+extern "C" {
+void* __real_malloc(std::size_t size);
+char* __real_strdup(const char* text);
+std::FILE* __real_fdopen(int descriptor, const char* mode);
+void* __real_mmap64(void* start, std::size_t length, int protection, int flags, int descriptor, off_t offset);
+
+void* __wrap_malloc(std::size_t size) { return Failing::failsNow() ? nullptr : __real_malloc(size); }
+
+char* __wrap_strdup(const char* text) { return Failing::failsNow() ? nullptr : __real_strdup(text); }
+
+std::FILE* __wrap_fdopen(int descriptor, const char* mode) {
+    return Failing::failsNow() ? nullptr : __real_fdopen(descriptor, mode);
+}
+
+void* __wrap_mmap64(void* start, std::size_t length, int protection, int flags, int descriptor, off_t offset) {
+    return Failing::failsNow() ? MAP_FAILED : __real_mmap64(start, length, protection, flags, descriptor, offset);
+}
+}

@@ -10,43 +10,19 @@
 
 #include <gtest/gtest.h>
 
+#include "Failing.h"
 #include "FileSupport.h"
 #include "TempDir.h"
+#include "vellix/CatImageCmdXmlFileHelper.h"
 
 using namespace filetest;
 
 namespace {
 
-// While one is armed, allocation number `first` of this thread fails, alone or with all that follow.
-class Failing {
-public:
-    Failing(long first, bool onwards) : left(first), all(onwards) {}
-    ~Failing() { disarm(); }
-    Failing(const Failing&) = delete;
-    Failing& operator=(const Failing&) = delete;
+thread_local Failing* armed = nullptr;
 
-    void arm() { armed = this; }
-    void disarm() { armed = nullptr; }
-    long failures() const { return count; }
-
-    static bool failsNow() {
-        if (armed == nullptr) return false;
-        const long number = armed->left--;
-        const bool fails = number == 0 || (number < 0 && armed->all);
-        if (fails) ++armed->count;
-        return fails;
-    }
-
-private:
-    static thread_local Failing* armed;
-    long left;
-    bool all;
-    long count = 0;
-};
-
-thread_local Failing* Failing::armed = nullptr;
-
-void* allocate(std::size_t size) { return Failing::failsNow() ? nullptr : std::malloc(size == 0 ? 1 : size); }
+// By way of `realloc`, as the requests to `malloc` are counted too.
+void* allocate(std::size_t size) { return Failing::failsNow() ? nullptr : std::realloc(nullptr, size == 0 ? 1 : size); }
 
 void* allocateOrThrow(std::size_t size) {
     void* memory = allocate(size);
@@ -55,6 +31,18 @@ void* allocateOrThrow(std::size_t size) {
 }
 
 } // namespace
+
+void Failing::arm() { armed = this; }
+
+void Failing::disarm() { armed = nullptr; }
+
+bool Failing::failsNow() {
+    if (armed == nullptr) return false;
+    const long number = armed->left--;
+    const bool fails = number == 0 || (number < 0 && armed->all);
+    if (fails) ++armed->count;
+    return fails;
+}
 
 // clang-format off
 void* operator new(std::size_t size) { return allocateOrThrow(size); }
@@ -70,34 +58,6 @@ void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free
 // clang-format on
 
 namespace {
-
-// False if memory ran out in the call, in one of the ways that the headers name.
-template <class Call> bool attempt(const Call& call) {
-    try {
-        call();
-        return true;
-    } catch (const std::bad_alloc&) {
-    } catch (VELLIX_ERROR code) {
-        EXPECT_EQ(code, VELLIX_ERR_NO_MEMORY);
-    }
-    return false;
-}
-
-// Runs a job again and again, with each of its allocations failing in turn, until it has them all.
-template <class Job> void failEachAllocation(const Job& job) {
-    for (const bool onwards : {false, true}) {
-        long runs = 0;
-        for (bool failed = true; failed && !testing::Test::HasFatalFailure(); ++runs) {
-            ASSERT_LT(runs, 100000) << "the job never gets through";
-            SCOPED_TRACE("allocation " + std::to_string(runs) + (onwards ? " and all that follow" : ""));
-            Failing failing(runs, onwards);
-            job(failing);
-            failing.disarm();
-            failed = failing.failures() != 0;
-        }
-        EXPECT_GT(runs, 1) << "the job allocated nothing";
-    }
-}
 
 class Faults : public testing::Test {
 protected:
@@ -182,9 +142,12 @@ TEST_F(Faults, NoMemoryWhileReading) {
 TEST_F(Faults, NoMemoryWhileHolding) {
     const std::string text =
         kHeader + R"(<CatDoc ID="7"><CatFH/><CatDoc ID="a value that needs memory of its own"/></CatDoc>)";
+    const std::string path = dir.file("a.xml");
+    writeFile(path, text);
     failEachAllocation([&](Failing& failing) {
         VellixDoc held(VELLIX_DOC_DOC);
         VellixDoc loaded(VELLIX_DOC_DOC);
+        VellixDoc fromFile(VELLIX_DOC_DOC);
         VellixDoc child(VELLIX_DOC_FH);
         VellixEntry entry;
         std::string shown;
@@ -199,19 +162,86 @@ TEST_F(Faults, NoMemoryWhileHolding) {
             VellixDoc assigned;
             assigned = VellixDoc(held);
             assigned.serialize(shown);
-            done = loaded.load(text);
+            done = loaded.load(text) && fromFile.load(path.c_str());
         });
         failing.disarm();
         EXPECT_EQ(done, failing.failures() == 0);
         if (done) {
             EXPECT_EQ(shown, text);
-            EXPECT_EQ(loaded.getNumberOfEntries(), 1U);
+            EXPECT_EQ(loaded.getNumberOfEntries() + fromFile.getNumberOfEntries(), 2U);
         }
-        for (const VellixDoc* doc : {&held, &loaded}) {
+        for (const VellixDoc* doc : {&held, &loaded, &fromFile}) {
             shown.clear();
             doc->serialize(shown);
             EXPECT_GT(doc->size(), shown.size());
         }
+    });
+}
+
+// A text that is handed out is whole or null, and the entry keeps what it held.
+TEST_F(Faults, NoMemoryForTexts) {
+    const std::string tag = R"(<ET NM="a &amp; long enough for memory of its own" SZ="12"/>)";
+    const std::string plain = "a & long enough for memory of its own";
+    const std::string escaped = "a &amp; long enough for memory of its own";
+    const auto length = static_cast<unsigned long>(tag.size());
+    const VellixEntry entry(VELLIX_DOC_FH, tag.data(), length, true);
+    failEachAllocation([&](Failing& failing) {
+        VellixEntry changed(entry);
+        std::string value = "before";
+        char* copy = nullptr;
+        int copied = -1;
+        failing.arm();
+        const MallocText texts[] = {
+            MallocText(VellixEntry::parseAttribute(VELLIX_DOC_FH, 6, tag.data(), length, true)),
+            MallocText(xmlDecode(escaped.data(), static_cast<unsigned long>(escaped.size()))),
+            MallocText(VellixEntry::parseAttributeFast_str(VELLIX_DOC_FH, 6, tag.c_str(), true)),
+            MallocText(xmlEncode(plain.c_str(), nullptr, -1))};
+        const MallocText owner(entry.getAttribute(6, copy, copied) ? copy : nullptr);
+        bool stored = false;
+        attempt([&] { stored = changed.addAttribute(19, L"wide, and long enough for memory of its own"); });
+        attempt([&] { changed.encodingAttributes(); });
+        bool encoded = false;
+        attempt([&] { encoded = entry.getAttributeXmlEncoded(6, value); });
+        failing.disarm();
+        bool all = owner != nullptr && stored && encoded && changed.getAttributeStr(6) == escaped;
+        for (std::size_t i = 0; i < 4; ++i) {
+            all = all && texts[i] != nullptr;
+            EXPECT_TRUE(texts[i] == nullptr || shown(texts[i]) == (i < 2 ? plain : escaped)) << i;
+        }
+        EXPECT_EQ(all, failing.failures() == 0);
+        EXPECT_TRUE(owner == nullptr ? copied == 0 : shown(owner) == plain);
+        EXPECT_EQ(value, encoded ? escaped : "before");
+        changed.removeAttribute(19);
+        EXPECT_EQ(changed.toString(), tag);
+    });
+}
+
+TEST_F(Faults, NoMemoryWhileCommanding) {
+    const std::wstring path = dir.wide("a.xml");
+    failEachAllocation([&](Failing& failing) {
+        std::filesystem::remove(dir.file("a.xml"));
+        std::vector<std::string> written;
+        std::vector<std::string> read;
+        CatImageCmdXmlFileHelper helper;
+        VellixEntry commands[2] = {fileEntry("a.txt", 12), fileEntry("b.txt", 7)};
+        VellixEntry command(VELLIX_DOC_FH);
+        written.reserve(2);
+        bool added[2] = {false, false};
+        bool loaded = false;
+        failing.arm();
+        attempt([&] { helper.setImageId("an id that needs memory of its own"); });
+        attempt([&] { helper.create(path.c_str()); });
+        for (int i = 0; i < 2; ++i) attempt([&] { added[i] = helper.addImageCmd(commands[i]); });
+        attempt([&] { helper.close(); });
+        attempt([&] { loaded = helper.load(path.c_str()) && helper.getNextImageCmd(command); });
+        failing.disarm();
+        EXPECT_TRUE(loaded || failing.failures() != 0);
+        for (int i = 0; i < 2; ++i) {
+            if (added[i]) written.push_back(commands[i].toString());
+        }
+        EXPECT_EQ(std::filesystem::exists(dir.file("a.xml")) ? entriesIn(bytesOf(dir.file("a.xml"))) : read, written);
+        helper.close();
+        EXPECT_TRUE(helper.create(path.c_str()) && helper.addImageCmd(commands[0])) << "it can't be used again";
     });
 }
 

@@ -38,9 +38,9 @@ const char* CatImageCmdXmlFileHelper::getImageId() const { return imageDoc.getAt
 bool CatImageCmdXmlFileHelper::addImageCmd(VellixEntry& entry) {
     if (writer == nullptr) return false;
     if (firstCommand) {
-        firstCommand = false;
         writer->addDoc(imageDoc);
         imageDoc.addChildDoc(commandDoc);
+        firstCommand = false; // not before: without its writer the document would hold the commands instead
     }
     return commandDoc.addEntry(entry);
 }

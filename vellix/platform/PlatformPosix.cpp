@@ -142,17 +142,33 @@ std::optional<std::uint64_t> sizeOf(const Descriptor& file) {
     return static_cast<std::uint64_t>(status.st_size);
 }
 
-using Text = std::unique_ptr<char[]>;
+// A path as UTF-8. The name of a temporary file takes no memory, so that it can be deleted when there is none.
+class Utf8Path {
+public:
+    explicit Utf8Path(const wchar_t* path) {
+        const int size = WideCharToMultiByte(kUtf8, 0, path, -1, nullptr, 0, nullptr, nullptr);
+        if (size == 0) return;
+        char* room = nearby;
+        if (static_cast<std::size_t>(size) > sizeof nearby) {
+            memory.reset(new (std::nothrow) char[static_cast<std::size_t>(size)]);
+            room = memory.get();
+        }
+        if (room == nullptr) {
+            failed(kNotEnoughMemory);
+            return;
+        }
+        WideCharToMultiByte(kUtf8, 0, path, -1, room, size, nullptr, nullptr);
+        text = room;
+    }
 
-// The path as UTF-8, null if there is none or memory ran out.
-Text utf8Path(const wchar_t* path) {
-    const int size = WideCharToMultiByte(kUtf8, 0, path, -1, nullptr, 0, nullptr, nullptr);
-    if (size == 0) return nullptr;
-    Text text(new (std::nothrow) char[static_cast<std::size_t>(size)]);
-    if (text == nullptr) return failed(kNotEnoughMemory);
-    WideCharToMultiByte(kUtf8, 0, path, -1, text.get(), size, nullptr, nullptr);
-    return text;
-}
+    // Null if there is no path or memory ran out.
+    const char* get() const { return text; }
+
+private:
+    const char* text = nullptr;
+    char nearby[4 * 260] = {}; // what the writer's room for such a name comes to at most
+    std::unique_ptr<char[]> memory;
+};
 
 constexpr mode_t kNewFileMode = 0666; // less the umask
 
@@ -325,20 +341,20 @@ bool decodeUtf8(const char* text, wchar_t* out, std::size_t size) {
 // Puts a path into `out`, and nothing if it doesn't fit or the wide form would name another file.
 bool widenPath(const char* path, wchar_t* out, std::size_t size) {
     if (decodeUtf8(path, out, size)) {
-        const Text back = utf8Path(out);
-        if (back != nullptr && std::strcmp(back.get(), path) == 0) return true;
+        const Utf8Path back(out);
+        if (back.get() != nullptr && std::strcmp(back.get(), path) == 0) return true;
     }
     out[0] = L'\0';
     return false;
 }
 
 // A path in the system's temporary directory that mkostemp can complete, null if memory ran out.
-Text temporaryPattern() {
+std::unique_ptr<char[]> temporaryPattern() {
     constexpr char kName[] = "/vellixXXXXXX";
     const char* directory = std::getenv("TMPDIR");
     if (directory == nullptr || *directory == '\0') directory = "/tmp";
     const std::size_t length = std::strlen(directory);
-    Text pattern(new (std::nothrow) char[length + sizeof(kName)]);
+    std::unique_ptr<char[]> pattern(new (std::nothrow) char[length + sizeof(kName)]);
     if (pattern == nullptr) return failed(kNotEnoughMemory);
     std::memcpy(pattern.get(), directory, length);
     std::memcpy(pattern.get() + length, kName, sizeof(kName));
@@ -351,8 +367,8 @@ void* CreateFileW(const wchar_t* path, unsigned long access, unsigned long /*sha
                   unsigned long disposition, unsigned long /*attributes*/, void* /*templateFile*/) {
     const bool writable = (access & kGenericWrite) != 0;
     const bool known = disposition == kOpenExisting || disposition == kOpenAlways;
-    const Text text = utf8Path(path);
-    if (text == nullptr) return kInvalidHandle;
+    const Utf8Path text(path);
+    if (text.get() == nullptr) return kInvalidHandle;
     if ((access & kGenericRead) == 0 || !known) {
         failed(kInvalidParameter);
         return kInvalidHandle;
@@ -450,8 +466,8 @@ int WideCharToMultiByte(unsigned int codePage, unsigned long flags, const wchar_
 }
 
 std::FILE* _wfopen(const wchar_t* path, const wchar_t* mode) {
-    const Text text = utf8Path(path);
-    if (text == nullptr) return nullptr;
+    const Utf8Path text(path);
+    if (text.get() == nullptr) return nullptr;
     const std::optional<StreamMode> wanted = readStreamMode(mode);
     if (!wanted) return failed(kInvalidParameter);
 
@@ -487,7 +503,7 @@ bool stepBack(std::FILE* stream, std::size_t length) {
 int _wtmpnam_s(wchar_t* name, std::size_t size) {
     if (name == nullptr || size == 0) return EINVAL;
     name[0] = L'\0';
-    const Text pattern = temporaryPattern();
+    const std::unique_ptr<char[]> pattern = temporaryPattern();
     if (pattern == nullptr) return ENOMEM;
     // mkostemp only puts one ASCII character for another: if the pattern can be told, the name can, and no file is left
     // behind that nobody knows of.
@@ -509,8 +525,8 @@ int _wtmpnam_s(wchar_t* name, std::size_t size) {
 }
 
 int _wunlink(const wchar_t* path) {
-    const Text text = utf8Path(path);
-    if (text == nullptr) return -1;
+    const Utf8Path text(path);
+    if (text.get() == nullptr) return -1;
     if (::unlink(text.get()) == 0) return 0;
     failedCall();
     return -1;

@@ -1,0 +1,61 @@
+#ifndef VELLIX_TESTS_FAILING_H
+#define VELLIX_TESTS_FAILING_H
+
+#include "vellix/VellixTypes.h"
+#include <gtest/gtest.h>
+#include <new>
+#include <string>
+
+// Running out of memory on demand. The program's operator new and what it is linked with ask here.
+
+/// While one is armed, request number `first` of this thread fails, alone or with all that follow: a request for memory,
+/// and where the program is linked so, one for a stream or a view.
+class Failing {
+public:
+    Failing(long first, bool onwards) : left(first), all(onwards) {}
+    ~Failing() { disarm(); }
+    Failing(const Failing&) = delete;
+    Failing& operator=(const Failing&) = delete;
+
+    void arm();
+    void disarm();
+    long failures() const { return count; }
+
+    /// Asked at each request.
+    static bool failsNow();
+
+private:
+    long left;
+    bool all;
+    long count = 0;
+};
+
+/// False if memory ran out in the call, in one of the ways that the headers name.
+template <class Call> bool attempt(const Call& call) {
+    try {
+        call();
+        return true;
+    } catch (const std::bad_alloc&) {
+    } catch (VELLIX_ERROR code) {
+        EXPECT_EQ(code, VELLIX_ERR_NO_MEMORY);
+    }
+    return false;
+}
+
+/// Runs a job again and again, with each of its requests failing in turn, until it has them all.
+template <class Job> void failEachAllocation(const Job& job) {
+    for (const bool onwards : {false, true}) {
+        long runs = 0;
+        for (bool failed = true; failed && !testing::Test::HasFatalFailure(); ++runs) {
+            ASSERT_LT(runs, 100000) << "the job never gets through";
+            SCOPED_TRACE("request " + std::to_string(runs) + (onwards ? " and all that follow" : ""));
+            Failing failing(runs, onwards);
+            job(failing);
+            failing.disarm();
+            failed = failing.failures() != 0;
+        }
+        EXPECT_GT(runs, 1) << "the job allocated nothing";
+    }
+}
+
+#endif

@@ -1,0 +1,207 @@
+// What reading and writing cost, counted and not timed: the library's code is compiled so that each piece of it that runs
+// counts one, and what works on a run of bytes counts those. Twice the bytes may cost twice as much.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "FileSupport.h"
+#include "TempDir.h"
+
+using namespace filetest;
+
+namespace {
+
+std::uint64_t steps = 0;
+
+// Shapes of hostile text: a front, and a unit again and again up to the size that is asked for.
+struct Shape {
+    const char* name;
+    std::string front;
+    std::string unit;
+};
+
+const Shape kShapes[] = {
+    {"a value without an end", "<ET NM=\"", "x"},
+    {"quotes", "<ET ", "\""},
+    {"quotes of both kinds", "<ET NM=", "\"'"},
+    {"quoted words", "<ET", " \"a\""},
+    {"open tags", "", "<"},
+    {"ends of tags", "<ET", ">"},
+    {"equals signs", "<ET", "="},
+    {"slashes", "<ET NM=\"", "/"},
+    {"references", "<ET NM=\"", "&lt;"},
+    {"digits of a reference", "<ET NM=\"&#", "1"},
+    {"ampersands", "<ET NM=\"", "&"},
+    {"tags cut by the next", "", "<ET NM=\"a"},
+    {"lead bytes", "<ET NM=\"", "\xF0"},
+    {"continuation bytes", "<ET NM=\"", "\x80"},
+    {"a quote behind each lead byte", "<ET", " \xE0\"<"},
+    {"NUL bytes", "<ET NM=\"", std::string(1, '\0')},
+    {"a NUL in each tag", "", std::string("<ET NM=\"\0\"/>", 12)},
+    {"attributes", "<ET", " NM=\"a\""},
+    {"unknown attributes", "<ET", " a=b"},
+    {"entries", "", "<ET NM=\"a&amp;b\" SZ=\"1\"/>"},
+    {"tags hidden one by the next", "", "\xE0<\xE1\xF0y=\">"},
+    {"tags hidden behind a quote", "", "\xE0<\" NM=1>"},
+    {"tags hidden by a lead byte", "", "NM=\xF0<'&lt;"},
+    {"images", "<CatImage PT=\"1\">", "<CatImage PT=\"2\"><CatFrag MV=\"3\"/>"},
+};
+
+std::string textOf(const Shape& shape, std::size_t size) {
+    std::string text = shape.front;
+    while (text.size() < size) text += shape.unit;
+    return text;
+}
+
+class Cost : public testing::Test {
+protected:
+    using Job = std::function<void(const std::string& text)>;
+
+    static std::uint64_t costOf(const Job& job, const std::string& text) {
+        const std::uint64_t before = steps;
+        job(text);
+        return steps - before;
+    }
+
+    // Each shape at one size and twice that.
+    static void expectLinear(const Job& job) {
+        constexpr std::size_t kSize = 4 * kPageSize;
+        for (const Shape& shape : kShapes) {
+            SCOPED_TRACE(shape.name);
+            const std::uint64_t once = costOf(job, textOf(shape, kSize));
+            const std::uint64_t twice = costOf(job, textOf(shape, 2 * kSize));
+            EXPECT_LE(once, kMostPerByte * kSize);
+            EXPECT_LE(twice, once * 22 / 10);
+        }
+    }
+
+    static constexpr std::uint64_t kMostPerByte = 1000;
+    TempDir dir;
+};
+
+unsigned long lengthOf(const std::string& text) { return static_cast<unsigned long>(text.size()); }
+
+TEST_F(Cost, Tokens) {
+    expectLinear([](const std::string& text) {
+        XmlStr cursor;
+        cursor.buffer = text.data();
+        cursor.length = lengthOf(text);
+        while (cursor.position < cursor.length) {
+            if (xmlNextToken(&cursor).kind == VELLIX_TOKEN_EOF) ++cursor.position; // at a NUL
+        }
+    });
+}
+
+TEST_F(Cost, OneTag) {
+    expectLinear([](const std::string& text) {
+        VellixEntry entry(VELLIX_DOC_FH);
+        entry.parseAttrXMLString(text.data(), lengthOf(text));
+        std::free(VellixEntry::parseAttribute(VELLIX_DOC_FH, 7, text.data(), lengthOf(text), true));
+        std::free(VellixEntry::parseAttributeFast_str(VELLIX_DOC_FH, 7, text.c_str(), true));
+    });
+}
+
+TEST_F(Cost, Documents) {
+    expectLinear([](const std::string& text) {
+        VellixDoc doc;
+        doc.load(text);
+        std::string out;
+        doc.serialize(out);
+    });
+}
+
+TEST_F(Cost, ReaderOverText) {
+    expectLinear([](const std::string& text) {
+        OpenReader reader;
+        reader.load(text.data(), lengthOf(text));
+        VellixDoc image(VELLIX_DOC_IMAGE);
+        while (reader.getNextDoc(image)) image.clear();
+        reader.load(text.data(), lengthOf(text));
+        readToEnd(reader);
+    });
+}
+
+TEST_F(Cost, ReaderOverFile) {
+    const Job read = [&](const std::string& text) {
+        writeFile(dir.file("a.xml"), kHeader + "<CatResults IC=\"0\">" + text);
+        OpenReader reader;
+        reader.load(dir.wide("a.xml").c_str());
+        readToEnd(reader);
+    };
+    expectLinear(read);
+    const std::string longest = textOf(kShapes[0], 17U << 20); // longer than any tag that is read
+    EXPECT_LE(costOf(read, longest), kMostPerByte * longest.size());
+}
+
+TEST_F(Cost, TextsThatAreWritten) {
+    expectLinear([&](const std::string& text) {
+        VellixEntry entry(VELLIX_DOC_FH);
+        entry.addAttribute(6, text);
+        entry.toString();
+        entry.encodingAttributes();
+        std::free(xmlEncode(text.c_str(), nullptr, -1));
+        std::free(xmlDecode(text.data(), lengthOf(text)));
+        VellixWriter writer;
+        writer.create(dir.wide("a.xml").c_str());
+        writer.write(entry);
+        VellixEntry small(VELLIX_DOC_FH);
+        small.addAttribute(6, text.substr(0, 100));
+        for (std::size_t i = 0; i < text.size() / 100; ++i) writer.write(small);
+    });
+}
+
+void* count(std::size_t bytes, void* result) {
+    steps += bytes;
+    return result;
+}
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    void* const memory = count(size, std::malloc(size));
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+// The compiler calls the first one. The library's calls of the others end up here, see CMakeLists.txt.
+extern "C" {
+void __sanitizer_cov_trace_pc();
+void __sanitizer_cov_trace_pc() { ++steps; }
+
+void* __real_memchr(const void* bytes, int byte, std::size_t size);
+void* __real_memcpy(void* to, const void* from, std::size_t size);
+void* __real_memmove(void* to, const void* from, std::size_t size);
+void* __real_memset(void* to, int byte, std::size_t size);
+std::size_t __real_strlen(const char* text);
+char* __real_strchr(const char* text, int byte);
+
+void* __wrap_memchr(const void* bytes, int byte, std::size_t size) {
+    void* const found = __real_memchr(bytes, byte, size);
+    if (found != nullptr)
+        size = static_cast<std::size_t>(static_cast<const char*>(found) - static_cast<const char*>(bytes));
+    return count(size, found);
+}
+void* __wrap_memcpy(void* to, const void* from, std::size_t size) { return count(size, __real_memcpy(to, from, size)); }
+void* __wrap_memmove(void* to, const void* from, std::size_t size) {
+    return count(size, __real_memmove(to, from, size));
+}
+void* __wrap_memset(void* to, int byte, std::size_t size) { return count(size, __real_memset(to, byte, size)); }
+std::size_t __wrap_strlen(const char* text) {
+    const std::size_t length = __real_strlen(text);
+    steps += length;
+    return length;
+}
+char* __wrap_strchr(const char* text, int byte) {
+    char* const found = __real_strchr(text, byte);
+    steps += found != nullptr ? static_cast<std::size_t>(found - text) : __real_strlen(text);
+    return found;
+}
+}
