@@ -10,7 +10,7 @@ using namespace filetest;
 
 namespace {
 
-constexpr std::size_t kMostBytes = 4 * kPageSize;
+constexpr std::size_t kMostBytes = 3 * kPageSize;
 
 std::string blownUp(Input& input) {
     std::string file = kHeader + R"(<CatResults IC="1" ID="s">)";
