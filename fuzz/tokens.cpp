@@ -23,15 +23,44 @@ void checkCharacters(XmlStr cursor) {
     }
 }
 
-void checkForm(const VellixToken& token) {
+bool isQuote(char c) { return c == '"' || c == '\''; }
+
+bool endsWord(const XmlStr& cursor) {
+    if (atTextEnd(cursor)) return true;
+    const char* const at = cursor.buffer + cursor.position;
+    const bool slash = *at == '/' && cursor.position + 1 < cursor.length && at[1] == '>';
+    return slash || std::strchr(" \t\r\n<>=", *at) != nullptr;
+}
+
+// Where the quoted string ends that begins at the position; 0 if none does.
+unsigned long endOfQuoted(XmlStr cursor) {
+    const char quote = xmlNextChar(&cursor);
+    if (!isQuote(quote)) return 0;
+    while (!atTextEnd(cursor) && cursor.buffer[cursor.position] != '<') {
+        if (xmlNextChar(&cursor) == quote) return cursor.position;
+    }
+    return 0;
+}
+
+unsigned long endOfWord(XmlStr cursor) {
+    do {
+        xmlNextChar(&cursor);
+    } while (!endsWord(cursor));
+    return cursor.position;
+}
+
+// Words and quoted strings go by characters, marks by bytes.
+void checkForm(XmlStr cursor, const VellixToken& token) {
     const std::string bytes(token.start, token.length);
+    cursor.position = static_cast<unsigned long>(token.start - cursor.buffer);
+    const unsigned long end = cursor.position + token.length;
     switch (token.kind) {
     case VELLIX_TOKEN_WORD:
-        require(!bytes.empty() && bytes != "=" && bytes[0] != '<' && bytes[0] != '>', "a word is no mark");
+        require(!endsWord(cursor) && end == endOfWord(cursor), "a word goes up to a mark or a blank");
+        require(endOfQuoted(cursor) == 0, "a word begins with a quote only if there is no other");
         break;
     case VELLIX_TOKEN_QUOTED:
-        require(bytes.size() >= 2 && (bytes[0] == '"' || bytes[0] == '\'') && bytes.back() == bytes[0],
-                "a quoted string has its quotes");
+        require(end == endOfQuoted(cursor), "a quoted string goes up to its quote");
         break;
     default: {
         const char* const marks[] = {"", "", "<", "</", ">", "=", "<?", "/>"};
@@ -52,7 +81,7 @@ void checkTokens(XmlStr cursor) {
         const auto first = static_cast<unsigned long>(token.start - cursor.buffer);
         require(first >= covered && first < cursor.length && token.length <= cursor.length - first,
                 "a token lies inside the text");
-        checkForm(token);
+        checkForm(cursor, token);
         skipBlanks(first);
         covered = first + token.length;
         require(cursor.position >= covered && cursor.position <= cursor.length, "the position is behind the token");

@@ -28,9 +28,8 @@ public:
     // A record of some length that is given another one for its place.
     void put(const std::string& record, std::size_t placed) {
         if (!isOpen) return;
-        const std::size_t room = boundary > bytes.size() ? boundary - bytes.size() : 0;
-        if (bytes.size() > boundary || placed > room) {
-            bytes.append(room, ' ');
+        if (bytes.size() > boundary || placed > room()) {
+            bytes.append(room(), ' ');
             boundary += kPageSize;
         }
         regular = regular && record.size() <= std::min(placed, kPageSize);
@@ -42,6 +41,8 @@ public:
     }
 
     void put(const std::string& record) { put(record, record.size()); }
+
+    std::size_t room() const { return boundary > bytes.size() ? boundary - bytes.size() : 0; }
 
     const std::string& content() const { return bytes; }
     const std::string& withoutFilling() const { return records; }
@@ -171,6 +172,13 @@ private:
         return bytes + std::string(more, 'x') + std::string(input.byte(), 'y');
     }
 
+    // What a record of some length lacks to end at the boundary or next to it. Mostly nothing, to let it end anywhere.
+    std::string filling(std::size_t length) {
+        const std::size_t target = file.room() + 2 - input.below(5);
+        return std::string(input.below(4) == 0 && target > length && target <= file.room() + 2 ? target - length : 0,
+                           'z');
+    }
+
     // An attribute that takes any text whatever its length.
     Attribute attributeFor(VELLIX_DOC_TYPE type) {
         const VellixMapTag* const row = xmlRowAt(type, input.byte() % 64);
@@ -270,7 +278,8 @@ private:
     void addEntry() {
         if (docs.empty()) return;
         const VELLIX_DOC_TYPE type = docs.back()->doc.getType();
-        const Attribute attribute = attributeFor(type);
+        Attribute attribute = attributeFor(type);
+        attribute.value += filling(entryText(type, attribute).size());
         VellixEntry entry(type);
         give(entry, attribute);
         const bool added = docs.back()->doc.addEntry(entry);
@@ -289,7 +298,8 @@ private:
 
     // Any text, with a length that may lie.
     void write() {
-        const std::string text = value();
+        std::string text = value();
+        text += filling(text.size());
         const std::size_t placed = input.below(4) == 0 ? input.word() : text.size();
         require(writer.write(text.c_str(), static_cast<unsigned long>(placed)) == (file.isOpen && !text.empty()),
                 "a text goes to the file");
