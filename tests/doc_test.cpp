@@ -56,6 +56,7 @@ TEST(Doc, HeldDocumentsBecomeText) {
     VellixEntry empty;
     files.addEntry(empty);
     checkForms(files, "<CatFH><ET NM=\"a&lt;b\"/><ET/></CatFH>");
+    checkForms(VellixDoc(static_cast<VELLIX_DOC_TYPE>(26)), ""); // a number that is no type is as VELLIX_DOC_NONE
 
     VellixDoc image(VELLIX_DOC_DOC);
     image.addAttribute(1, "42\"");

@@ -273,7 +273,7 @@ bool VellixDoc::serialize(char*& cursor, unsigned long& room) const {
 // The exact length of the text, where `size` gives what is enough.
 std::size_t VellixDoc::textLength() const { // NOLINT(misc-no-recursion): as deep as the caller's tree
     std::size_t length = includeXmlHeader() ? kXmlHeaderLength : 0;
-    if (getType() != VELLIX_DOC_NONE) length += textSize(getOpenTag(), plainCloseTag());
+    if (row().docType != VELLIX_DOC_NONE) length += textSize(getOpenTag(), plainCloseTag());
     for (const VellixDoc* child : childDocs) length += child->textLength();
     for (const VellixEntry& entry : entries) length += entry.size();
     if (holdsAnything()) length += std::strlen(getCloseTag());
@@ -287,7 +287,7 @@ char* VellixDoc::putText(char* out) const { // NOLINT(misc-no-recursion): as dee
         out += length;
     };
     if (includeXmlHeader()) put(kXmlHeader, kXmlHeaderLength);
-    if (getType() != VELLIX_DOC_NONE) out = VellixEntry::putText(out, getOpenTag());
+    if (row().docType != VELLIX_DOC_NONE) out = VellixEntry::putText(out, getOpenTag());
     for (const VellixDoc* child : childDocs) out = child->putText(out);
     for (const VellixEntry& entry : entries) {
         if (entry.size() != 0) out = entry.VellixEntry::putText(out, entry.getOpenTag());
