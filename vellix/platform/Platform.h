@@ -98,6 +98,10 @@ std::FILE* _wfopen(const wchar_t* path, const wchar_t* mode);
 /// Opens a regular file for reading. Null on failure, and for a null `path`.
 std::FILE* openForReading(const char* path);
 
+/// Move and tell the position of a stream, in files of any size, as `fseek` and `ftell` do in small ones.
+int _fseeki64(std::FILE* stream, __int64 offset, int origin);
+__int64 _ftelli64(std::FILE* stream);
+
 /// Creates an empty file under a new name in the system's temporary directory ($TMPDIR, else /tmp, on POSIX systems),
 /// readable by its owner alone, and puts its path in `name`, which has room for `size` characters with the NUL. Returns 0;
 /// otherwise another number, no file was made, and `name` is empty.
