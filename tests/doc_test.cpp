@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -237,6 +238,17 @@ TEST(Doc, LoadTellsWhyAFileGivesNothing) {
     VellixDoc doc(VELLIX_DOC_FH);
     EXPECT_FALSE(doc.load(static_cast<const char*>(nullptr)));
     EXPECT_EQ(doc.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
+}
+
+// Where the bytes of a file are counted in 32 bits. Elsewhere the text fits, and takes the memory that it needs.
+TEST(Doc, LoadRefusesAFileOfMoreThan32Bits) {
+    if (sizeof(unsigned long) > 4) GTEST_SKIP();
+    const TempDir directory;
+    const std::string path = directory.file("large");
+    std::ofstream(path, std::ios::binary).seekp(std::streamoff{1} << 32).put('x');
+    VellixDoc doc(VELLIX_DOC_FH);
+    EXPECT_FALSE(doc.load(path.c_str()));
+    EXPECT_EQ(doc.getLastError(), VELLIX_ERR_NO_MEMORY);
 }
 
 // A random tree: its text, its size, and what a load makes of it.

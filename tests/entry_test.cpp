@@ -2,12 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstddef>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "TestSupport.h"
+#include "FileSupport.h"
+#include "TempDir.h"
 
 namespace {
 
@@ -178,6 +182,36 @@ TEST(Entry, EscapingTheSlotsChangesNoText) {
         EXPECT_EQ(copy.toString(), text);
         EXPECT_EQ(copy == entry, std::string(value) == escaped.get());
     }
+}
+
+// Escaping makes texts up to six times as long. Where lengths have 32 bits that can be more than they can tell.
+TEST(Entry, TextsLongerThan32BitsCanTell) {
+    if (sizeof(unsigned long) > 4) GTEST_SKIP();
+    const bool outOfReach = sizeof(std::size_t) == 4; // elsewhere such a text could be had, at great cost
+    std::string quotes(ULONG_MAX / 6 + 1, '"');
+    EXPECT_EQ(xmlLen(quotes.c_str()), ULONG_MAX);
+    if (outOfReach) {
+        EXPECT_EQ(MallocText(xmlEncode(quotes.c_str(), nullptr, -1)), nullptr);
+    }
+    quotes.resize(INT_MAX / 6);
+    quotes.shrink_to_fit();
+    VellixDoc doc(VELLIX_DOC_FH);
+    EXPECT_TRUE(doc.addAttribute(6, quotes) && doc.addAttribute(7, quotes));
+    EXPECT_EQ(doc.VellixEntry::size(), ULONG_MAX);
+    EXPECT_EQ(doc.size(), ULONG_MAX);
+    char room[8] = {};
+    EXPECT_FALSE(doc.VellixEntry::serialize(room, 7));
+    EXPECT_STREQ(room, "<CatFH ");
+    char* cursor = room;
+    unsigned long left = 8;
+    EXPECT_FALSE(doc.serialize(cursor, left));
+    if (!outOfReach) return;
+    std::string text;
+    EXPECT_THROW(doc.serialize(text), std::bad_alloc);
+    const TempDir directory;
+    VellixWriter writer(VELLIX_DOC_FH);
+    EXPECT_TRUE(writer.create(directory.wide("catalog.xml").c_str()));
+    EXPECT_THROW(writer.write(doc), std::bad_alloc);
 }
 
 TEST(Entry, EqualityLooksAtSlotsAlone) {

@@ -138,6 +138,18 @@ TEST_F(PlatformFiles, MappingOutlivesTheFileHandle) {
 }
 
 // The kind of a refusal is the same on every system, and so is which one comes first.
+TEST_F(PlatformFiles, StreamsStandBehind32Bits) {
+    std::FILE* const stream = platform::_wfopen(dir.wide("file").c_str(), L"wb+");
+    ASSERT_NE(stream, nullptr);
+    constexpr __int64 kFar = 5LL << 30;
+    EXPECT_EQ(platform::_fseeki64(stream, kFar, SEEK_SET), 0);
+    EXPECT_EQ(platform::_fseeki64(stream, 1 - kFar, SEEK_CUR), 0);
+    EXPECT_EQ(platform::_fseeki64(stream, kFar, SEEK_CUR), 0);
+    EXPECT_EQ(platform::_ftelli64(stream), kFar + 1);
+    EXPECT_NE(platform::_fseeki64(stream, -1, SEEK_SET), 0);
+    std::fclose(stream);
+}
+
 TEST_F(PlatformFiles, RefusalsHaveNumbers) {
     writeFile(dir.file("f"), "text");
     void* const file = open("f", kGenericRead);

@@ -1,5 +1,7 @@
 #include "vellix/VellixDoc.h"
 
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +10,7 @@
 #include "vellix/VellixFormat.h"
 #include "vellix/VellixReader.h"
 #include "vellix/VellixScanner.h"
+#include "vellix/VellixText.h"
 #include "vellix/VellixWriter.h"
 #include "vellix/platform/Platform.h"
 
@@ -23,8 +26,8 @@ struct Free {
 };
 
 // Returns the size of a file in bytes, or -1, and rewinds it.
-long sizeOf(std::FILE* file) {
-    const long size = std::fseek(file, 0, SEEK_END) == 0 ? std::ftell(file) : -1;
+__int64 sizeOf(std::FILE* file) {
+    const __int64 size = platform::_fseeki64(file, 0, SEEK_END) == 0 ? platform::_ftelli64(file) : -1;
     std::rewind(file);
     return size;
 }
@@ -112,7 +115,7 @@ template <class Append> void VellixDoc::writeRecord(Append append) {
         writer->recordLost();
         throw;
     }
-    writer->write(text.c_str(), static_cast<unsigned long>(text.size()));
+    writer->write(text.c_str(), toldLength(text.size()));
 }
 
 bool VellixDoc::writeOpenTag() {
@@ -212,7 +215,11 @@ void VellixDoc::takeOwnTag(const VellixEntry& tag) {
     if (name != nullptr && read != nullptr && std::strcmp(name, read) == 0) *this = tag;
 }
 
-bool VellixDoc::load(const std::string& text) { return load(text.data(), static_cast<unsigned long>(text.size())); }
+bool VellixDoc::load(const std::string& text) {
+    if (text.size() <= ULONG_MAX) return load(text.data(), static_cast<unsigned long>(text.size()));
+    setError(VELLIX_ERR_NO_MEMORY);
+    return false;
+}
 
 bool VellixDoc::load(const char* path) {
     if (path == nullptr) {
@@ -224,13 +231,15 @@ bool VellixDoc::load(const char* path) {
         setError(VELLIX_ERR_FILE_OPEN);
         return false;
     }
-    const long size = sizeOf(file.get());
+    const __int64 size = sizeOf(file.get());
     if (size < 0) {
         setError(VELLIX_ERR_FILE_SIZE);
         return false;
     }
     const auto length = static_cast<std::size_t>(size);
-    const std::unique_ptr<char, Free> text(static_cast<char*>(std::malloc(length + 1)));
+    std::unique_ptr<char, Free> text;
+    if (toldLength(static_cast<std::uint64_t>(size)) != ULONG_MAX)
+        text.reset(static_cast<char*>(std::malloc(length + 1)));
     if (text == nullptr) {
         setError(VELLIX_ERR_NO_MEMORY);
         return false;
@@ -259,7 +268,7 @@ bool VellixDoc::serialize(std::string& out) const { // NOLINT(misc-no-recursion)
 
 bool VellixDoc::serialize(char*& cursor, unsigned long& room) const {
     if (cursor == nullptr) return false;
-    const std::size_t length = textLength();
+    const std::uint64_t length = textLength();
     if (length >= room) {
         if (room > 0) *cursor = '\0';
         return false;
@@ -271,8 +280,8 @@ bool VellixDoc::serialize(char*& cursor, unsigned long& room) const {
 }
 
 // The exact length of the text, where `size` gives what is enough.
-std::size_t VellixDoc::textLength() const { // NOLINT(misc-no-recursion): as deep as the caller's tree
-    std::size_t length = includeXmlHeader() ? kXmlHeaderLength : 0;
+std::uint64_t VellixDoc::textLength() const { // NOLINT(misc-no-recursion): as deep as the caller's tree
+    std::uint64_t length = includeXmlHeader() ? kXmlHeaderLength : 0;
     if (row().docType != VELLIX_DOC_NONE) length += textSize(getOpenTag(), plainCloseTag());
     for (const VellixDoc* child : childDocs) length += child->textLength();
     for (const VellixEntry& entry : entries) length += entry.size();
@@ -299,10 +308,10 @@ char* VellixDoc::putText(char* out) const { // NOLINT(misc-no-recursion): as dee
 unsigned long VellixDoc::size() const { // NOLINT(misc-no-recursion): as deep as the caller's tree
     // The close tag is counted by the base, which gets it from here; the 3 are more than the ">" or "/>" of the own tag,
     // and the header's number has them too.
-    std::size_t sum = VellixEntry::size() + (includeXmlHeader() ? kXmlHeaderLength : 0) + 3 + 1;
+    std::uint64_t sum = std::uint64_t{VellixEntry::size()} + (includeXmlHeader() ? kXmlHeaderLength : 0) + 3 + 1;
     for (const VellixDoc* child : childDocs) sum += child->size();
     for (const VellixEntry& entry : entries) sum += entry.size();
-    return static_cast<unsigned long>(sum);
+    return toldLength(sum);
 }
 
 const char* VellixDoc::getOpenTag() const {

@@ -1,6 +1,7 @@
 #ifndef VELLIX_DOC_H
 #define VELLIX_DOC_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -103,13 +104,14 @@ public:
     /// begins with a tag instead of a header is read with the document's present type in hand: a first tag of another
     /// name leaves the document as it is.
     /// True, also for a text without tags. False for a null `text` of some length (VELLIX_ERR_NULL_ARGUMENT), and if
-    /// memory ran out at the start (VELLIX_ERR_NO_MEMORY).
+    /// memory ran out at the start or a string is longer than an `unsigned long` can count (VELLIX_ERR_NO_MEMORY).
     bool load(const char* text, unsigned long length);
     bool load(const std::string& text);
 
     /// Reads a regular file whole and loads its text. False, with the code in `getLastError`: `path` is null
     /// (VELLIX_ERR_NULL_ARGUMENT); the file can't be opened or read (VELLIX_ERR_FILE_OPEN); its size can't be told
-    /// (VELLIX_ERR_FILE_SIZE); no memory for its text (VELLIX_ERR_NO_MEMORY). False without a code: it is empty.
+    /// (VELLIX_ERR_FILE_SIZE); no memory for its text, or more text than an `unsigned long` can count
+    /// (VELLIX_ERR_NO_MEMORY). False without a code: it is empty.
     bool load(const char* path);
 
     /// Appends the document's text to `out`: the XML header if its type has one, its own tag, its child documents, its
@@ -122,6 +124,7 @@ public:
     bool serialize(char*& cursor, unsigned long& room) const;
 
     /// Returns a number of bytes that is always enough for the buffer form of `serialize`. It is not the text's length.
+    /// ULONG_MAX means more than that.
     unsigned long size() const;
 
     /// The open and the close tag of the document's type, whatever it holds; empty for VELLIX_DOC_NONE.
@@ -134,7 +137,7 @@ private:
     void adoptChildDoc(const std::shared_ptr<VellixDoc>& child);
     void takeOwnTag(const VellixEntry& tag);
     bool holdsAnything() const;
-    std::size_t textLength() const;
+    std::uint64_t textLength() const;
     char* putText(char* out) const;
     template <class Append> void writeRecord(Append append);
 

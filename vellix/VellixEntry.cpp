@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -17,6 +18,7 @@
 namespace {
 
 constexpr std::size_t kBulkyValue = 65536;
+constexpr std::size_t kLongestEscaped = INT_MAX; // what a slot can note
 
 // The bit of a slot in its word of `present`.
 constexpr std::uint64_t bitOf(unsigned int id) { return std::uint64_t{1} << (id % 64); }
@@ -540,13 +542,23 @@ bool VellixEntry::storeText(unsigned int id, const char* value, std::size_t leng
         plain = false; // the cut may go through a character
     }
     if (length > kBulkyValue) {
-        constexpr auto kLongest = static_cast<std::size_t>(INT_MAX);
-        if (length > kLongest / 6 && escapedLength(value, length) > kLongest) return false;
         bulky = true;
+        if (length > kLongestEscaped / 6) return storeHugeText(id, value, length);
     }
     std::string& slot = attrValue[id];
     assignTo(slot, value, length);
-    keepSlot(id, plain ? length : escapedLength(slot.data(), slot.size()));
+    keepSlot(id, plain ? length : static_cast<std::size_t>(escapedLength(slot.data(), slot.size())));
+    return true;
+}
+
+// Stores a value whose escaped form may be longer than a slot can note; then false, and the slot stays as it was.
+bool VellixEntry::storeHugeText(unsigned int id, const char* value, std::size_t length) {
+    if (length > kLongestEscaped) return false;
+    std::string copy(value, length);
+    const std::uint64_t escaped = escapedLength(copy.data(), length);
+    if (escaped > kLongestEscaped) return false;
+    attrValue[id].swap(copy);
+    keepSlot(id, static_cast<std::size_t>(escaped));
     return true;
 }
 
@@ -747,13 +759,13 @@ template <class Visit> void VellixEntry::eachAttribute(Visit visit) const {
 }
 
 // What is always enough for the text, at the cost of no walk.
-std::size_t VellixEntry::textBound(const char* openTag) const {
+std::uint64_t VellixEntry::textBound(const char* openTag) const {
     constexpr std::size_t kLongestFrame = 32; // blank, tag, equals sign and quotes of an attribute
     return std::strlen(openTag) + escapedTotal + numAttributes * kLongestFrame + 2;
 }
 
-std::size_t VellixEntry::textSize(const char* openTag, const char* closeTag) const {
-    std::size_t size = std::strlen(openTag) + std::strlen(closeTag);
+std::uint64_t VellixEntry::textSize(const char* openTag, const char* closeTag) const {
+    std::uint64_t size = std::strlen(openTag) + std::strlen(closeTag);
     eachAttribute([&size](const VellixMapTag& attribute, const std::string&, std::size_t escapedLength) {
         size += 1 + attribute.tagAssignLen + escapedLength + 1; // the blank and the closing quote
     });
@@ -774,14 +786,16 @@ char* VellixEntry::putText(char* out, const char* openTag) const {
 
 unsigned long VellixEntry::size() const {
     if (row().docType == VELLIX_DOC_NONE) return 0;
-    return static_cast<unsigned long>(textSize(getOpenTag(), getCloseTag()));
+    return toldLength(textSize(getOpenTag(), getCloseTag()));
 }
 
 bool VellixEntry::serialize(std::string& out) const {
     if (row().docType == VELLIX_DOC_NONE) return false;
     const char* openTag = getOpenTag();
     const std::size_t before = out.size();
-    out.resize(before + textSize(openTag, plainCloseTag()));
+    const std::uint64_t length = textSize(openTag, plainCloseTag());
+    if (length > out.max_size() - before) throw std::bad_alloc();
+    out.resize(before + static_cast<std::size_t>(length));
     putText(&out[before], openTag);
     return true;
 }
@@ -972,7 +986,7 @@ bool VellixEntry::takeName(const char* word, std::size_t length) {
     if (entryNamed) return true;
     try {
         if (entryName.compare(0, std::string::npos, word, length) != 0) entryName.assign(word, length);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) { // no memory, or longer than any string
         return false;
     }
     bulky = bulky || length > kBulkyValue;
@@ -996,7 +1010,7 @@ bool VellixEntry::takeReferences(const VellixMapTag* attribute, const VellixToke
     std::string& plain = attrValue.back(); // the place of the longest map's end row: no attribute lives there
     try {
         if (plain.size() < value.length) plain.resize(value.length);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) { // no memory, or longer than any string
         return false;
     }
     bulky = bulky || value.length > kBulkyValue;

@@ -211,7 +211,8 @@ public:
     /// Returns what the text ends with: "/>", or ">" if there are child documents or entries.
     virtual const char* getCloseTag() const;
 
-    /// Returns the bytes of the text, its terminator not counted; 0 for VELLIX_DOC_NONE. Costs a sum, no escaping.
+    /// Returns the bytes of the text, its terminator not counted; 0 for VELLIX_DOC_NONE, ULONG_MAX for more than that.
+    /// Costs a sum, no escaping.
     unsigned long size() const;
 
     /// Appends the text to `out`. False for VELLIX_DOC_NONE, and nothing is appended.
@@ -301,13 +302,14 @@ private:
     void dropSlot(unsigned int id);
     void keepSlot(unsigned int id, std::size_t escaped);
     bool storeText(unsigned int id, const char* value, std::size_t length, bool plain);
+    bool storeHugeText(unsigned int id, const char* value, std::size_t length);
     bool admitsText(unsigned short id);
     template <class Number> bool addNumber(unsigned short id, Number value, bool pad);
     template <class Number, class Value> bool getNumber(unsigned short id, Value& value);
     template <class Visit> void eachAttribute(Visit visit) const;
     const char* plainCloseTag() const;
-    std::size_t textSize(const char* openTag, const char* closeTag) const;
-    std::size_t textBound(const char* openTag) const;
+    std::uint64_t textSize(const char* openTag, const char* closeTag) const;
+    std::uint64_t textBound(const char* openTag) const;
     char* putText(char* out, const char* openTag) const;
     void putPieces(char* out, std::size_t room, const char* openTag) const;
     int parseTag(XmlStr& text, QuoteSearch* search, bool& metEnd);
@@ -327,8 +329,8 @@ private:
     std::vector<std::string> attrValue; // an absent slot keeps its old string, for its memory
     unsigned int totalAttributes = 0;
     unsigned short numAttributes = 0;          // slots that are present
+    std::uint64_t escapedTotal = 0;            // the sum of their escaped lengths
     std::uint64_t present[kPresentWords] = {}; // a bit for each of them
-    std::size_t escapedTotal = 0;              // the sum of their escaped lengths
     const VellixMapTag* learnedMap = nullptr;
     unsigned char followers[kLongestMap] = {}; // for each row of that map, the row whose attribute came next last time
     bool entryNamed = false;

@@ -1,7 +1,9 @@
 #ifndef VELLIX_TEXT_H
 #define VELLIX_TEXT_H
 
+#include <climits>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "vellix/VellixUtils.h"
@@ -11,6 +13,13 @@
 //
 // All of them work on a known length and trust nothing that an earlier walk counted: a mapped page may change under the
 // reader at any time.
+//
+// Escaping makes a text up to six times as long, so escaped lengths have 64 bits where an address has 32.
+
+// A length as the interface tells it: the largest number stands for all that are out of its reach.
+static inline unsigned long toldLength(std::uint64_t length) {
+    return length < ULONG_MAX ? static_cast<unsigned long>(length) : ULONG_MAX;
+}
 
 static inline unsigned char byteAt(const char* text) { return static_cast<unsigned char>(*text); }
 
@@ -131,8 +140,8 @@ static inline std::size_t putUnit(const char* text, std::size_t left, char* out,
 }
 
 // Returns the length of the escaped form of `length` bytes.
-static inline std::size_t escapedLength(const char* text, std::size_t length) {
-    std::size_t sum = length;
+static inline std::uint64_t escapedLength(const char* text, std::size_t length) {
+    std::uint64_t sum = length;
     for (std::size_t at = plainEnd(text, 0, length); at < length; at = plainEnd(text, at, length)) {
         do { // they often come in a row
             std::size_t unit = 0;

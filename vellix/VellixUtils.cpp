@@ -1,6 +1,7 @@
 #include "vellix/VellixUtils.h"
 
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -88,14 +89,15 @@ struct Free {
 };
 using MallocText = std::unique_ptr<char, Free>;
 
-MallocText allocateText(std::size_t length) {
-    return length < SIZE_MAX ? MallocText(static_cast<char*>(std::malloc(length + 1))) : nullptr;
+MallocText allocateText(std::uint64_t length) {
+    if (length >= SIZE_MAX) return nullptr;
+    return MallocText(static_cast<char*>(std::malloc(static_cast<std::size_t>(length) + 1)));
 }
 
 // A beginning of a plain text and the length of its escaped form.
 struct Measure {
     std::size_t source;
-    std::size_t escaped;
+    std::uint64_t escaped;
 };
 
 // Measures the longest beginning of `text` that has at most `units` units and at most `room` bytes in escaped form.
@@ -120,9 +122,7 @@ Measure measureWhole(const char* text) {
 
 } // namespace
 
-unsigned long xmlLen(const char* text) {
-    return text != nullptr ? static_cast<unsigned long>(measureWhole(text).escaped) : 0;
-}
+unsigned long xmlLen(const char* text) { return text != nullptr ? toldLength(measureWhole(text).escaped) : 0; }
 
 char* xmlEncode(const char* text, char* destination, int size) {
     if (text == nullptr) return nullptr;
@@ -144,7 +144,9 @@ char* xmlEncode(const char* text, char* destination, int size) {
 void xmlEncode(std::string& out, const char* text, int size) {
     if (size >= 0 && size < INT_MAX) ++size;
     const MallocText escaped(xmlEncode(text, nullptr, size));
-    if (escaped != nullptr) out.append(escaped.get());
+    if (escaped == nullptr) return;
+    const std::size_t length = std::strlen(escaped.get());
+    if (length <= out.max_size() - out.size()) out.append(escaped.get(), length);
 }
 
 char* xmlDecode(const char* text, unsigned long length) {

@@ -28,7 +28,8 @@ struct VellixEntity {
 /// The five escaped characters, in the order in which they are tried, and an end row.
 extern VELLIX_API const VellixEntity xmlEntityTable[6];
 
-/// Returns the number of bytes of the escaped form of `text`, its terminator not counted. A null `text` counts 0.
+/// Returns the number of bytes of the escaped form of `text`, its terminator not counted; ULONG_MAX if that is more than an
+/// `unsigned long` holds. A null `text` counts 0.
 /// Five characters become references: double quote, ampersand, apostrophe, less-than and greater-than sign. So does each
 /// byte of a multi-byte unit that the terminator cuts short ("&#233;"), since it would swallow the quote behind it.
 ///     xmlLen("<a>")                      // 9

@@ -195,9 +195,9 @@ bool VellixWriter::write(const VellixEntry& entry) {
         const char* openTag = entry.getOpenTag();
         makeRoom(entry.textBound(openTag));
         const auto length = static_cast<std::size_t>(entry.putText(&record[0], openTag) - record.data());
-        fillPage(static_cast<unsigned long>(length));
+        fillPage(length);
         if (owedFilling != 0) {
-            makeRoom(owedFilling + length);
+            makeRoom(std::uint64_t{owedFilling} + length);
             std::memmove(&record[owedFilling], record.data(), length);
         }
         return put(length);
@@ -216,7 +216,7 @@ bool VellixWriter::write(const char* text, unsigned long length) {
     try {
         const std::size_t realLength = std::strlen(text);
         fillPage(length);
-        makeRoom(owedFilling + realLength);
+        makeRoom(std::uint64_t{owedFilling} + realLength);
         std::memcpy(&record[owedFilling], text, realLength);
         return put(realLength);
     } catch (...) {
@@ -225,15 +225,17 @@ bool VellixWriter::write(const char* text, unsigned long length) {
     }
 }
 
-void VellixWriter::makeRoom(std::size_t length) {
-    if (record.size() < length) record.resize(length);
+void VellixWriter::makeRoom(std::uint64_t length) {
+    if (record.size() >= length) return;
+    if (length > record.max_size()) throw std::bad_alloc();
+    record.resize(static_cast<std::size_t>(length));
 }
 
 // Makes room for a record of `length` bytes: one that would end past the next boundary begins on it. The boundary moves by
 // one page however long the record is.
-void VellixWriter::fillPage(unsigned long length) {
+void VellixWriter::fillPage(std::uint64_t length) {
     const __int64 rest = nextBoundary - position;
-    if (rest >= 0 && length <= static_cast<unsigned __int64>(rest)) return;
+    if (rest >= 0 && length <= static_cast<std::uint64_t>(rest)) return;
     if (rest > 0) {
         owedFilling += static_cast<std::size_t>(rest);
         position += rest;

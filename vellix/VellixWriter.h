@@ -2,6 +2,7 @@
 #define VELLIX_WRITER_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -120,8 +121,8 @@ private:
     void endStream();
     void endView();
     void writeHeader();
-    void fillPage(unsigned long length);
-    void makeRoom(std::size_t length);
+    void fillPage(std::uint64_t length);
+    void makeRoom(std::uint64_t length);
     bool put(std::size_t length);
     void blankOut(std::size_t length);
     void recordLost();

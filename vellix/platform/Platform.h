@@ -105,6 +105,10 @@ std::size_t writeThrough(std::FILE* stream, const char* bytes, std::size_t lengt
 /// Moves back by `length` bytes in the file behind a stream that has no buffer. False on failure.
 bool stepBack(std::FILE* stream, std::size_t length);
 
+/// Move and tell the position of a stream, in files of any size, as `fseek` and `ftell` do in small ones.
+int _fseeki64(std::FILE* stream, __int64 offset, int origin);
+__int64 _ftelli64(std::FILE* stream);
+
 /// Creates an empty file under a new name in the system's temporary directory ($TMPDIR, else /tmp, on POSIX systems),
 /// readable by its owner alone, and puts its path in `name`, which has room for `size` characters with the NUL. Returns 0;
 /// otherwise another number, no file was made, and `name` is empty.

@@ -500,6 +500,10 @@ bool stepBack(std::FILE* stream, std::size_t length) {
     return ::lseek(::fileno(stream), -static_cast<off_t>(length), SEEK_CUR) >= 0;
 }
 
+int _fseeki64(std::FILE* stream, __int64 offset, int origin) { return ::fseeko(stream, offset, origin); }
+
+__int64 _ftelli64(std::FILE* stream) { return ::ftello(stream); }
+
 int _wtmpnam_s(wchar_t* name, std::size_t size) {
     if (name == nullptr || size == 0) return EINVAL;
     name[0] = L'\0';

@@ -280,6 +280,10 @@ bool stepBack(std::FILE* stream, std::size_t length) {
     return ::_lseeki64(::_fileno(stream), -static_cast<__int64>(length), SEEK_CUR) >= 0;
 }
 
+int _fseeki64(std::FILE* stream, __int64 offset, int origin) { return ::_fseeki64(stream, offset, origin); }
+
+__int64 _ftelli64(std::FILE* stream) { return ::_ftelli64(stream); }
+
 int _wtmpnam_s(wchar_t* name, std::size_t size) {
     if (name == nullptr || size == 0) return EINVAL;
     name[0] = L'\0';
