@@ -19,7 +19,7 @@ constexpr std::size_t kLongestTag = std::size_t{16} * 1024 * 1024;
 
 // How many bytes may be looked at in vain, and how many of them each page that is passed makes good. A tag that seems cut
 // may turn out to end early after all, and a file can be made of such tags.
-constexpr std::size_t kMostInVain = 4 * kLongestTag;
+constexpr std::size_t kMostInVain = 16 * static_cast<std::size_t>(kPageSize);
 constexpr std::size_t kInVainPerPage = 4 * static_cast<std::size_t>(kPageSize);
 
 } // namespace
