@@ -22,6 +22,9 @@ inline void require(bool holds, const char* property) {
     std::abort();
 }
 
+/// A text as those see it that take a terminated one.
+inline std::string upToNul(const std::string& text) { return text.substr(0, text.find('\0')); }
+
 /// Takes decisions from the front of the bytes. When they have run out everything is 0.
 class Input {
 public:

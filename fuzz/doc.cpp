@@ -25,7 +25,7 @@ std::string plainTextOf(const VellixDoc& doc) {
 
 // The text of a document, once all ways to it have given the same.
 std::string wholeTextOf(const VellixDoc& doc) {
-    const std::string text = plainTextOf(doc);
+    std::string text = plainTextOf(doc);
     require(doc.size() > text.size(), "the size of a document is enough");
     for (const std::size_t room : {text.size() + 1, text.size(), text.size() / 2}) {
         Guarded buffer(room);

@@ -16,7 +16,7 @@ void checkDecoding(const Guarded& bytes) {
 std::string checkEncoding(const std::string& text) {
     const Guarded plain = Guarded::terminated(text);
     const MallocText allocated(xmlEncode(plain.data(), nullptr, -1));
-    const std::string escaped = allocated.get();
+    std::string escaped = allocated.get();
     require(xmlLen(plain.data()) == escaped.size(), "the length of an escaped form");
 
     Guarded room(escaped.size() + 1);
@@ -61,8 +61,7 @@ void checkTag(const std::string& text, const std::string& escaped) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Guarded bytes(data, size);
     checkDecoding(bytes);
-    const std::string all(bytes.data(), size);
-    const std::string text = all.substr(0, all.find('\0'));
+    const std::string text = upToNul(std::string(bytes.data(), size));
     const std::string escaped = checkEncoding(text);
     checkTooLittleRoom(text, escaped);
     checkTag(text, escaped);

@@ -57,12 +57,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Input input(data, size);
     const VELLIX_DOC_TYPE type = input.type();
     const auto id = static_cast<unsigned short>(input.byte());
-    const std::string pattern = input.text(input.below(8)).c_str();
+    const std::string pattern = upToNul(input.text(input.below(8)));
     const std::string all = input.rest();
     const Guarded bytes(all);
     const MallocText plain(VellixEntry::parseAttribute(type, id, bytes.data(), bytes.size(), false));
 
-    const std::string front = all.substr(0, all.find('\0'));
+    const std::string front = upToNul(all);
     const Guarded text = Guarded::terminated(front);
     checkFind(pattern, text);
     const VellixMapTag* const row = xmlRowAt(type, id);

@@ -7,7 +7,7 @@ namespace {
 
 // What an entry should hold after it has read a tag.
 struct Expected {
-    VELLIX_DOC_TYPE type;
+    VELLIX_DOC_TYPE type = VELLIX_DOC_NONE;
     bool named = false;
     std::string name;
     std::map<unsigned short, std::string> values;

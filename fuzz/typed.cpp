@@ -243,7 +243,7 @@ private:
 
     void setText(const std::string& text, bool asString) {
         const Guarded bytes = Guarded::terminated(text);
-        expectText(text.c_str(), asString ? entry.addAttribute(id, text) : entry.addAttribute(id, bytes.data()));
+        expectText(upToNul(text), asString ? entry.addAttribute(id, text) : entry.addAttribute(id, bytes.data()));
     }
 
     void setWide() {
@@ -259,7 +259,7 @@ private:
 
     void setByTag() {
         const std::string tag = place() != nullptr ? place()->tag : input.text(2);
-        const std::string text = input.text(input.byte()).c_str();
+        const std::string text = upToNul(input.text(input.byte()));
         const Guarded bytes(tag);
         const auto length = static_cast<unsigned int>(tag.size());
         const bool stored = entry.addAttribute(bytes.data(), length, text.c_str());
@@ -283,7 +283,7 @@ private:
 
     // A value that is read goes past the data types.
     void parse() {
-        const std::string value = input.text(input.byte()).c_str();
+        const std::string value = upToNul(input.text(input.byte()));
         if (place() == nullptr) return;
         const MallocText escaped(xmlEncode(value.c_str(), nullptr, -1));
         const Guarded tag(std::string("<x ") + place()->tagAssign + escaped.get() + "\"/>");

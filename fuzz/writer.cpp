@@ -167,7 +167,7 @@ private:
 
     // A value that may fill pages.
     std::string value() {
-        std::string bytes = input.text(input.below(64)).c_str();
+        const std::string bytes = upToNul(input.text(input.below(64)));
         const std::size_t more = input.below(4) == 0 ? 257 * static_cast<std::size_t>(input.byte()) : 0;
         return bytes + std::string(more, 'x') + std::string(input.byte(), 'y');
     }
