@@ -337,9 +337,8 @@ void VellixEntry::initAttribute() {
     numAttributes = 0;
     escapedTotal = 0;
     std::fill_n(present, kPresentWords, 0);
-    attrLen.assign(totalAttributes, 0);
+    attrLen.clear();
     attrValue.clear();
-    attrValue.resize(totalAttributes);
 }
 
 void VellixEntry::resetAttribute() {
@@ -347,6 +346,7 @@ void VellixEntry::resetAttribute() {
         for (std::string& value : attrValue) {
             if (value.capacity() > kBulkyValue) std::string().swap(value);
         }
+        std::string().swap(decodedValue);
         if (!entryNamed) std::string().swap(entryName);
         bulky = false;
     }
@@ -359,6 +359,7 @@ void VellixEntry::resetAttribute() {
 void VellixEntry::copyAttribute(const VellixEntry& other) {
     if (totalAttributes == 0) initAttribute();
     resetAttribute();
+    makeSlots(other.usedSlots()); // and no more: most entries that are kept are copies
     for (unsigned int id = 0; numAttributes < other.numAttributes && id < totalAttributes; ++id) {
         if (!other.isPresent(id)) continue;
         attrValue[id] = other.attrValue[id];
@@ -514,6 +515,25 @@ bool VellixEntry::isPresent(unsigned int id) const {
     return id < totalAttributes && (present[id / 64] & bitOf(id)) != 0;
 }
 
+// The number of slots up to the last that is present.
+std::size_t VellixEntry::usedSlots() const {
+    std::size_t used = totalAttributes;
+    while (used > 0 && !isPresent(static_cast<unsigned int>(used - 1))) --used;
+    return used;
+}
+
+void VellixEntry::makeSlots(std::size_t count) {
+    if (attrValue.size() >= count) return;
+    attrLen.resize(count);
+    attrValue.resize(count);
+}
+
+// The string of a slot that is about to take a value.
+std::string& VellixEntry::slotToFill(unsigned int id) {
+    if (id >= attrValue.size()) makeSlots(totalAttributes);
+    return attrValue[id];
+}
+
 void VellixEntry::dropSlot(unsigned int id) {
     if (!isPresent(id)) return;
     escapedTotal -= static_cast<std::size_t>(attrLen[id]);
@@ -545,7 +565,7 @@ bool VellixEntry::storeText(unsigned int id, const char* value, std::size_t leng
         bulky = true;
         if (length > kLongestEscaped / 6) return storeHugeText(id, value, length);
     }
-    std::string& slot = attrValue[id];
+    std::string& slot = slotToFill(id);
     assignTo(slot, value, length);
     keepSlot(id, plain ? length : static_cast<std::size_t>(escapedLength(slot.data(), slot.size())));
     return true;
@@ -557,7 +577,7 @@ bool VellixEntry::storeHugeText(unsigned int id, const char* value, std::size_t 
     std::string copy(value, length);
     const std::uint64_t escaped = escapedLength(copy.data(), length);
     if (escaped > kLongestEscaped) return false;
-    attrValue[id].swap(copy);
+    slotToFill(id).swap(copy);
     keepSlot(id, static_cast<std::size_t>(escaped));
     return true;
 }
@@ -588,7 +608,7 @@ template <class Number> bool VellixEntry::addNumber(unsigned short id, Number va
     NumberBuffer numberBuffer;
     const std::string_view text =
         radix64 ? radix64Encode(value, numberBuffer, pad) : decimalEncode(value, numberBuffer);
-    assignTo(attrValue[id], text.data(), text.size());
+    assignTo(slotToFill(id), text.data(), text.size());
     keepSlot(id, text.size()); // no number has a character to escape
     return true;
 }
@@ -948,7 +968,7 @@ bool VellixEntry::parsePlainAttributes(XmlStr& text, int& state) {
                 return false;
         } else if (attribute != nullptr && valueEnd.plain && learnedMap[attribute->id].maxLen < 0 &&
                    length <= kBulkyValue) {
-            assignTo(attrValue[attribute->id], value, length); // what storeText comes down to
+            assignTo(slotToFill(attribute->id), value, length); // what storeText comes down to
             keepSlot(attribute->id, length);
         } else if (attribute != nullptr) {
             storeText(attribute->id, value, length, valueEnd.plain);
@@ -1009,7 +1029,7 @@ bool VellixEntry::takeValue(const VellixMapTag* attribute, const VellixToken& va
 
 // The same for a value with an ampersand.
 bool VellixEntry::takeReferences(const VellixMapTag* attribute, const VellixToken& value) {
-    std::string& plain = attrValue.back(); // the place of the longest map's end row: no attribute lives there
+    std::string& plain = decodedValue;
     try {
         if (plain.size() < value.length) plain.resize(value.length);
     } catch (const std::exception&) { // no memory, or longer than any string

@@ -230,7 +230,8 @@ public:
     // record:
     // - VELLIX_SUCCESS: the tag ended, with ">" straight behind an attribute or with "/>".
     // - VELLIX_ERR_END_OF_BUFFER: the text ended before the tag or inside it.
-    // - VELLIX_ERR_NO_MEMORY: a value has a bad reference, or memory for a value or the name ran out.
+    // - VELLIX_ERR_NO_MEMORY: a value has a bad reference, or memory to decode it or for the name ran out. If there is none
+    //   for the slot std::bad_alloc leaves the call.
     // - VELLIX_ERR_NULL_ARGUMENT: the text is null.
     // - VELLIX_ERR_SYNTAX: the first token is no "<", or a token stands where it may not. A tag without attributes that
     //   ends in ">" counts here too, with name and type set.
@@ -299,6 +300,9 @@ private:
     void takeStore(VellixEntry& other) noexcept;
     const VellixDocTypeRow& row() const;
     bool isPresent(unsigned int id) const;
+    std::size_t usedSlots() const;
+    void makeSlots(std::size_t count);
+    std::string& slotToFill(unsigned int id);
     void dropSlot(unsigned int id);
     void keepSlot(unsigned int id, std::size_t escaped);
     bool storeText(unsigned int id, const char* value, std::size_t length, bool plain);
@@ -326,10 +330,11 @@ private:
     static constexpr unsigned int kPresentWords = (kLongestMap + 63) / 64;
 
     std::vector<int> attrLen;           // for each present slot the escaped length of its value
-    std::vector<std::string> attrValue; // an absent slot keeps its old string, for its memory
-    unsigned int totalAttributes = 0;
-    unsigned short numAttributes = 0;          // slots that are present
-    std::uint64_t escapedTotal = 0;            // the sum of their escaped lengths
+    std::vector<std::string> attrValue; // an absent slot keeps its old string, for its memory; those behind are absent
+    std::string decodedValue;           // scratch of parses, kept for its memory
+    unsigned int totalAttributes = 0;   // 0 when the content was moved away
+    unsigned short numAttributes = 0;   // slots that are present
+    std::uint64_t escapedTotal = 0;     // the sum of their escaped lengths
     std::uint64_t present[kPresentWords] = {}; // a bit for each of them
     const VellixMapTag* learnedMap = nullptr;
     unsigned char followers[kLongestMap] = {}; // for each row of that map, the row whose attribute came next last time
