@@ -5,6 +5,7 @@
 #     <!-- quote: FILE [REGION] -->       the lines between two "// [REGION]" lines of FILE, or all of it
 #     <!-- output: PROGRAM ARGUMENT... -->
 set -euo pipefail
+shopt -s extglob
 source=$(cd "$1" && pwd)
 programs=$(cd "$2" && pwd)
 work=$(mktemp -d)
@@ -68,6 +69,17 @@ for document in "${documents[@]}"; do
         [[ ! -e $block ]] || check "$block"
     done
 done
+
+# Each test that a document names is there.
+while read -r name; do
+    if [[ $name == fuzz_*_replay ]]; then
+        [[ ! -e $source/fuzz/${name//@(fuzz_|_replay)/}.cpp ]] || continue
+    elif grep -qE "^TEST(_F)?\\(${name%.*}, ${name#*.}\\)" "$source"/tests/*.cpp; then
+        continue
+    fi
+    echo "docs/robustness.md: there is no test $name"
+    failures=$((failures + 1))
+done < <(grep -oE '`(fuzz_[a-z_]+|[A-Z][A-Za-z0-9]+\.[A-Z][A-Za-z0-9]+)`' "$source/docs/robustness.md" | tr -d '`' | sort -u)
 
 if ! "$programs/attribute_tables" "$source/vellix/VellixSchema.h" | diff -u "$source/docs/attributes.md" -; then
     echo "docs/attributes.md is out of date; print it anew with attribute_tables"

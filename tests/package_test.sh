@@ -54,6 +54,7 @@ share/doc/vellix/docs/attributes.md
 share/doc/vellix/docs/file-format.md
 share/doc/vellix/docs/guide.md
 share/doc/vellix/docs/performance.md
+share/doc/vellix/docs/robustness.md
 FILES
 }
 

@@ -28,6 +28,19 @@ QuoteSearch::Outcome findWithin(const char* text, std::size_t length, std::size_
     }
 }
 
+// Searches block by block. `pass` is called with the place where each begins and gives the outcome if it knows it.
+template <class Pass>
+QuoteSearch::Outcome walk(const char* text, std::size_t length, std::size_t& at, char quote, Pass pass) {
+    for (;;) {
+        const std::size_t end = std::min(length, (at / kBlockLength + 1) * kBlockLength);
+        QuoteSearch::Outcome outcome = findWithin(text, length, end, at, quote);
+        if (outcome != QuoteSearch::kUnknown) return outcome;
+        if (at >= length) return QuoteSearch::kMetEnd;
+        outcome = pass(at);
+        if (outcome != QuoteSearch::kUnknown) return outcome;
+    }
+}
+
 // The place of an outcome in the note of its block.
 unsigned int shiftOf(std::size_t at, char quote) {
     const std::size_t number = at % kBlockLength + (quote == '"' ? kPlaces : 0);
@@ -82,27 +95,21 @@ VellixToken scanOpen(XmlStr& text, std::size_t first) {
 // --- Searching ---
 
 QuoteSearch::Outcome QuoteSearch::find(const char* text, std::size_t length, std::size_t& at, char quote) {
+    if (takesNotes() && (text != notedText || length != notedLength)) startOver(); // a cursor can be set to anything
     if (takesNotes()) return findWithNotes(text, length, at, quote);
     const std::size_t first = at;
     const Outcome outcome = findWithin(text, length, length, at, quote);
     if (outcome == kFound) return kFound;
     inVain += at - first;
-    if (inVain > kMostInVain) notes.reset(new (std::nothrow) std::uint16_t[length / kBlockLength + 1]()); // or goes on
+    if (inVain > kMostInVain) takeNotes(text, length);
     return outcome == kUnknown ? kMetEnd : outcome;
 }
 
-// Searches block by block. `pass` is called with the place where each begins and gives the outcome if it knows it.
-template <class Pass>
-QuoteSearch::Outcome QuoteSearch::walk(const char* text, std::size_t length, std::size_t& at, char quote,
-                                       Pass pass) const {
-    for (;;) {
-        const std::size_t end = std::min(length, (at / kBlockLength + 1) * kBlockLength);
-        Outcome outcome = findWithin(text, length, end, at, quote);
-        if (outcome != kUnknown) return outcome;
-        if (at >= length) return kMetEnd;
-        outcome = pass(at);
-        if (outcome != kUnknown) return outcome;
-    }
+// Goes on without if memory for them can't be had.
+void QuoteSearch::takeNotes(const char* text, std::size_t length) {
+    notes.reset(new (std::nothrow) std::uint16_t[length / kBlockLength + 1]());
+    notedText = text;
+    notedLength = length;
 }
 
 QuoteSearch::Outcome QuoteSearch::findWithNotes(const char* text, std::size_t length, std::size_t& at, char quote) {

@@ -29,15 +29,16 @@ public:
     /// True from when notes are taken.
     bool takesNotes() const { return notes != nullptr; }
 
-    /// Searches from `at`, where a unit begins, and moves there: to the quote if it was found.
+    /// Searches from `at`, where a unit begins, and moves `at`: to the quote if it was found.
     Outcome find(const char* text, std::size_t length, std::size_t& at, char quote);
 
 private:
-    template <class Pass>
-    Outcome walk(const char* text, std::size_t length, std::size_t& at, char quote, Pass pass) const;
+    void takeNotes(const char* text, std::size_t length);
     Outcome findWithNotes(const char* text, std::size_t length, std::size_t& at, char quote);
 
-    std::size_t inVain = 0;                 // bytes searched without success
+    std::size_t inVain = 0; // bytes searched without success
+    const char* notedText = nullptr;
+    std::size_t notedLength = 0;
     std::unique_ptr<std::uint16_t[]> notes; // for each block two bits for each quote and place
 };
 

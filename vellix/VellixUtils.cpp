@@ -128,11 +128,11 @@ char* xmlEncode(const char* text, char* destination, int size) {
     if (text == nullptr) return nullptr;
     const std::size_t limit = size < 0 ? 0 : static_cast<std::size_t>(size);
     MallocText allocated;
-    Measure measure = {};
-    if (destination != nullptr) {
-        measure = size < 0 ? measureWhole(text) : measureWithin(text, limit, limit);
-    } else {
-        measure = size < 0 ? measureWhole(text) : measureWithin(text, limit + 1, SIZE_MAX);
+    const bool given = destination != nullptr;
+    const Measure measure = size < 0 ? measureWhole(text)
+                            : given  ? measureWithin(text, limit, limit)
+                                     : measureWithin(text, limit + 1, SIZE_MAX);
+    if (!given) {
         allocated = allocateText(measure.escaped);
         destination = allocated.get();
         if (destination == nullptr) return nullptr;
