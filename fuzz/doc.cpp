@@ -40,6 +40,25 @@ std::string wholeTextOf(const VellixDoc& doc) {
     return text;
 }
 
+// All tags behind the first that yield attributes are entries, each as if it were read alone.
+void checkEntries(const VellixDoc& doc, VELLIX_DOC_TYPE type, const std::string& text) {
+    const Guarded bytes(text);
+    XmlStr cursor = cursorOver(bytes);
+    std::string entries;
+    std::size_t count = 0;
+    for (cursor.skipToTag(); !cursor.atEnd(); cursor.skipToTag()) {
+        VellixEntry tag(type);
+        tag.parseAttrXMLString(&cursor);
+        type = VELLIX_DOC_NONE; // the type in hand is for what stands first
+        if (!tag.isEmpty() && ++count > 1) entries += tag.toString();
+    }
+    require(doc.getNumberOfEntries() == (count > 1 ? count - 1 : 0), "a document counts its entries");
+    const std::string end = entries + (count > 1 ? doc.getCloseTag() : "");
+    const std::string whole = plainTextOf(doc);
+    require(whole.size() >= end.size() && whole.compare(whole.size() - end.size(), end.size(), end) == 0,
+            "a document holds its entries");
+}
+
 // What was loaded once changes no more, unless values move between slots as those of search criteria do.
 void checkLoadingAgain(const std::string& text) {
     const Doc first = loaded(VELLIX_DOC_NONE, text);
@@ -70,6 +89,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text = input.rest();
 
     const Doc doc = loaded(type, text);
+    checkEntries(*doc, type, text);
     checkCopies(*doc, wholeTextOf(*doc));
     checkLoadingAgain(plainTextOf(*doc));
 
