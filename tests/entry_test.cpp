@@ -138,6 +138,29 @@ TEST(Entry, LimitedAttributesAreCutInBytes) {
     }
 }
 
+TEST(Entry, RowsTellTheirTagLimitAndForm) {
+    const OpenEntry entry(VELLIX_DOC_FH);
+    EXPECT_STREQ(entry.getAttributeTag(39), "TO");
+    EXPECT_EQ(entry.getAttributeTagLen(39), 2);
+    EXPECT_EQ(entry.getAttributeMaxLen(39), 16384);
+    EXPECT_EQ(entry.getDefaultDataType(39), VELLIX_TYPE_STRING);
+    EXPECT_EQ(entry.getEncoding(9), xmlRowById(VELLIX_DOC_FH, 9)->encoding);
+    for (const int none : {-1, 77, 78}) {
+        EXPECT_EQ(entry.getAttributeTag(none), nullptr);
+        EXPECT_EQ(entry.getAttributeTagLen(none), 0);
+        EXPECT_EQ(entry.getAttributeMaxLen(none), -2);
+        EXPECT_EQ(entry.getDefaultDataType(static_cast<unsigned short>(none)), -1);
+        EXPECT_EQ(entry.getEncoding(static_cast<unsigned short>(none)), VELLIX_ENC_DECIMAL);
+    }
+}
+
+TEST(Entry, ValuesOfHundredsOfMegabytes) {
+    VellixEntry entry = sample();
+    const std::string value(INT_MAX / 6 + 1, 'a');
+    EXPECT_TRUE(entry.addAttribute(6, value));
+    EXPECT_EQ(entry.size(), std::string(kTag).size() - 7 + value.size());
+}
+
 // Every room from none to more than enough: what fits of the pieces stands there, and nothing behind it is touched.
 TEST(Entry, BufferFormStopsAtThePieceThatDoesNotFit) {
     const VellixEntry entry = sample();
@@ -193,9 +216,12 @@ TEST(Entry, TextsLongerThan32BitsCanTell) {
     if (outOfReach) {
         EXPECT_EQ(MallocText(xmlEncode(quotes.c_str(), nullptr, -1)), nullptr);
     }
-    quotes.resize(INT_MAX / 6);
+    quotes.resize(INT_MAX / 6 + 1);
     quotes.shrink_to_fit();
     VellixDoc doc(VELLIX_DOC_FH);
+    EXPECT_FALSE(doc.addAttribute(6, quotes)) << "no slot can note its escaped length";
+    EXPECT_TRUE(doc.isEmpty());
+    quotes.pop_back();
     EXPECT_TRUE(doc.addAttribute(6, quotes) && doc.addAttribute(7, quotes));
     EXPECT_EQ(doc.VellixEntry::size(), ULONG_MAX);
     EXPECT_EQ(doc.size(), ULONG_MAX);

@@ -84,6 +84,9 @@ TEST(Extract, SearchEndsAtTheFirstBracket) {
         const char* const found = VellixEntry::attr_strstr(text.data(), parts[1].c_str());
         EXPECT_EQ(found == nullptr ? -1 : static_cast<int>(found - text.data()), std::stoi(at)) << textAndPattern;
     }
+    EXPECT_EQ(VellixEntry::attr_strstr(nullptr, "a"), nullptr);
+    EXPECT_EQ(VellixEntry::attr_strstr("a", nullptr), nullptr);
+    EXPECT_EQ(VellixEntry::parseAttribute(VELLIX_DOC_FH, 6, nullptr, 5, true), nullptr);
 }
 
 } // namespace

@@ -35,6 +35,12 @@ TEST(Utf8, SizesAndFailures) {
     EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, nullptr, 8, nullptr, nullptr), 0);
     EXPECT_EQ(WideCharToMultiByte(1252, 0, text, -1, out, 8, nullptr, nullptr), 0);
     EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, 0, out, 8, nullptr, nullptr), 0);
+    int replaced = 0;
+    EXPECT_EQ(WideCharToMultiByte(kUtf8, 1, text, -1, out, 8, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, 8, "?", nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, 8, nullptr, &replaced), 0);
+    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -2, out, 8, nullptr, nullptr), 0);
+    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, -1, nullptr, nullptr), 0);
 }
 
 class PlatformFiles : public testing::Test {
@@ -137,7 +143,6 @@ TEST_F(PlatformFiles, MappingOutlivesTheFileHandle) {
     EXPECT_EQ(bytesOf(dir.file("f")).substr(kPage), "End");
 }
 
-// The kind of a refusal is the same on every system, and so is which one comes first.
 TEST_F(PlatformFiles, StreamsStandBehind32Bits) {
     std::FILE* const stream = platform::_wfopen(dir.wide("file").c_str(), L"wb+");
     ASSERT_NE(stream, nullptr);
@@ -150,11 +155,17 @@ TEST_F(PlatformFiles, StreamsStandBehind32Bits) {
     std::fclose(stream);
 }
 
+// The kind of a refusal is the same on every system, and so is which one comes first.
 TEST_F(PlatformFiles, RefusalsHaveNumbers) {
     writeFile(dir.file("f"), "text");
     void* const file = open("f", kGenericRead);
     EXPECT_EQ(mappingOf(file, kPageReadWrite), nullptr);
     EXPECT_EQ(platform::GetLastError(), 5U);
+    EXPECT_EQ(mappingOf(file, 0x40), nullptr);
+    EXPECT_EQ(CreateFileMappingW(file, nullptr, kPageReadOnly, 1, 0, nullptr), nullptr);
+    EXPECT_EQ(CreateFileMappingW(file, nullptr, kPageReadOnly, 0, 1, nullptr), nullptr);
+    EXPECT_EQ(CreateFileMappingW(file, nullptr, kPageReadOnly, 0, 0, L"name"), nullptr);
+    EXPECT_EQ(platform::GetLastError(), 87U);
     void* const mapping = mappingOf(file, kPageReadOnly);
     const struct {
         unsigned long access;
@@ -176,6 +187,20 @@ TEST_F(PlatformFiles, RefusalsHaveNumbers) {
     EXPECT_EQ(mappingOf(empty, kPageReadOnly), nullptr);
     EXPECT_EQ(platform::GetLastError(), 1006U);
     platform::CloseHandle(empty);
+}
+
+TEST_F(PlatformFiles, NullArguments) {
+    EXPECT_EQ(openForReading(nullptr), nullptr);
+    EXPECT_EQ(platform::_wfopen(nullptr, L"r"), nullptr);
+    EXPECT_EQ(platform::_wfopen(L"f", nullptr), nullptr);
+    EXPECT_EQ(platform::_wunlink(nullptr), -1);
+    EXPECT_EQ(platform::_strdup(nullptr), nullptr);
+    wchar_t name = L'x';
+    EXPECT_NE(platform::_wtmpnam_s(nullptr, 1), 0);
+    EXPECT_NE(platform::_wtmpnam_s(&name, 0), 0);
+    __int64 now = 0;
+    EXPECT_LE(platform::_time64(&now), platform::_time64(nullptr));
+    EXPECT_GT(now, 1700000000);
 }
 
 // What a file holds after writing "new": one with "old text" in it, and one that wasn't there.

@@ -119,6 +119,16 @@ TEST_F(ReaderTest, AsksForDocumentsByType) {
     }
 }
 
+// Also behind a tag that is closed, where a caller who only asks for the tag gets none.
+TEST_F(ReaderTest, ReadDocFillsDocumentsThatAreReadWhole) {
+    OpenReader reader;
+    EXPECT_TRUE(load(reader, kFront + R"(<CatImage NM="a"/><CatImage NM="b"/><CatFrag RC="1"/><ET NM="c"/>)"));
+    const std::unique_ptr<VellixDoc> image(reader.readDoc(VELLIX_DOC_IMAGE));
+    std::string text;
+    image->serialize(text);
+    EXPECT_EQ(text, R"(<CatImage NM="a"><CatFrag RC="1"/><CatImage NM="b"/></CatImage>)");
+}
+
 TEST_F(ReaderTest, WithoutAnythingLoaded) {
     OpenReader reader;
     VellixDoc doc(VELLIX_DOC_DOC);

@@ -65,6 +65,8 @@ TEST(Escaping, NullTextsAreNoTexts) {
     xmlEncode(out, nullptr, -1);
     EXPECT_EQ(out + untouched, "x");
     EXPECT_EQ(xmlDecode(nullptr, 5), nullptr);
+    EXPECT_EQ(xmlNextChar(nullptr), '\0');
+    EXPECT_EQ(xmlNextToken(nullptr).kind, VELLIX_TOKEN_EOF);
 }
 
 // A text without a NUL comes back byte for byte from its escaped form alone, and from a tag that holds it.
