@@ -146,6 +146,23 @@ TEST(Doc, CopiesShareChildrenAndOwnEntries) {
     EXPECT_EQ(textOf(target), "<CatFH NM=\"c\"/><CatFH><ET NM=\"b\"/></CatFH><CatDoc/></CatFH>");
 }
 
+TEST(Doc, WithoutTypeReaderOrBuffer) {
+    VellixDoc none(VELLIX_DOC_NONE);
+    VellixEntry entry(VELLIX_DOC_FH, nullptr, 5, true);
+    EXPECT_TRUE(entry.isEmpty());
+    EXPECT_FALSE(none.getNextEntry(entry) || none.getNextChildDoc(none));
+    none.addEntry(entry);
+    checkForms(none, "");
+    char* nowhere = nullptr;
+    unsigned long room = 9;
+    EXPECT_FALSE(none.serialize(nowhere, room));
+    VellixEntry large(VELLIX_DOC_FH);
+    large.addAttribute(6, std::string(100000, 'a'));
+    EXPECT_EQ(VellixEntry(large).toString(), large.toString());
+    large = entry;
+    EXPECT_EQ(large.toString(), "");
+}
+
 TEST(Doc, LoadTakesTheFirstTagAndListsTheRest) {
     const struct {
         const char* name;

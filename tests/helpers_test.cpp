@@ -187,6 +187,7 @@ TEST_F(Query, OutOfTurn) {
     VellixDoc doc(VELLIX_DOC_RETURN_RESULT_FORMAT);
     for (int time = 0; time < 2; ++time) {
         query.setRequester("job");
+        query.setRequestId("r1");
         EXPECT_FALSE(query.addDoc(doc));
         EXPECT_EQ(query.serialize(), nullptr);
         EXPECT_EQ(query.size(), 0);
