@@ -251,25 +251,6 @@ TEST(Doc, LoadRefusesAFileOfMoreThan32Bits) {
     EXPECT_EQ(doc.getLastError(), VELLIX_ERR_NO_MEMORY);
 }
 
-// A random tree: its text, its size, and what a load makes of it.
-TEST(Doc, RandomTextsLoadAndComeBack) {
-    RandomText random(7);
-    for (int round = 0; round < 2000; ++round) {
-        std::string text = round % 2 == 0 ? kHeader : "";
-        for (std::size_t tag = random.below(4); tag != 0; --tag) text += "<CatFH NM=\"" + random.next(6, true) + "\"/>";
-        VellixDoc doc(static_cast<VELLIX_DOC_TYPE>(random.below(26)));
-        ASSERT_TRUE(loadText(doc, text));
-        const std::string written = textOf(doc);
-        ASSERT_GT(doc.size(), written.size()) << written;
-        VellixDoc again(doc.getType());
-        ASSERT_TRUE(loadText(again, written));
-        // What was attribute-less the first time stays so; every entry that has a name of its own comes back.
-        if (!doc.isEmpty()) {
-            ASSERT_TRUE(again == doc) << written;
-        }
-    }
-}
-
 // Lead bytes hide each tag from the search for a quote in the tag before it. Such searches are cut short by what earlier
 // ones found, which must not change what is read.
 TEST(Doc, HiddenTagsLoadAsTheyParseOneByOne) {
