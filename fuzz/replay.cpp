@@ -2,7 +2,8 @@
 //
 //     fuzz_NAME_replay FILE_OR_DIRECTORY...
 //
-// Each file is given whole and in halves. Prints the name of each first, as a failed property ends the program.
+// Each file is given whole, in halves, and changed at random, the same way in every run. A failed property ends the program:
+// the last name printed is that of the file, and fuzz_NAME_replay.input beside the program is what was given.
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -14,6 +15,8 @@
 
 namespace {
 
+constexpr unsigned int kChanges = 100; // of each file
+
 std::vector<std::filesystem::path> filesIn(const std::filesystem::path& place) {
     if (!std::filesystem::is_directory(place)) return {place};
     std::vector<std::filesystem::path> files;
@@ -21,21 +24,38 @@ std::vector<std::filesystem::path> filesIn(const std::filesystem::path& place) {
     return files;
 }
 
-void run(const std::string& bytes, std::size_t length) {
-    const std::vector<std::uint8_t> copy(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
+void run(const std::string& program, const std::string& bytes) {
+    writeFile(program + ".input", bytes);
+    const std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());
     LLVMFuzzerTestOneInput(copy.data(), copy.size());
 }
 
-int replay(int count, char** places) {
+// Other bytes, pieces of markup or some of its own bytes, in a few places.
+std::string changed(std::string bytes, RandomText& random) {
+    for (std::size_t left = 1 + random.below(6); left != 0; --left) {
+        std::string piece = random.next(4, true);
+        const std::size_t kind = random.below(4);
+        if (kind == 0) piece = bytes.substr(random.below(bytes.size() + 1), 10);
+        if (kind == 1) piece.assign(1, static_cast<char>(random.below(256)));
+        const std::size_t at = random.below(bytes.size() + 1);
+        const bool inserts = random.below(2) != 0;
+        bytes.replace(at, inserts ? 0 : piece.size(), piece);
+    }
+    return bytes;
+}
+
+int replay(const std::string& program, int count, char** places) {
     std::size_t files = 0;
-    run("", 0);
+    run(program, "");
     for (int i = 0; i < count; ++i) {
         for (const auto& file : filesIn(places[i])) {
             std::printf("%s\n", file.c_str());
             std::fflush(stdout);
             const std::string bytes = bytesOf(file);
-            run(bytes, bytes.size());
-            run(bytes, bytes.size() / 2);
+            run(program, bytes);
+            run(program, bytes.substr(0, bytes.size() / 2));
+            RandomText random(kChanges);
+            for (unsigned int change = 0; change < kChanges; ++change) run(program, changed(bytes, random));
             ++files;
         }
     }
@@ -47,7 +67,7 @@ int replay(int count, char** places) {
 
 int main(int argc, char** argv) {
     try {
-        return replay(argc - 1, argv + 1);
+        return replay(argv[0], argc - 1, argv + 1);
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "%s\n", problem.what());
         return 1;

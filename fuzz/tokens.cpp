@@ -18,8 +18,10 @@ void checkCharacters(XmlStr cursor) {
             return;
         }
         require(c == cursor.buffer[before], "a character is the byte at the position");
-        require(cursor.position > before && cursor.position - before <= 4, "a character moves the position");
-        require(cursor.position <= cursor.length, "a character ends inside the text");
+        XmlStr tail = cursor;
+        const auto step = static_cast<unsigned long>(xmlStepTable[static_cast<unsigned char>(c)]);
+        for (tail.position = before + 1; !atTextEnd(tail) && tail.position < before + step;) ++tail.position;
+        require(cursor.position == tail.position, "a character moves the position by its bytes, up to the end");
     }
 }
 
@@ -97,8 +99,14 @@ void checkTags(XmlStr cursor) {
         const unsigned long before = cursor.position;
         cursor.skipToTag();
         require(cursor.position >= before, "a skip goes forward");
-        for (unsigned long at = before; at < cursor.position && at < cursor.length; ++at)
+        for (unsigned long at = before; at < cursor.position && at < cursor.length; ++at) {
             require(cursor.buffer[at] != '<', "a skip passes over no tag");
+            require(!cursor.stopAtTagEnd || cursor.buffer[at] != '>',
+                    "a skip that stops at tags' ends passes over none");
+        }
+        const bool atBracket = cursor.position < cursor.length && cursor.buffer[cursor.position] == '>';
+        require(cursor.atEnd() == (cursor.position >= cursor.length || (cursor.stopAtTagEnd && atBracket)),
+                "the end is that of the text, or of a tag where that is asked for");
         if (cursor.atEnd()) break;
         require(cursor.buffer[cursor.position] == '<', "a skip ends at a tag");
         ++cursor.position;

@@ -87,6 +87,11 @@ inline std::vector<std::string> entriesIn(const std::string& file) {
     return entries;
 }
 
+/// The values of an entry's tag, as the entry itself reads it out of memory.
+inline std::string valuesOf(const std::string& tag) {
+    return slotsOf(VellixEntry(VELLIX_DOC_FH, tag.data(), static_cast<unsigned long>(tag.size()), true));
+}
+
 /// Pulls entries until the text ends, passing over close tags and what else yields none, and shows the values of each.
 inline std::vector<std::string> readToEnd(OpenReader& reader) {
     std::vector<std::string> entries;

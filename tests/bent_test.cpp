@@ -49,10 +49,6 @@ protected:
         ASSERT_GT(whole.size(), 4 * kPageSize);
     }
 
-    static std::string valuesOf(const std::string& tag) {
-        return slotsOf(VellixEntry(VELLIX_DOC_FH, tag.data(), static_cast<unsigned long>(tag.size()), true));
-    }
-
     std::vector<std::string> readFile() {
         OpenReader reader;
         EXPECT_TRUE(reader.load(dir.wide("a.xml").c_str()));

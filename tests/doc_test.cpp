@@ -5,7 +5,6 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "FileSupport.h"
 #include "TempDir.h"
@@ -266,52 +265,6 @@ TEST(Doc, LoadRefusesAFileOfMoreThan32Bits) {
     VellixDoc doc(VELLIX_DOC_FH);
     EXPECT_FALSE(doc.load(path.c_str()));
     EXPECT_EQ(doc.getLastError(), VELLIX_ERR_NO_MEMORY);
-}
-
-// A random tree: its text, its size, and what a load makes of it.
-TEST(Doc, RandomTextsLoadAndComeBack) {
-    RandomText random(7);
-    for (int round = 0; round < 2000; ++round) {
-        std::string text = round % 2 == 0 ? kHeader : "";
-        for (std::size_t tag = random.below(4); tag != 0; --tag) text += "<CatFH NM=\"" + random.next(6, true) + "\"/>";
-        VellixDoc doc(static_cast<VELLIX_DOC_TYPE>(random.below(26)));
-        ASSERT_TRUE(loadText(doc, text));
-        const std::string written = textOf(doc);
-        ASSERT_GT(doc.size(), written.size()) << written;
-        VellixDoc again(doc.getType());
-        ASSERT_TRUE(loadText(again, written));
-        // What was attribute-less the first time stays so; every entry that has a name of its own comes back.
-        if (!doc.isEmpty()) {
-            ASSERT_TRUE(again == doc) << written;
-        }
-    }
-}
-
-// Lead bytes hide each tag from the search for a quote in the tag before it. Such searches are cut short by what earlier
-// ones found, which must not change what is read.
-TEST(Doc, HiddenTagsLoadAsTheyParseOneByOne) {
-    const std::vector<std::string> pieces = split("\xe1\xe0<|\xe1\xe0\"|\xe0<\xe1\xf0y=\">|\xe0<\" NM=1>|\xc3<ET NM='| "
-                                                  "NM=\"a|\xf0<' OP=2>|y|  |\xe0|=|<ET NM=\"a\"/>",
-                                                  "|");
-    for (unsigned int seed = 0; seed < 40; ++seed) {
-        RandomText random(seed);
-        const std::size_t rare = 2 + seed % 8; // a tag that ends searches comes once in a while
-        std::string text = R"(<ET OP="1"/><ET OP="2"/>)";
-        while (text.size() < 16000) text += pieces[random.below(random.below(300) == 0 ? pieces.size() : rare)];
-        VellixDoc doc(VELLIX_DOC_FH);
-        ASSERT_TRUE(loadText(doc, text));
-        std::string expected = "<CatFH>";
-        XmlStr cursor;
-        cursor.buffer = text.data();
-        cursor.length = text.size();
-        for (bool own = true; !cursor.atEnd(); own = false, cursor.skipToTag()) {
-            VellixEntry tag;
-            tag.parseAttrXMLString(&cursor);
-            tag.setType(VELLIX_DOC_FH);
-            if (!own && !tag.isEmpty()) tag.serialize(expected);
-        }
-        EXPECT_EQ(textOf(doc), expected + "</CatFH>") << seed;
-    }
 }
 
 } // namespace

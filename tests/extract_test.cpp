@@ -43,8 +43,6 @@ TEST(Extract, SingleAttributes) {
         {kFh, 6, "<ET NM=\"a&b\"/>", "-", "a&b"},
         {kFh, 0, "<ET NM=\"a&b\" OP=\"5\"/>", "5", "5"}, // other values aren't looked at
         {kFh, 0, "<ET \"x\" OP=\"5\"/>", "-", "5"},
-        {kFh, 0, "<ET NM== OP=\"5\"/>", "-", "5"},
-        {kFh, 0, "<ET < OP=\"5\"/>", "-", "5"},
         {kFh, 0, "<ET OPX=\"1\" O=\"2\"/>", "-", "-"},
         {kFh, 6, "<ET NM=\"&#65;\xe9\"/>", "\"A\xe9\"/", "&#65;\xe9"}, // a lead byte takes the quote along
         {kFh, 0, "<ET NM=\"\0\" OP=\"5\"/>"s, "-", "-"},

@@ -1,6 +1,5 @@
 #include "vellix/VellixReader.h"
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -44,13 +43,6 @@ std::string tagOf(std::size_t length, char fill = 'x') { return "<ET NM=\"" + st
 
 // The front, and an entry that fills the first page up to `room` bytes before its end.
 std::string pageWithRoom(std::size_t room) { return kFront + tagOf(kPageSize - room - kFront.size()); }
-
-// The values of a tag, as the entry itself reads it out of memory.
-std::string valuesOf(const std::string& tag) {
-    VellixEntry entry(VELLIX_DOC_FH);
-    entry.parseAttrXMLString(tag.data(), static_cast<unsigned long>(tag.size()));
-    return slotsOf(entry);
-}
 
 TEST_F(ReaderTest, WalksAFileCallByCall) {
     OpenReader reader;
@@ -253,19 +245,7 @@ TEST_F(ReaderTest, LongestTag) {
     }
 }
 
-// What is read of a text that breaks off is what stands in front of the break, on one page and on two.
-TEST_F(ReaderTest, CutAtEveryByte) {
-    const std::string record = R"(<ET OP="5" NM="a&amp;b" PT='x>'/>)";
-    for (const std::string& front : {kFront + "<ET NM=\"x\"/>", pageWithRoom(20)}) {
-        const std::string whole = front + record + record + kBack;
-        for (std::size_t length = front.size(); length <= whole.size(); ++length) {
-            const std::vector<std::string> entries = behindFirstEntry(whole.substr(0, length));
-            const std::size_t uncut = std::min<std::size_t>(2, (length - front.size()) / record.size());
-            ASSERT_TRUE(entries.size() == uncut || entries.size() == uncut + 1) << length;
-            for (std::size_t i = 0; i < uncut; ++i) EXPECT_EQ(entries[i], valuesOf(record)) << length;
-            EXPECT_TRUE(entries.size() == uncut || entries[uncut].compare(0, 2, "0=") == 0) << length;
-        }
-    }
+TEST_F(ReaderTest, FrontCutAtEveryByte) {
     for (std::size_t length = 0; length <= kFront.size(); ++length) {
         const ExactBytes cut(kFront.substr(0, length));
         OpenReader reader;
