@@ -82,8 +82,8 @@ struct OpenEntry : VellixEntry {
 inline std::string slotsOf(const VellixEntry& entry) {
     std::string all;
     for (unsigned short slot = 0; slot < 78; ++slot) {
-        const char* value = entry.getAttribute(slot);
-        if (value != nullptr) all += (all.empty() ? "" : "; ") + std::to_string(slot) + "=" + value;
+        if (entry.getAttribute(slot) == nullptr) continue;
+        all += (all.empty() ? "" : "; ") + std::to_string(slot) + "=" + entry.getAttributeStr(slot);
     }
     return all;
 }
