@@ -315,7 +315,8 @@ TEST_F(ReaderTest, DocumentsReadWithTheirContents) {
         EXPECT_TRUE(reader->getFirstDoc(*image));
         EXPECT_EQ(text.substr(reader->position()), c.rest);
         // The children live as long as any document that was filled with them.
-        const VellixDoc copy(*image);
+        VellixDoc copy;
+        copy = VellixDoc(*image);
         reader.reset();
         image.reset();
         std::string shown;
