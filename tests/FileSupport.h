@@ -96,14 +96,14 @@ inline std::string valuesOf(const std::string& tag) {
 inline std::vector<std::string> readToEnd(OpenReader& reader) {
     std::vector<std::string> entries;
     VellixEntry entry;
-    for (int empty = 0; empty < 2;) { // twice, as a page may end behind a tag that yields nothing
+    for (int ends = 0; ends < 16;) { // more than there are pages that end behind a tag that yields nothing
         entry.clear();
         entry.setType(VELLIX_DOC_FH);
         if (reader.readEntry(entry)) {
             entries.push_back(slotsOf(entry));
-            empty = 0;
-        } else if (reader.getXmlStr() == nullptr || reader.getXmlStr()->atEnd()) {
-            ++empty;
+            ends = 0;
+        } else {
+            ends = reader.getXmlStr() == nullptr || reader.getXmlStr()->atEnd() ? ends + 1 : 0;
         }
     }
     return entries;
