@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -264,6 +265,26 @@ TEST(Entry, CopiesAndMovesTakeTheContentOver) {
     target = VellixEntry();
     EXPECT_TRUE(target.isEmpty());
     EXPECT_EQ(target.getEntryName(), nullptr);
+}
+
+TEST(Entry, MovedFromEntriesRefuseValuesUntilTheyAreLoaded) {
+    VellixEntry entry = sample();
+    const VellixEntry target(std::move(entry));
+    const auto refuses = [&entry](auto value) { EXPECT_FALSE(entry.addAttribute(9, value, false)); };
+    refuses(short{1});
+    refuses(static_cast<unsigned short>(1));
+    refuses(1);
+    refuses(1U);
+    refuses(1L);
+    refuses(1UL);
+    refuses(static_cast<__int64>(1));
+    refuses(static_cast<unsigned __int64>(1));
+    EXPECT_FALSE(entry.addAttribute(6, "a"));
+    EXPECT_TRUE(entry.isEmpty());
+    EXPECT_EQ(entry.parseAttrXMLString(kTag, static_cast<unsigned long>(std::strlen(kTag))), VELLIX_SUCCESS);
+    EXPECT_EQ(entry.toString(), kTag);
+    entry.loadFromBuffer(VELLIX_DOC_FH, kTag, static_cast<unsigned long>(std::strlen(kTag)), true);
+    EXPECT_EQ(entry.toString(), kTag);
 }
 
 TEST(Entry, ClearKeepsErrorAndMark) {

@@ -119,6 +119,32 @@ TEST_F(ReaderTest, ReadDocFillsDocumentsThatAreReadWhole) {
     std::string text;
     image->serialize(text);
     EXPECT_EQ(text, R"(<CatImage NM="a"><CatFrag RC="1"/><CatImage NM="b"/></CatImage>)");
+    EXPECT_TRUE(std::unique_ptr<VellixDoc>(reader.readDoc(VELLIX_DOC_IMAGE))->isEmpty());
+    EXPECT_TRUE(load(reader, kFront + R"(<CatFrag RC="1"/><CatFH NM="d"/>)"));
+    const std::unique_ptr<VellixDoc> fragment(reader.readDoc(VELLIX_DOC_FRAG));
+    EXPECT_EQ(fragment->toString(), R"(<CatFrag RC="1"/>)");
+    EXPECT_FALSE(reader.load(nullptr, 1));
+}
+
+// What is known of a text in which tags are hidden from searches must not be asked about another one.
+TEST_F(ReaderTest, CursorThatIsSetToALongerText) {
+    const auto hiddenTags = [](std::size_t size) {
+        std::string text;
+        while (text.size() < size) text += "\xE0<\" NM=1>";
+        return text;
+    };
+    const std::string first = hiddenTags(2 * kPageSize);
+    const std::string second = hiddenTags(8 * kPageSize);
+    OpenReader reader;
+    ASSERT_TRUE(reader.load(first.data(), static_cast<unsigned long>(first.size())));
+    reader.getXmlStr()->position = 0;
+    const std::size_t tags = readToEnd(reader).size();
+    EXPECT_GT(tags, 1000U);
+    XmlStr& cursor = *reader.getXmlStr();
+    cursor.buffer = second.data();
+    cursor.length = static_cast<unsigned long>(second.size());
+    cursor.position = 0;
+    EXPECT_GT(readToEnd(reader).size(), 3 * tags);
 }
 
 TEST_F(ReaderTest, WithoutAnythingLoaded) {
