@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr unsigned int kChanges = 100; // of each file
+constexpr unsigned int kChanges = 20; // of each file
 
 std::vector<std::filesystem::path> filesIn(const std::filesystem::path& place) {
     if (!std::filesystem::is_directory(place)) return {place};

@@ -375,11 +375,11 @@ private:
         if (!named) return;
         const std::string path = directory.file("a.xml");
         require(bytesOf(path) == withMark(), "the finished file is as it should be");
-        // The root's tag has to stand in front, or it would be looked for where entries are; and what was written as
-        // text may be half a tag, into which filling may have come.
+        // The root's tag has to stand in front, or it would be looked for where entries are: in memory in all of them, and
+        // else on one page. And what was written as text may be half a tag, into which filling may have come.
         const std::string begin = orEmpty(root.row.openTag);
         const std::size_t at = file.content().compare(0, kHeader.size(), kHeader) == 0 ? kHeader.size() : 0;
-        const std::string written = file.withoutFilling() + '\0';
+        const std::string written = file.content() + '\0';
         if (raw || begin.empty() || root.row.cacheData != 0 || written.compare(at, begin.size(), begin) != 0) return;
         if (std::strchr(" />", written[at + begin.size()]) == nullptr) return;
         const Guarded bytes(file.withoutFilling());

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <ios>
-#include <iterator>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -42,8 +41,9 @@ private:
 /// Everything that the file at `path` holds. Throws, and so fails the test, if it can't be read.
 inline std::string bytesOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
-    std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file) throw std::runtime_error("can't read " + path.string());
+    std::string bytes(file ? std::filesystem::file_size(path) : 0, '\0');
+    if (!file.read(bytes.data(), static_cast<std::streamsize>(bytes.size())))
+        throw std::runtime_error("can't read " + path.string());
     return bytes;
 }
 
