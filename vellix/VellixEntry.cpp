@@ -99,7 +99,7 @@ struct DigitPairs {
     char text[200] = {};
 
     constexpr DigitPairs() {
-        for (int i = 0; i < 100; ++i) {
+        for (std::size_t i = 0; i < 100; ++i) {
             text[2 * i] = static_cast<char>('0' + i / 10);
             text[2 * i + 1] = static_cast<char>('0' + i % 10);
         }
@@ -799,7 +799,7 @@ char* VellixEntry::putText(char* out, const char* openTag) const {
         *out++ = ' ';
         out = copyBytes(out, attribute.tagAssign, attribute.tagAssignLen);
         out = putValue(out, value, escapedLength);
-        *out++ = '"';
+        *out++ = '"'; // NOLINT(clang-analyzer-core.NullDereference): null is only for what measures
     });
     return copyBytes(out, plainCloseTag(), std::strlen(plainCloseTag()));
 }
