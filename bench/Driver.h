@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef BENCH_DRIVER_H
 #define BENCH_DRIVER_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef BENCH_ENTRY_SETTER_H
 #define BENCH_ENTRY_SETTER_H
 

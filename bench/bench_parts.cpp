@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The parts of the library by themselves. What is put in comes from the same catalog as the whole jobs.
 
 #include <cstdlib>

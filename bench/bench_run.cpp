@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the drivers that were built next to it, each as a process of its own and in turn for several rounds, checks that
 // all of them saw the same entries, and prints one table and what the library has to reach.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Callbacks while the file passes through in chunks of 64 KB.
 
 #include <cstdio>

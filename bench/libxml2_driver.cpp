@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Its pulling reader, and its streaming writer with and without a flush per entry.
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the system alone costs: mapped views touched and summed, and a write call for each record of text that is ready.
 
 #include <algorithm>

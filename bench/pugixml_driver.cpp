@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole file in memory, parsed in place.
 
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writing by hand, with and without a flush per entry: one fprintf per attribute, as records whose attributes vary ask for,
 // or two per entry, where the attributes are known when the program is written.
 

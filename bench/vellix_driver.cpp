@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Our own library. `make` writes the file without measuring and tells the checksums that every reader must find in it.
 
 #include <cstdio>

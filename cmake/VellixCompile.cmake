@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # How our own code is compiled. Nothing here reaches a program that links the library.
 
 include(CheckCXXCompilerFlag)

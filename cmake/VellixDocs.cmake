@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The target `docs` makes the reference of the public interface, in docs/html of the build. A warning is an error.
 
 find_package(Doxygen QUIET)

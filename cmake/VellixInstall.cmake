@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What `cmake --install` puts in place: the library, the public headers, a CMake package, a pkg-config file, the documents.
 # All of it may be moved afterwards. `cpack` makes a Debian package of the same.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # A program finds a DLL that lies beside it, so everything that runs goes into one directory: ours, and what the programs
 # need of the compiler where the system doesn't have it.
 

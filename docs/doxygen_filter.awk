@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Turns a public header into what Doxygen understands. The headers are written to be read as they stand:
 # - a comment in front of a class, or of the whole header, begins with "//" and becomes documentation;
 # - such a comment inside a class heads the operations below it and becomes a group of them;

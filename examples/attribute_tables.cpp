@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Prints docs/attributes.md: every document type and every attribute, as the library's own tables have them.
 //
 //     attribute_tables vellix/VellixSchema.h > docs/attributes.md

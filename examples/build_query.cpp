@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Builds a catalog query and prints its text: full images after a time, with their names, at most 100 of them.
 #include <cstdio>
 #include <initializer_list>

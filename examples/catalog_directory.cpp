@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Catalogs a directory tree: writes one image command for everything below DIRECTORY into FILE, reads FILE back, and
 // compares every attribute of every entry with what the walk saw.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes a catalog file with two entries and reads it back.
 #include <cstdio>
 

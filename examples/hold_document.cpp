@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Holds a document in memory, turns it into text and back, and shows how a refused value is reported.
 #include <cstdio>
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Prints any catalog file as an indented tree: each tag with its attributes and their plain values.
 //
 //     print_tree FILE

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Takes one attribute out of the text of a tag, without an entry.
 #include <cstdio>
 #include <cstdlib>

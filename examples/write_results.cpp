@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes a results file with images, their fragments and extra info, marks it complete, and shows the mark.
 #include <array>
 #include <cctype>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef VELLIX_FUZZ_TAG_WALK_H
 #define VELLIX_FUZZ_TAG_WALK_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Prints fuzz/vellix.dict: the words of the vocabulary, in the form that libFuzzer reads.
 //
 //     fuzz_dictionary > fuzz/vellix.dict

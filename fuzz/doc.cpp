@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Documents from texts, and the texts that they give. The first byte is the type in hand, the second tells how many bytes
 // go to each of two child documents; the rest is the text of the document itself.
 #include <memory>

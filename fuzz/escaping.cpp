@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes can be decoded, and every text without a NUL comes back from its escaped form and from a tag that holds it.
 #include "Fuzz.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Single attributes, by the rules of a parse and by their bytes. The first bytes name the attribute.
 #include "TagWalk.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A reader over a file of several pages. The first byte is the length of a script of calls; the rest becomes the file, blown
 // up: a byte 1 stands for a run of up to 65535 bytes, a byte 2 for a run that ends a given way in front of the next page
 // boundary. The length or that way, and the byte itself, follow.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A reader over a text in memory. The first byte is the type of its root, the second the length of a script of calls; the
 // rest is the text.
 #include "ReaderWalk.h"

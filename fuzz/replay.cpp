@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Gives a fuzz target the files that were kept for it, so that every build tests them.
 //
 //     fuzz_NAME_replay FILE_OR_DIRECTORY...

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One tag, read as every document type. Its tokens alone give the same, and what was read can be written and read again.
 #include <map>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scanner never leaves a text, moves on with every step up to a NUL or the end, and leaves out nothing but blanks.
 #include "Fuzz.h"
 

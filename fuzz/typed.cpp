@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Setters and getters by type, in any order, against a plain notion of what each slot holds.
 #include <array>
 #include <climits>

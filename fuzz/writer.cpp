@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A writer under calls in any order. A model of the documents and of the page rule tells every byte of the file; and what
 // went into it comes back when it is read.
 #include <algorithm>

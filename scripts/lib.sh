@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash disable=SC2034
 # Shared by the scripts; to be sourced. Makes the project's root the working directory.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash disable=SC2154
 # Shared by the scripts that check one thing after the other; to be sourced behind lib.sh. What a step prints is kept in
 # $logs, which the script sets.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef VELLIX_TESTS_FILE_SUPPORT_H
 #define VELLIX_TESTS_FILE_SUPPORT_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files that were cut, and files with a byte that is another: what is read is what the bytes say.
 
 #include <algorithm>

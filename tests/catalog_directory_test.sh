@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs the catalog_directory example on trees that are hard to catalog. The arguments are its command, which may begin with
 # an emulator.
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What reading and writing cost, counted and not timed: the library's code is compiled so that each piece of it that runs
 // counts one, and what works on a run of bytes counts those. Twice the bytes may cost twice as much.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processes that are killed while they write: what was acknowledged is in the file, and nothing says more than that.
 
 #include <csignal>

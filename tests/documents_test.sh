@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Holds the documents to the programs: what they quote stands in a program that is built, what they show is what it prints.
 #     documents_test.sh SOURCE PROGRAMS
 # A block of C++ has a comment in the line above it, as has any other block that is to be checked:
-#     <!-- quote: FILE [REGION] -->       the lines between two "// [REGION]" lines of FILE, or all of it
+#     <!-- quote: FILE [REGION] -->       the lines between two "// [REGION]" lines of FILE, or all of it but its licence line
 #     <!-- output: PROGRAM ARGUMENT... -->
 set -euo pipefail
 shopt -s extglob
@@ -32,7 +33,7 @@ cut_blocks() {
 # The wanted text of a region, without its indentation.
 quoted() {
     local file=$source/$1 region=${2:-}
-    [[ -n $region ]] || { cat "$file"; return; }
+    [[ -n $region ]] || { sed '1{/^\/\/ SPDX-/d}' "$file"; return; }
     awk -v mark="// $region" '
         { text = $0; sub(/^ +/, "", text) }
         text == mark { if (inside++) exit; indent = index($0, "/") - 1; next }

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Compares what a shared library exports with what the public headers declare. Fails on a symbol that none of them
 # declares, and on a public or protected operation that is not exported.
 #     exported_symbols.sh LIBRARY HEADER...

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Faults that only a POSIX system can be asked for: disks that fill up, rights, pipes, files that go while they are open.
 
 #include <csignal>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs the library, shared and static, makes the Debian package, and lets a stranger's program use all of them: with
 # CMake, with pkg-config, and as a subdirectory.
 #     package_test.sh SOURCE BUILD CXX shared|static

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes a fixed catalog of several pages, or reads one and compares every value. Whatever system a build is for, the
 // bytes are the same, and each build reads what another wrote.
 //     platform_file write|read FILE

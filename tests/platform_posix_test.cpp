@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the platform layer promises on POSIX systems alone.
 #include "vellix/platform/Platform.h"
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs the print_tree example on files that no writer of ours made. The arguments are its command, which may begin with an
 # emulator.
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Objects of their own on several threads at once: they share the schema and the table of views, and nothing shows.
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef CAT_IMAGE_CMD_XML_FILE_HELPER_H
 #define CAT_IMAGE_CMD_XML_FILE_HELPER_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef CAT_QUERY_CRITERIA_HELPER_H
 #define CAT_QUERY_CRITERIA_HELPER_H
 

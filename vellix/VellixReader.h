@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef VELLIX_READER_H
 #define VELLIX_READER_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef VELLIX_WRITER_H
 #define VELLIX_WRITER_H
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Linux on a processor that has the high byte of a number first, run by QEMU.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR s390x)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What both Windows builds share. Of the two variants of the compiler, the one with POSIX threads has a standard library
 # with threads and mutexes.
 set(CMAKE_SYSTEM_NAME Windows)

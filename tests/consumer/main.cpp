@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes, reads, queries and extracts with the library as a stranger has it. Prints "works" if all that did.
 #include <vellix/CatImageCmdXmlFileHelper.h>
 #include <vellix/CatQueryCriteriaHelper.h>
