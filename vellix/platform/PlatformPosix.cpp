@@ -54,26 +54,38 @@ struct ErrnoRow {
     unsigned long error;
 };
 
-const ErrnoRow kErrnoRows[] = {{ENOENT, kFileNotFound},     {ENOTDIR, kPathNotFound},    {EMFILE, kTooManyOpenFiles},
-                               {ENFILE, kTooManyOpenFiles}, {EACCES, kAccessDenied},     {EPERM, kAccessDenied},
-                               {EISDIR, kAccessDenied},     {ENXIO, kAccessDenied},      {ENOMEM, kNotEnoughMemory},
-                               {EROFS, kWriteProtected},    {EINVAL, kInvalidParameter}, {ENOSPC, kDiskFull},
-                               {ENAMETOOLONG, kNameTooLong}};
+// Sought by either column. The first row of an error is what a refusal of our own looks like to the system.
+const ErrnoRow kErrnoRows[] = {{ENOENT, kFileNotFound},     {ENOTDIR, kPathNotFound},  {EMFILE, kTooManyOpenFiles},
+                               {ENFILE, kTooManyOpenFiles}, {EACCES, kAccessDenied},   {EPERM, kAccessDenied},
+                               {EISDIR, kAccessDenied},     {ENXIO, kAccessDenied},    {EBADF, kBadHandle},
+                               {ENOMEM, kNotEnoughMemory},  {EROFS, kWriteProtected},  {EINVAL, kInvalidParameter},
+                               {ENOSPC, kDiskFull},         {ERANGE, kBufferTooSmall}, {ENAMETOOLONG, kNameTooLong},
+                               {EFAULT, kInvalidAddress},   {ENODATA, kEmptyFile}};
 
 thread_local unsigned long lastError = kNoError;
+thread_local int lastErrno = 0; // the same as a number of the system
 
 // Null, so that a failed operation can record its error and answer in one statement.
-std::nullptr_t failed(unsigned long error) {
+std::nullptr_t failed(unsigned long error, int number) {
     lastError = error;
+    lastErrno = number;
     return nullptr;
+}
+
+// The same for what is refused here.
+std::nullptr_t failed(unsigned long error) {
+    for (const ErrnoRow& row : kErrnoRows) {
+        if (row.error == error) return failed(error, row.number);
+    }
+    return failed(error, EIO);
 }
 
 // The same for a call that left its reason in errno.
 std::nullptr_t failedCall() {
     for (const ErrnoRow& row : kErrnoRows) {
-        if (row.number == errno) return failed(row.error);
+        if (row.number == errno) return failed(row.error, errno);
     }
-    return failed(kGeneralFailure);
+    return failed(kGeneralFailure, errno);
 }
 
 template <typename Call> auto retryInterrupted(Call call) {
@@ -141,6 +153,24 @@ std::optional<std::uint64_t> sizeOf(const Descriptor& file) {
         return std::nullopt;
     }
     return static_cast<std::uint64_t>(status.st_size);
+}
+
+// Reads up to `length` bytes from `offset`, fewer at the end of the file alone. False if the system fails.
+bool readFrom(const Descriptor& file, std::uint64_t offset, char* out, std::size_t length, std::size_t& got) {
+    got = 0;
+    while (got < length) {
+        const std::uint64_t at = offset + got;
+        const std::size_t wanted = readableAtOnce(at, length - got);
+        const auto more =
+            retryInterrupted([&] { return ::pread(file.get(), out + got, wanted, static_cast<off_t>(at)); });
+        if (more == 0) break;
+        if (more < 0) {
+            failedCall();
+            return false;
+        }
+        got += static_cast<std::size_t>(more);
+    }
+    return true;
 }
 
 // A path as UTF-8. The name of a temporary file takes no memory, so that it can be deleted when there is none.
@@ -391,11 +421,24 @@ unsigned long GetFileSize(void* file, unsigned long* high) {
     const std::optional<std::uint64_t> size = sizeOf(object->descriptor);
     if (!size) return kFailed;
     if (high != nullptr) *high = static_cast<unsigned long>(*size >> 32);
-    lastError = kNoError;
+    failed(kNoError, 0);
     return static_cast<unsigned long>(*size & 0xFFFFFFFFUL);
 }
 
 unsigned long GetLastError() { return lastError; }
+
+std::error_code systemError() { return {lastErrno, std::system_category()}; }
+
+bool readAt(void* file, __int64 offset, void* out, std::size_t length, std::size_t& got) {
+    got = 0;
+    const Object* const object = objectOf(file, Kind::kFile);
+    if (object == nullptr) return false;
+    if (offset < 0) {
+        failed(kInvalidParameter);
+        return false;
+    }
+    return readFrom(object->descriptor, static_cast<std::uint64_t>(offset), static_cast<char*>(out), length, got);
+}
 
 void* CreateFileMappingW(void* file, void* /*security*/, unsigned long protection, unsigned long sizeHigh,
                          unsigned long sizeLow, const wchar_t* name) {
