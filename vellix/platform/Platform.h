@@ -23,7 +23,7 @@
 // - Share modes between processes have no counterpart and are not imitated. Security and template are ignored.
 // - A call that opens goes on after an interruption; one that closes doesn't.
 // - A file can be cut while it is mapped. A view that would pass its present end is refused; touching what went away under
-//   a view ends the process.
+//   a view ends the process. Only a kMapCopy of at most 64 KB is safe from that: it is read into memory.
 //
 // Nothing here throws; where memory runs out, the call fails. Any thread may call at any time, but a handle must not be in
 // use while it is closed, and no call may be made with it afterwards.
