@@ -13,6 +13,10 @@
 
 class QuoteSearch;
 
+namespace vellix {
+class WalkCore;
+}
+
 // One tag with its attributes: the leaf unit of a catalog document, and the base of VellixDoc.
 //
 // An attribute is named by its id, a small number. The document type of the entry gives each id its tag, data type and
@@ -290,9 +294,10 @@ protected:
     bool isLeaf() const;
 
 private:
-    friend class VellixDoc;    // maintains the two counters
-    friend class VellixReader; // asks parses whether they met the end of a page
-    friend class VellixWriter; // writes entries into its own buffer
+    friend class VellixDoc;        // maintains the two counters
+    friend class VellixReader;     // asks parses whether they met the end of a page
+    friend class VellixWriter;     // writes entries into its own buffer
+    friend class vellix::WalkCore; // asks parses whether they met the end of what is known
 
     void initAttribute();
     void resetAttribute();

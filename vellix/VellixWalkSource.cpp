@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vellix/VellixWalkSource.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "vellix/VellixUtils.h"
+#include "vellix/platform/Platform.h"
+
+namespace vellix {
+
+namespace {
+
+class FileBytes : public WalkBytes {
+public:
+    FileBytes(void* open, std::uint64_t length) : file(open), fileLength(length) {}
+    ~FileBytes() override { platform::CloseHandle(file); }
+    FileBytes(const FileBytes&) = delete;
+    FileBytes& operator=(const FileBytes&) = delete;
+
+    std::size_t read(std::uint64_t offset, char* out, std::size_t room, WalkError& error) override {
+        room = static_cast<std::size_t>(std::min<std::uint64_t>(room, fileLength - std::min(offset, fileLength)));
+        if (room == 0) return 0;
+        std::size_t got = 0;
+        if (!platform::readAt(file, static_cast<__int64>(offset), out, room, got) && got == 0)
+            error = {WalkStatus::notRead, platform::systemError(), offset};
+        else if (got == 0)
+            error = {WalkStatus::shortened, {}, offset};
+        return got;
+    }
+
+    std::uint64_t size() const override { return fileLength; }
+    bool hasParts() const override { return true; }
+
+private:
+    void* file;
+    std::uint64_t fileLength;
+};
+
+class CalledBytes : public WalkBytes {
+public:
+    explicit CalledBytes(ReadBytes function) : call(std::move(function)) {}
+
+    std::size_t read(std::uint64_t offset, char* out, std::size_t room, WalkError& error) override {
+        std::error_code reason;
+        const std::size_t got = std::min(call(out, room, reason), room);
+        if (reason) error = {WalkStatus::notRead, reason, offset + got};
+        return got;
+    }
+
+private:
+    ReadBytes call;
+};
+
+// True if none of the `before` bytes in front of `at`, of which three count, can be a lead byte that covers it.
+bool isBeyondReach(const char* at, std::uint64_t before) {
+    for (std::uint64_t back = 1; back <= std::min(kReach, before); ++back) {
+        if (static_cast<unsigned char>(at[-static_cast<std::ptrdiff_t>(back)]) < 0x80) continue;
+        const auto lead = static_cast<unsigned char>(at[-static_cast<std::ptrdiff_t>(back)]);
+        if (static_cast<std::uint64_t>(xmlStepTable[lead]) > back) return false;
+    }
+    return true;
+}
+
+// The last "<" of `length` bytes, null if there is none.
+const char* lastTag(const char* text, std::size_t length) {
+    while (length != 0 && text[length - 1] != '<') --length;
+    return length != 0 ? text + length - 1 : nullptr;
+}
+
+} // namespace
+
+std::shared_ptr<WalkBytes> openFile(const std::filesystem::path& path, WalkError& error) {
+    void* const file = platform::CreateFileW(path.wstring().c_str(), platform::kGenericRead,
+                                             platform::kShareRead | platform::kShareWrite | platform::kShareDelete,
+                                             nullptr, platform::kOpenExisting, platform::kAttributeNormal, nullptr);
+    if (file == platform::kInvalidHandle) {
+        error = {WalkStatus::notOpened, platform::systemError(), 0};
+        return nullptr;
+    }
+    unsigned long high = 0;
+    const unsigned long low = platform::GetFileSize(file, &high);
+    if (low == 0xFFFFFFFFUL && platform::GetLastError() != 0) {
+        error = {WalkStatus::notOpened, platform::systemError(), 0};
+        platform::CloseHandle(file);
+        return nullptr;
+    }
+    return std::make_shared<FileBytes>(file, std::uint64_t{high} << 32 | low);
+}
+
+std::shared_ptr<WalkBytes> callFor(ReadBytes read) { return std::make_shared<CalledBytes>(std::move(read)); }
+
+WalkSource WalkSource::again() const {
+    if (isText) return WalkSource(text);
+    WalkSource other(bytes);
+    if (bytes == nullptr) other.failure = failure;
+    if (bytes != nullptr && !bytes->hasParts()) other.failure.status = WalkStatus::noParts;
+    return other;
+}
+
+void WalkSource::seek(std::uint64_t offset) {
+    firstOffset = offset - std::min(offset, kReach);
+    if (isText) firstOffset = std::min<std::uint64_t>(firstOffset, text.size());
+    first = isText ? text.data() + firstOffset : buffer.data();
+    count = 0;
+    atEnd = false;
+    ++changes;
+}
+
+bool WalkSource::grow(std::uint64_t keep, std::size_t least, std::uint64_t upTo) {
+    if (atEnd || failure.status != WalkStatus::good) return false; // and the window stays as it is
+    ++changes;
+    keep = std::min(std::max(keep, firstOffset), end());
+    return isText ? growText(keep, upTo) : growBytes(keep, least, upTo);
+}
+
+bool WalkSource::growText(std::uint64_t keep, std::uint64_t upTo) {
+    const std::uint64_t before = end();
+    firstOffset = keep;
+    first = text.data() + keep;
+    count = static_cast<std::size_t>(std::max(before, std::min<std::uint64_t>(upTo, text.size())) - keep);
+    atEnd = end() == text.size();
+    return end() > before;
+}
+
+bool WalkSource::growBytes(std::uint64_t keep, std::size_t least, std::uint64_t upTo) {
+    const auto room = static_cast<std::size_t>(std::max(upTo, end()) - keep);
+    slideTo(keep, room);
+    const std::size_t kept = count;
+    while (count - kept < least && count < room) {
+        const std::size_t got = bytes->read(end(), buffer.data() + count, room - count, failure);
+        count += got;
+        atEnd = got == 0;
+        if (got == 0 || failure.status != WalkStatus::good) break;
+    }
+    return count > kept;
+}
+
+// Makes `keep` the start of the window, in a buffer with room for `room` bytes and not for very many more.
+void WalkSource::slideTo(std::uint64_t keep, std::size_t room) {
+    const auto passed = static_cast<std::size_t>(keep - firstOffset);
+    const std::size_t kept = count - passed;
+    if (room > buffer.size() || (buffer.size() > 16 * kWindow && room < buffer.size() / 4)) {
+        std::vector<char> other(room);
+        if (kept != 0) std::memcpy(other.data(), first + passed, kept);
+        buffer.swap(other);
+    } else if (kept != 0 && passed != 0) {
+        std::memmove(buffer.data(), first + passed, kept);
+    }
+    first = buffer.data();
+    firstOffset = keep;
+    count = kept;
+}
+
+bool WalkSource::isCertain(std::uint64_t offset) const {
+    return isBeyondReach(first + (offset - firstOffset), offset - firstOffset);
+}
+
+bool WalkSource::findCertain(std::uint64_t low, std::uint64_t before, std::uint64_t& found) {
+    while (before > low) {
+        const std::uint64_t chunk = before - std::min<std::uint64_t>(before - low, kWindow);
+        seek(chunk);
+        while (end() < before && grow(firstOffset, static_cast<std::size_t>(before - end()), before)) {
+        }
+        if (end() < before) return false;
+        const char* const from = first + (chunk - firstOffset);
+        auto length = static_cast<std::size_t>(before - chunk);
+        while (const char* at = lastTag(from, length)) {
+            found = chunk + static_cast<std::uint64_t>(at - from);
+            if (isCertain(found)) return true;
+            length = static_cast<std::size_t>(at - from);
+        }
+        before = chunk;
+    }
+    return false;
+}
+
+} // namespace vellix
