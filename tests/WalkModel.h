@@ -25,7 +25,8 @@ struct Seen {
     std::uint64_t offset;
     TagError error;
     std::string slots;
-    std::string around; // type and ID or first attribute of each document around
+    std::string around;  // type and attributes of each document around
+    std::size_t skipped; // the level that a skip passes over, counted from 1
 
     std::string shown() const {
         return std::to_string(static_cast<int>(kind)) + " type " + std::to_string(type) + ' ' + name + " in " + around +
@@ -39,13 +40,19 @@ public:
     explicit Model(const std::string& bytes) : text(bytes) { run(); }
 
     std::vector<Seen> steps;
-    std::vector<std::uint64_t> tags; // where all begin, those of close tags and headers too
+    std::vector<std::size_t> ends; // for each level the number of steps in front of its end
+
+    /// The number of the step that follows a skip from step `at`.
+    std::size_t behindSkip(std::size_t at) const {
+        return steps[at].skipped != 0 ? ends[steps[at].skipped - 1] : at + 1;
+    }
 
 private:
     struct Level {
         VELLIX_DOC_TYPE type;
         std::string name;
         std::string slots;
+        std::size_t number;
     };
     struct Tag {
         std::string name;
@@ -100,7 +107,6 @@ private:
     void run() {
         std::size_t at = 0;
         while ((at = text.find('<', at)) != std::string::npos) {
-            tags.push_back(at);
             const char mark = at + 1 < text.size() ? text[at + 1] : '\0';
             at = mark == '?' ? at + 2 : mark == '/' ? closeTag(at) : openTag(at);
         }
@@ -110,14 +116,19 @@ private:
     void add(StepKind kind, VELLIX_DOC_TYPE type, const std::string& name, std::uint64_t offset, TagError error,
              const std::string& slots) {
         std::string around;
-        for (const Level& level : open) around += std::to_string(level.type) + '[' + level.slots + ']';
-        steps.push_back({kind, type, name, open.size(), offset, error, slots, around});
+        std::size_t skipped = 0;
+        for (const Level& level : open) {
+            around += std::to_string(level.type) + '[' + level.slots + ']';
+            if (level.type != VELLIX_DOC_NONE && kind != StepKind::unknown) skipped = level.number;
+        }
+        steps.push_back({kind, type, name, open.size(), offset, error, slots, around, skipped});
     }
 
     void endTo(std::size_t depth, std::size_t at) {
         while (open.size() > depth) {
             const Level level = open.back();
             open.pop_back();
+            ends[level.number - 1] = steps.size();
             if (level.type != VELLIX_DOC_NONE)
                 add(StepKind::documentEnd, level.type, level.name, at, TagError::none, level.slots);
         }
@@ -168,7 +179,11 @@ private:
                                                         : StepKind::entry;
         const std::string slots = slotsOf(entry);
         add(kind, type, tag.name, at, error, slots);
-        if (opens && (type != VELLIX_DOC_NONE || error == TagError::none)) open.push_back({type, tag.name, slots});
+        if (opens && (type != VELLIX_DOC_NONE || error == TagError::none)) {
+            ends.push_back(0);
+            steps.back().skipped = ends.size();
+            open.push_back({type, tag.name, slots, ends.size()});
+        }
         if (tag.closed && type != VELLIX_DOC_NONE && opens) endTo(open.size() - 1, at);
         return tag.behind;
     }
@@ -183,8 +198,15 @@ inline Seen seenAt(const vellix::Step& step) {
         const vellix::Document& document = step.around(depth);
         around += std::to_string(document.type()) + '[' + slotsOf(document.attributes()) + ']';
     }
-    return {step.kind(),   step.type(),  std::string(step.name()),   step.depth(),
-            step.offset(), step.error(), slotsOf(step.attributes()), around};
+    return {step.kind(),
+            step.type(),
+            std::string(step.name()),
+            step.depth(),
+            step.offset(),
+            step.error(),
+            slotsOf(step.attributes()),
+            around,
+            0};
 }
 
 inline std::vector<Seen> stepsOf(vellix::Walk& walk) {
