@@ -19,7 +19,7 @@ using vellix::WalkStatus;
 
 namespace {
 
-constexpr std::size_t kWindow = 128 * 1024; // what a walk sees of a file at once
+constexpr std::size_t kWindow = 64 * 1024; // what a walk sees of a file at once
 constexpr std::size_t kLongestTag = 16 * 1024 * 1024;
 
 std::vector<std::string> walked(Walk walk) { return shown(stepsOf(walk)); }

@@ -62,6 +62,7 @@ bool WalkCore::takeTag(Want want) {
         keep = 0;
         return false;
     }
+    if (takePlainEntry(at, want)) return showEntry(at);
     if (canPass(at, want)) return false;
     if (!readTag(at, want)) {
         finished = true;
@@ -118,6 +119,18 @@ bool WalkCore::takeTooDeep(Want want) {
     }
     entry.clear();
     return want.what != Want::kNothing && show(StepKind::unreadable, nullptr);
+}
+
+// Makes an entry that was read the step.
+bool WalkCore::showEntry(std::uint64_t at) {
+    hasStep = true;
+    step.document = nullptr;
+    step.level = open;
+    step.stepKind = StepKind::entry;
+    step.stepType = holder;
+    step.place = at;
+    step.tagError = TagError::none;
+    return true;
 }
 
 // Makes the tag the step; one that can't be read is a step of that kind whatever it would be.

@@ -94,6 +94,11 @@ private:
 
     // Tags, in VellixWalkTag.cpp.
     bool findTag(std::uint64_t from, std::uint64_t last, std::uint64_t& at);
+    bool isWanted(Want want) const;
+    XmlStr cursorAt(std::uint64_t at, std::uint64_t end) const;
+    QuoteSearch& quoteSearch();
+    bool beginsEntry(const char* at, const char* end) const;
+    bool takePlainEntry(std::uint64_t at, Want want);
     bool canPass(std::uint64_t at, Want want);
     bool readTag(std::uint64_t at, Want want);
     bool readWindow(std::uint64_t at, Want want);
@@ -122,6 +127,7 @@ private:
     void dropTo(std::size_t depth);
     void findHolder();
     bool showEnd();
+    bool showEntry(std::uint64_t at);
     bool show(StepKind kind, const Document* document);
     void skipTo(std::size_t depth);
     bool hasEnded(const Document* document, std::uint64_t number) const;

@@ -12,6 +12,9 @@ namespace vellix {
 
 namespace {
 
+// Of a place in memory that bytes are copied to quickly.
+constexpr std::size_t kAlignment = 64;
+
 class FileBytes : public WalkBytes {
 public:
     FileBytes(void* open, std::uint64_t length) : file(open), fileLength(length) {}
@@ -52,16 +55,6 @@ public:
 private:
     ReadBytes call;
 };
-
-// True if none of the `before` bytes in front of `at`, of which three count, can be a lead byte that covers it.
-bool isBeyondReach(const char* at, std::uint64_t before) {
-    for (std::uint64_t back = 1; back <= std::min(kReach, before); ++back) {
-        if (static_cast<unsigned char>(at[-static_cast<std::ptrdiff_t>(back)]) < 0x80) continue;
-        const auto lead = static_cast<unsigned char>(at[-static_cast<std::ptrdiff_t>(back)]);
-        if (static_cast<std::uint64_t>(xmlStepTable[lead]) > back) return false;
-    }
-    return true;
-}
 
 // The last "<" of `length` bytes, null if there is none.
 const char* lastTag(const char* text, std::size_t length) {
@@ -125,11 +118,12 @@ bool WalkSource::growText(std::uint64_t keep, std::uint64_t upTo) {
 }
 
 bool WalkSource::growBytes(std::uint64_t keep, std::size_t least, std::uint64_t upTo) {
-    const auto room = static_cast<std::size_t>(std::max(upTo, end()) - keep);
-    slideTo(keep, room);
+    slideTo(keep, upTo);
     const std::size_t kept = count;
+    const auto room = static_cast<std::size_t>(std::max(upTo, end()) - keep);
+    char* const out = buffer.data() + (first - buffer.data());
     while (count - kept < least && count < room) {
-        const std::size_t got = bytes->read(end(), buffer.data() + count, room - count, failure);
+        const std::size_t got = bytes->read(end(), out + count, room - count, failure);
         count += got;
         atEnd = got == 0;
         if (got == 0 || failure.status != WalkStatus::good) break;
@@ -137,24 +131,31 @@ bool WalkSource::growBytes(std::uint64_t keep, std::size_t least, std::uint64_t 
     return count > kept;
 }
 
-// Makes `keep` the start of the window, in a buffer with room for `room` bytes and not for very many more.
-void WalkSource::slideTo(std::uint64_t keep, std::size_t room) {
+// Makes `keep` the start of the window, in a buffer with room up to `upTo` and not for very much more. What is read next
+// goes to a place that the processor copies to quickly.
+void WalkSource::slideTo(std::uint64_t keep, std::uint64_t upTo) {
     const auto passed = static_cast<std::size_t>(keep - firstOffset);
     const std::size_t kept = count - passed;
-    if (room > buffer.size() || (buffer.size() > 16 * kWindow && room < buffer.size() / 4)) {
-        std::vector<char> other(room);
-        if (kept != 0) std::memcpy(other.data(), first + passed, kept);
-        buffer.swap(other);
-    } else if (kept != 0 && passed != 0) {
-        std::memmove(buffer.data(), first + passed, kept);
-    }
-    first = buffer.data();
+    const std::size_t room = static_cast<std::size_t>(std::max(upTo, end()) - keep) + kAlignment;
+    const bool tooLarge = buffer.size() > 16 * kWindow && room < buffer.size() / 4;
+    if (room <= buffer.size() && !tooLarge && passed == 0) return;
+    std::vector<char> other(room <= buffer.size() && !tooLarge ? 0
+                                                               : std::max<std::size_t>(room, kWindow + kWindow / 4));
+    char* to = other.empty() ? buffer.data() : other.data();
+    to += (kAlignment - (reinterpret_cast<std::uintptr_t>(to) + kept) % kAlignment) % kAlignment;
+    if (kept != 0) std::memmove(to, first + passed, kept);
+    if (!other.empty()) buffer.swap(other);
+    first = to;
     firstOffset = keep;
     count = kept;
 }
 
-bool WalkSource::isCertain(std::uint64_t offset) const {
-    return isBeyondReach(first + (offset - firstOffset), offset - firstOffset);
+bool WalkSource::isBeyondReach(std::uint64_t offset) const {
+    const char* const at = first + (offset - firstOffset);
+    for (std::ptrdiff_t back = 1; back <= std::min<std::ptrdiff_t>(kReach, at - first); ++back) {
+        if (xmlStepTable[static_cast<unsigned char>(at[-back])] > back) return false;
+    }
+    return true;
 }
 
 bool WalkSource::findCertain(std::uint64_t low, std::uint64_t before, std::uint64_t& found) {

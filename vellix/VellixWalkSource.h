@@ -21,8 +21,8 @@ namespace vellix {
 // How many bytes in front of a "<" can be a lead byte that covers it.
 constexpr std::uint64_t kReach = 3;
 
-// What a window is at least asked to hold. Larger reads are no faster, and this much stays in the processor's cache.
-constexpr std::uint64_t kWindow = std::uint64_t{128} * 1024;
+// Windows end at multiples of this. Larger reads are no faster, and this much stays in the processor's cache.
+constexpr std::uint64_t kWindow = std::uint64_t{64} * 1024;
 
 // Where the bytes of a window come from.
 class WalkBytes {
@@ -71,16 +71,21 @@ public:
     bool grow(std::uint64_t keep, std::size_t least, std::uint64_t upTo);
 
     /// True if a "<" at `offset`, which is in the window, begins a tag whatever stands in front.
-    bool isCertain(std::uint64_t offset) const;
+    bool isCertain(std::uint64_t offset) const {
+        const char* const at = first + (offset - firstOffset);
+        const bool isAscii = at - first >= 3 && ((at[-1] | at[-2] | at[-3]) & 0x80) == 0;
+        return isAscii || isBeyondReach(offset);
+    }
 
     /// Finds the last "<" in [low, before) that is certain. False if there is none or the bytes can't be had. The window
     /// is of no use afterwards.
     bool findCertain(std::uint64_t low, std::uint64_t before, std::uint64_t& found);
 
 private:
+    bool isBeyondReach(std::uint64_t offset) const;
     bool growText(std::uint64_t keep, std::uint64_t upTo);
     bool growBytes(std::uint64_t keep, std::size_t least, std::uint64_t upTo);
-    void slideTo(std::uint64_t keep, std::size_t room);
+    void slideTo(std::uint64_t keep, std::uint64_t upTo);
 
     std::string_view text;
     bool isText = false;

@@ -28,6 +28,9 @@ constexpr std::uint64_t kPatiencePerByte = 8;
 // quotes goes on to serve, and behind the longest tag.
 std::uint64_t horizonOf(std::uint64_t at) { return (at / kLongestTag + 2) * kLongestTag; }
 
+// The next place where a window may end.
+std::uint64_t windowBehind(std::uint64_t offset) { return (offset / kWindow + 1) * kWindow; }
+
 std::uint64_t back(std::uint64_t offset, std::uint64_t by) { return offset - std::min(offset, by); }
 
 bool endsWord(char c) { return isBlank(c) || c == '>'; }
@@ -64,21 +67,62 @@ bool WalkCore::findTag(std::uint64_t from, std::uint64_t last, std::uint64_t& at
             from = source.end();
         }
         if (from >= last) return false;
-        if (!source.grow(std::min(anchor, back(from, kReach)), 1, source.end() + kWindow)) return false;
+        if (!source.grow(std::min(anchor, back(from, kReach)), 1, windowBehind(source.end()))) return false;
     }
 }
 
-// Passes over the entry at `at`, if it is none that is wanted and it is plain where it ends.
-bool WalkCore::canPass(std::uint64_t at, Want want) {
-    if (want.what == Want::kSteps || holder == VELLIX_DOC_NONE || deepest != 0) return false;
-    if (want.what == Want::kEntries && (want.type == VELLIX_DOC_NONE || want.type == holder)) return false;
+// Whether the entries that stand here are wanted.
+bool WalkCore::isWanted(Want want) const {
+    if (want.what != Want::kEntries) return want.what == Want::kSteps;
+    return want.type == VELLIX_DOC_NONE || want.type == holder;
+}
+
+XmlStr WalkCore::cursorAt(std::uint64_t at, std::uint64_t end) const {
+    XmlStr cursor;
+    cursor.buffer = source.data();
+    cursor.length = static_cast<unsigned long>(end - source.start());
+    cursor.position = static_cast<unsigned long>(at - source.start());
+    return cursor;
+}
+
+QuoteSearch& WalkCore::quoteSearch() {
+    if (quotesFor != source.generation()) quotes.startOver();
+    quotesFor = source.generation();
+    return quotes;
+}
+
+// True if an entry begins at `at`, by its very bytes. What is spelled or cut in another way is left to the tokens.
+bool WalkCore::beginsEntry(const char* at, const char* end) const {
     const std::size_t length = entryName.size();
-    const auto place = static_cast<std::size_t>(at - source.start());
-    if (source.length() - place < length + 2 || entriesAsDocuments) return false;
-    const char* const begin = source.data() + place + 1;
-    if (std::memcmp(begin, entryName.data(), length) != 0 || !endsWord(begin[length])) return false;
-    const std::size_t left = source.length() - place - 1;
-    const auto* const found = static_cast<const char*>(std::memchr(begin, '<', left));
+    return static_cast<std::size_t>(end - at) > length + 1 && length != 0 && deepest == 0 &&
+           std::memcmp(at + 1, entryName.data(), length) == 0 && endsWord(at[length + 1]);
+}
+
+// Reads the entry at `at` if it is wanted, plain and whole in the window: what nearly all are. The long way would give the
+// same.
+bool WalkCore::takePlainEntry(std::uint64_t at, Want want) {
+    XmlStr cursor = cursorAt(at, source.end());
+    const char* const begin = cursor.buffer + cursor.position;
+    if (entriesAsDocuments || !isWanted(want) || !beginsEntry(begin, cursor.buffer + cursor.length)) return false;
+    bool metEnd = false;
+    entry.clear();
+    entry.setType(holder);
+    if (entry.parseTag(cursor, &quoteSearch(), metEnd) != VELLIX_SUCCESS || metEnd || !source.isCertain(at))
+        return false;
+    const std::uint64_t behind = source.start() + cursor.position;
+    if (behind - at > kLongestTag) return false;
+    lastCertain = at;
+    position = behind;
+    return true;
+}
+
+// Passes over the entry at `at`, if it isn't wanted and the next tag is plain to see.
+bool WalkCore::canPass(std::uint64_t at, Want want) {
+    const char* const end = source.data() + source.length();
+    const char* const begin = source.data() + (at - source.start());
+    if (entriesAsDocuments || isWanted(want) || !beginsEntry(begin, end)) return false;
+    const auto left = static_cast<std::size_t>(end - begin - 1);
+    const auto* const found = static_cast<const char*>(std::memchr(begin + 1, '<', left));
     if (found == nullptr) return false;
     const std::uint64_t following = source.start() + static_cast<std::uint64_t>(found - source.data());
     if (!source.isCertain(following)) return false;
@@ -109,11 +153,7 @@ bool WalkCore::readTag(std::uint64_t at, Want want) {
 }
 
 // Reads what the window has of the tag. True if it may read otherwise with more bytes.
-bool WalkCore::readWindow(std::uint64_t at, Want want) {
-    if (quotesFor != source.generation()) quotes.startOver();
-    quotesFor = source.generation();
-    return scanUpTo(source.end(), at, &quotes, want);
-}
+bool WalkCore::readWindow(std::uint64_t at, Want want) { return scanUpTo(source.end(), at, &quoteSearch(), want); }
 
 // Reads the tag as if there were no bytes from `end` on.
 void WalkCore::rescan(std::uint64_t end, Want want) {
@@ -124,10 +164,7 @@ void WalkCore::rescan(std::uint64_t end, Want want) {
 }
 
 bool WalkCore::scanUpTo(std::uint64_t end, std::uint64_t at, QuoteSearch* search, Want want) {
-    XmlStr cursor;
-    cursor.buffer = source.data();
-    cursor.length = static_cast<unsigned long>(end - source.start());
-    cursor.position = static_cast<unsigned long>(at - source.start());
+    XmlStr cursor = cursorAt(at, end);
     tag = Tag();
     tag.offset = at;
     bool metEnd = false;
@@ -154,7 +191,7 @@ void WalkCore::endStretch(Want want) {
 bool WalkCore::growFor(std::uint64_t at) {
     const std::uint64_t known = source.end();
     const std::uint64_t ahead = known - at;
-    const std::uint64_t upTo = std::min(at + std::max(2 * ahead, kWindow), horizonOf(at));
+    const std::uint64_t upTo = std::min(windowBehind(known + ahead - 1), horizonOf(at));
     while (source.end() < std::min(known + ahead, upTo)) {
         const std::uint64_t end = source.end();
         if (!source.grow(std::min(anchor, back(at, kReach)), 1, upTo)) break;
@@ -169,6 +206,15 @@ bool WalkCore::growFor(std::uint64_t at) {
 }
 
 void WalkCore::scanTag(Scan scan, Want want) {
+    const char* const begin = scan.cursor.buffer + scan.cursor.position;
+    if (beginsEntry(begin, scan.cursor.buffer + scan.cursor.length)) { // the tokens would give the same
+        tag.name = {begin + 1, entryName.size()};
+        scan.cursor.position += static_cast<unsigned long>(entryName.size() + 1);
+        tag.namedAsEntry = true;
+        tag.type = holder;
+        if (isParsed(want)) return parse(scan);
+        return findTagEnd(scan, scan.next());
+    }
     tag.mark = scanToken(scan.cursor, scan.quotes, scan.metEnd).kind;
     if (tag.mark == VELLIX_TOKEN_PI_OPEN) return;
     const VellixToken word = scan.next();
@@ -200,8 +246,7 @@ void WalkCore::classify() {
 // Whether the attributes of the tag are of use.
 bool WalkCore::isParsed(Want want) const {
     if (want.what == Want::kNothing || deepest != 0) return false;
-    if (want.what == Want::kSteps || !tag.namedAsEntry || entriesAsDocuments) return true;
-    return want.what == Want::kEntries && (want.type == VELLIX_DOC_NONE || want.type == holder);
+    return !tag.namedAsEntry || entriesAsDocuments || isWanted(want);
 }
 
 // Reads the attributes. A tag that the parse refuses is looked at once more, for its end.
