@@ -2,6 +2,7 @@
 #include "vellix/VellixScanner.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
 #include "vellix/VellixText.h"
@@ -93,6 +94,30 @@ VellixToken scanOpen(XmlStr& text, std::size_t first) {
 
 } // namespace
 
+// --- The cursor ---
+
+bool XmlStr::atEnd() const {
+    if (position >= length) return true;
+    return stopAtTagEnd && buffer[position] == '>';
+}
+
+void XmlStr::skipToTag() {
+    if (stopAtTagEnd) {
+        while (!atEnd() && buffer[position] != '<') ++position;
+    } else if (!atEnd()) {
+        const auto* tag = static_cast<const char*>(std::memchr(buffer + position, '<', length - position));
+        position = tag != nullptr ? static_cast<unsigned long>(tag - buffer) : length;
+    }
+}
+
+char xmlNextChar(XmlStr* text) {
+    if (text == nullptr || text->position >= text->length) return '\0';
+    const char* const at = text->buffer + text->position;
+    const char c = *at;
+    text->position += static_cast<unsigned long>(unitLength(at, text->length - text->position));
+    return c;
+}
+
 // --- Searching ---
 
 QuoteSearch::Outcome QuoteSearch::find(const char* text, std::size_t length, std::size_t& at, char quote) {
@@ -160,4 +185,10 @@ VellixToken scanToken(XmlStr& text, QuoteSearch* search, bool& metEnd) {
         break;
     }
     return scanWord(text, first, text.position, metEnd);
+}
+
+VellixToken xmlNextToken(XmlStr* text) {
+    bool metEnd = false;
+    if (text == nullptr) return {nullptr, VELLIX_TOKEN_EOF, 0};
+    return scanToken(*text, nullptr, metEnd);
 }

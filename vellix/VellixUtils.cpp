@@ -7,7 +7,6 @@
 #include <cstring>
 #include <memory>
 
-#include "vellix/VellixScanner.h"
 #include "vellix/VellixText.h"
 
 #define ROW_OF_16(step) step, step, step, step, step, step, step, step, step, step, step, step, step, step, step, step
@@ -161,32 +160,4 @@ char* xmlDecode(const char* text, unsigned long length) {
     if (written == kBadReference) return nullptr; // the text has changed since it was counted
     plain.get()[written] = '\0';
     return plain.release();
-}
-
-bool XmlStr::atEnd() const {
-    if (position >= length) return true;
-    return stopAtTagEnd && buffer[position] == '>';
-}
-
-void XmlStr::skipToTag() {
-    if (stopAtTagEnd) {
-        while (!atEnd() && buffer[position] != '<') ++position;
-    } else if (!atEnd()) {
-        const auto* tag = static_cast<const char*>(std::memchr(buffer + position, '<', length - position));
-        position = tag != nullptr ? static_cast<unsigned long>(tag - buffer) : length;
-    }
-}
-
-char xmlNextChar(XmlStr* text) {
-    if (text == nullptr || text->position >= text->length) return '\0';
-    const char* const at = text->buffer + text->position;
-    const char c = *at;
-    text->position += static_cast<unsigned long>(unitLength(at, text->length - text->position));
-    return c;
-}
-
-VellixToken xmlNextToken(XmlStr* text) {
-    bool metEnd = false;
-    if (text == nullptr) return {nullptr, VELLIX_TOKEN_EOF, 0};
-    return scanToken(*text, nullptr, metEnd);
 }
