@@ -19,6 +19,7 @@ using namespace filetest;
 namespace {
 
 std::uint64_t steps = 0;
+std::uint64_t allocations = 0;
 
 // Shapes of hostile text: a front, and a unit again and again up to the size that is asked for.
 struct Shape {
@@ -93,9 +94,11 @@ TEST_F(Cost, Tokens) {
         XmlStr cursor;
         cursor.buffer = text.data();
         cursor.length = lengthOf(text);
+        const std::uint64_t before = allocations;
         while (cursor.position < cursor.length) {
             if (xmlNextToken(&cursor).kind == VELLIX_TOKEN_EOF) ++cursor.position; // at a NUL
         }
+        EXPECT_EQ(allocations, before);
     });
 }
 
@@ -165,6 +168,7 @@ void* count(std::size_t bytes, void* result) {
 } // namespace
 
 void* operator new(std::size_t size) {
+    ++allocations;
     void* const memory = count(size, std::malloc(size));
     if (memory == nullptr) throw std::bad_alloc();
     return memory;

@@ -30,6 +30,12 @@ QuoteSearch::Outcome findWithin(const char* text, std::size_t length, std::size_
     }
 }
 
+// Searches up to the end of the text.
+QuoteSearch::Outcome findPlainly(const char* text, std::size_t length, std::size_t& at, char quote) {
+    const QuoteSearch::Outcome outcome = findWithin(text, length, length, at, quote);
+    return outcome == QuoteSearch::kUnknown ? QuoteSearch::kMetEnd : outcome;
+}
+
 // Searches block by block. `pass` is called with the place where each begins and gives the outcome if it knows it.
 template <class Pass>
 QuoteSearch::Outcome walk(const char* text, std::size_t length, std::size_t& at, char quote, Pass pass) {
@@ -72,10 +78,10 @@ VellixToken scanWord(XmlStr& text, std::size_t first, std::size_t at, bool& metE
 
 // Scans a quoted string whose opening quote stands at `first`. Without an end it is a word.
 VellixToken scanQuoted(XmlStr& text, std::size_t first, QuoteSearch* search, bool& metEnd) {
-    QuoteSearch own;
-    if (search == nullptr) search = &own;
     std::size_t at = first + 1;
-    const QuoteSearch::Outcome outcome = search->find(text.buffer, text.length, at, text.buffer[first]);
+    const char quote = text.buffer[first];
+    const QuoteSearch::Outcome outcome = search != nullptr ? search->find(text.buffer, text.length, at, quote)
+                                                           : findPlainly(text.buffer, text.length, at, quote);
     if (outcome == QuoteSearch::kFound) return makeToken(text, VELLIX_TOKEN_QUOTED, first, at + 1, at + 1);
     metEnd = outcome == QuoteSearch::kMetEnd;
     return scanWord(text, first, first + 1, metEnd);
@@ -124,11 +130,11 @@ QuoteSearch::Outcome QuoteSearch::find(const char* text, std::size_t length, std
     if (takesNotes() && (text != notedText || length != notedLength)) startOver(); // a cursor can be set to anything
     if (takesNotes()) return findWithNotes(text, length, at, quote);
     const std::size_t first = at;
-    const Outcome outcome = findWithin(text, length, length, at, quote);
+    const Outcome outcome = findPlainly(text, length, at, quote);
     if (outcome == kFound) return kFound;
     inVain += at - first;
     if (inVain > kMostInVain) takeNotes(text, length);
-    return outcome == kUnknown ? kMetEnd : outcome;
+    return outcome;
 }
 
 // Goes on without if memory for them can't be had.
