@@ -160,6 +160,29 @@ TEST_F(Cost, TextsThatAreWritten) {
     });
 }
 
+// To know the length costs no more than to have it measured, and a short limit is not paid for by the length of the text.
+TEST_F(Cost, EscapingByAKnownLength) {
+    for (const Shape& shape : kShapes) {
+        SCOPED_TRACE(shape.name);
+        const std::string text = textOf(shape, 4 * kPageSize).c_str();
+        const auto length = static_cast<int>(xmlLen(text.c_str()));
+        std::string room(static_cast<std::size_t>(length) + 1, '\0');
+        const auto costOfSize = [&](int size, bool given) {
+            return costOf(
+                [&](const std::string&) {
+                    char* const made = xmlEncode(text.c_str(), given ? &room[0] : nullptr, size);
+                    if (!given) std::free(made);
+                },
+                text);
+        };
+        for (const bool given : {false, true}) {
+            const std::uint64_t measured = costOfSize(-1, given);
+            EXPECT_LE(costOfSize(given ? length + 1 : length, given), measured + measured / 10 + 20);
+            EXPECT_LE(costOfSize(100, given), 20000U);
+        }
+    }
+}
+
 void* count(std::size_t bytes, void* result) {
     steps += bytes;
     return result;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellix/VellixUtils.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
@@ -53,17 +54,28 @@ struct Measure {
     std::uint64_t escaped;
 };
 
-// Measures the longest beginning of `text` that has at most `units` units and at most `room` bytes in escaped form.
-Measure measureWithin(const char* text, std::size_t units, std::size_t room) {
+// Measures the longest beginning of `text` that has at most `units` units and at most `room` bytes in escaped form. The
+// text is not looked at behind the bytes that so many units can have.
+Measure measureBeginning(const char* text, std::size_t units, std::size_t room) {
+    constexpr std::size_t kLongestUnit = 4;
+    const std::size_t length = lengthWithin(text, std::min(units, SIZE_MAX / kLongestUnit) * kLongestUnit);
     Measure measure = {0, 0};
-    const std::size_t length = std::strlen(text);
     while (measure.source < length && units > 0) {
-        std::size_t unit = 0;
-        const std::size_t escaped = putUnit(text + measure.source, length - measure.source, nullptr, unit);
-        if (escaped > room - measure.escaped) break;
-        measure.source += unit;
-        measure.escaped += escaped;
-        --units;
+        const char* const at = text + measure.source;
+        const auto roomLeft = room - static_cast<std::size_t>(measure.escaped);
+        std::size_t source = 0;
+        if (platform::isSpecial(*at)) {
+            const std::size_t escaped = putUnit(at, length - measure.source, nullptr, source);
+            if (escaped > roomLeft) break;
+            measure.escaped += escaped;
+            --units;
+        } else {
+            source = std::min({plainEnd(text, measure.source, length) - measure.source, units, roomLeft});
+            if (source == 0) break;
+            measure.escaped += source;
+            units -= source;
+        }
+        measure.source += source;
     }
     return measure;
 }
@@ -71,6 +83,16 @@ Measure measureWithin(const char* text, std::size_t units, std::size_t room) {
 Measure measureWhole(const char* text) {
     const std::size_t length = std::strlen(text);
     return {length, escapedLength(text, length)};
+}
+
+// As measureBeginning. Mostly that is the whole text, which is measured faster.
+Measure measureWithin(const char* text, std::size_t units, std::size_t room) {
+    const std::size_t length = lengthWithin(text, units);
+    if (text[length] == '\0') {
+        const std::uint64_t escaped = escapedLength(text, length);
+        if (escaped <= room) return {length, escaped};
+    }
+    return measureBeginning(text, units, room);
 }
 
 } // namespace
