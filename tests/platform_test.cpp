@@ -93,6 +93,37 @@ TEST_F(PlatformFiles, HandlesOfTheWrongKindFail) {
     EXPECT_TRUE(platform::CloseHandle(file));
 }
 
+TEST_F(PlatformFiles, ReadsAtAnyPlace) {
+    constexpr __int64 kFar = 5LL << 30;
+    writeFile(dir.file("f"), "0123456789");
+    std::filesystem::resize_file(dir.file("f"), kFar);
+    void* const file = open("f", kGenericRead);
+    void* const mapping = mappingOf(file, kPageReadOnly);
+    const struct {
+        void* handle;
+        __int64 offset;
+        std::size_t length;
+        bool read;
+        std::string bytes;
+    } rows[] = {{file, 0, 4, true, "0123"},        {file, 9, 3, true, "9\0\0"s}, {file, kFar - 2, 6, true, "\0\0"s},
+                {file, 2, 3, true, "234"},         {file, 4, 0, true, ""},       {file, kFar, 6, true, ""},
+                {file, INT64_MAX, 6, true, ""},    {file, -1, 6, false, ""},     {mapping, 0, 6, false, ""},
+                {kInvalidHandle, 0, 6, false, ""}, {nullptr, 0, 6, false, ""}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.offset);
+        std::string bytes(8, '~');
+        std::size_t got = 99;
+        EXPECT_EQ(readAt(row.handle, row.offset, bytes.data(), row.length, got), row.read);
+        EXPECT_EQ(bytes.substr(0, got), row.bytes);
+        EXPECT_EQ(bytes.substr(row.length), std::string(8 - row.length, '~'));
+        EXPECT_TRUE(row.read || (platform::GetLastError() == (row.offset < 0 ? 87U : 6U) && systemError()));
+    }
+    platform::CloseHandle(mapping);
+    platform::CloseHandle(file);
+    EXPECT_EQ(open("none", kGenericRead), kInvalidHandle);
+    EXPECT_EQ(systemError(), std::errc::no_such_file_or_directory);
+}
+
 TEST_F(PlatformFiles, CreateFileRefuses) {
     writeFile(dir.file("f"), "text");
     EXPECT_EQ(open("none", kBoth), kInvalidHandle);
