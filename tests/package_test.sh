@@ -37,6 +37,7 @@ include/vellix/CatQueryCriteriaHelper.h
 include/vellix/VellixDoc.h
 include/vellix/VellixEntry.h
 include/vellix/VellixMMap.h
+include/vellix/VellixPath.h
 include/vellix/VellixReader.h
 include/vellix/VellixSchema.h
 include/vellix/VellixTypes.h
