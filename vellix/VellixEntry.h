@@ -15,7 +15,7 @@ class QuoteSearch;
 
 namespace vellix {
 class WalkCore;
-}
+} // namespace vellix
 
 // One tag with its attributes: the leaf unit of a catalog document, and the base of VellixDoc.
 //

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "vellix/VellixPath.h"
 #include "vellix/VellixUtils.h"
 #include "vellix/platform/Platform.h"
 
@@ -65,7 +66,7 @@ const char* lastTag(const char* text, std::size_t length) {
 } // namespace
 
 std::shared_ptr<WalkBytes> openFile(const std::filesystem::path& path, WalkError& error) {
-    void* const file = platform::CreateFileW(path.wstring().c_str(), platform::kGenericRead,
+    void* const file = platform::CreateFileW(widePath(path).c_str(), platform::kGenericRead,
                                              platform::kShareRead | platform::kShareWrite | platform::kShareDelete,
                                              nullptr, platform::kOpenExisting, platform::kAttributeNormal, nullptr);
     if (file == platform::kInvalidHandle) {
