@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "Catalog.h"
 #include "Driver.h"
@@ -22,7 +23,7 @@ constexpr unsigned short kModified = 13;
 std::wstring widened(const char* path) { return std::wstring(path, path + std::char_traits<char>::length(path)); }
 
 void addText(const VellixEntry& entry, unsigned short id, Checksum& sum) {
-    const std::string& text = entry.getAttributeStr(id);
+    const std::string_view text = entry.getAttributeView(id);
     sum.add(text.data(), text.size());
 }
 
