@@ -16,7 +16,6 @@ constexpr int kProtRead = 2; // of VellixMMap::map
 constexpr int kShared = 2;
 
 // A tag of more bytes than this is passed over.
-constexpr std::size_t kLongestTag = std::size_t{16} * 1024 * 1024;
 
 // How many bytes may be looked at in vain, and how many of them each page that is passed makes good. A tag that seems cut
 // may turn out to end early after all, and a file can be made of such tags.
