@@ -13,9 +13,7 @@ namespace {
 
 constexpr int kReadOnly = 0; // mode of VellixMMap::open
 constexpr int kProtRead = 2; // of VellixMMap::map
-constexpr int kShared = 2;
-
-// A tag of more bytes than this is passed over.
+constexpr int kPrivate = 1;  // a page of a shared view could be taken away
 
 // How many bytes may be looked at in vain, and how many of them each page that is passed makes good. A tag that seems cut
 // may turn out to end early after all, and a file can be made of such tags.
@@ -110,7 +108,7 @@ bool VellixReader::mapPage(__int64 offset) {
     const __int64 rest = fileLength - offset;
     const __int64 length = std::min(rest, kPageSize);
     if (length > 0) {
-        mmap->map(fileHandle, static_cast<int>(length), kProtRead, kShared, nullptr, offset);
+        mmap->map(fileHandle, static_cast<int>(length), kProtRead, kPrivate, nullptr, offset);
         if (mmap->addr() == nullptr) return false;
     }
     pageOffset = offset;

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <string>
+#include <system_error>
 
 #include "vellix/VellixTypes.h"
 
@@ -19,14 +21,16 @@
 // - What a call here doesn't name as possible (another access or disposition, a size or a name for a mapping object, a
 //   replacement character) fails.
 // - What is open isn't handed on to a program that the process starts.
+// - A path is the system's own on Windows, UTF-8 elsewhere. There a lone surrogate U+DC80 to U+DCFF in a path, and only in
+//   a path, is the byte 80 to FF.
 // On POSIX systems also:
 // - Share modes between processes have no counterpart and are not imitated. Security and template are ignored.
 // - A call that opens goes on after an interruption; one that closes doesn't.
 // - A file can be cut while it is mapped. A view that would pass its present end is refused; touching what went away under
-//   a view ends the process.
+//   a view ends the process. Only a kMapCopy of at most 64 KB is safe from that: it is read into memory.
 //
-// Nothing here throws; where memory runs out, the call fails. Any thread may call at any time, but a handle must not be in
-// use while it is closed, and no call may be made with it afterwards.
+// Nothing here throws but `widen`, which gives a std::wstring; elsewhere the call fails where memory runs out. Any thread may
+// call at any time, but a handle must not be in use while it is closed, and no call may be made with it afterwards.
 namespace platform {
 
 // A handle is a pointer to something of the platform's own; all bits set means none. A handle of the wrong kind, null and
@@ -71,6 +75,15 @@ unsigned long GetFileSize(void* file, unsigned long* high);
 /// file elsewhere; of the calls for text, time and temporary names only WideCharToMultiByte sets one for certain.
 unsigned long GetLastError();
 
+/// Returns the same failure as the system itself names it: its native number, of the system's category. No error if there
+/// was none. The same haste applies.
+std::error_code systemError();
+
+/// Reads up to `length` bytes at `offset` of an open file into `out`, and stores how many they were: fewer only at the end
+/// of the file. Moves nothing, so any number of threads may read from one handle. False if the system fails, with what
+/// came before that in `got`; also for a handle that is none and for a negative offset.
+bool readAt(void* file, __int64 offset, void* out, std::size_t length, std::size_t& got);
+
 /// Makes a mapping object as large as the file is now, which keeps the file alive by itself. Null for an empty file, and
 /// for a writable protection on a read-only file.
 void* CreateFileMappingW(void* file, void* security, unsigned long protection, unsigned long sizeHigh,
@@ -92,6 +105,11 @@ bool CloseHandle(void* handle);
 /// Returns 0 on failure: another code page than kUtf8, null arguments, or too small a `size`.
 int WideCharToMultiByte(unsigned int codePage, unsigned long flags, const wchar_t* text, int length, char* out,
                         int size, const char* defaultChar, int* usedDefaultChar);
+
+/// Returns the wide path of a name in the system's own form, narrow or wide. Where that is narrow, each byte that is no part
+/// of well-formed UTF-8 becomes its lone surrogate; where it is wide, a narrow name can't be given.
+std::wstring widen(const char* name);
+inline std::wstring widen(const wchar_t* name) { return name; }
 
 /// Opens a stream. `mode` is "r", "w" or "a", then in either order "+" and one of "b" and "t", which are the same here.
 /// Null on failure, for a directory, for any other mode and for a null path. Opening a pipe can wait for its other end.
