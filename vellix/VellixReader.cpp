@@ -13,10 +13,7 @@ namespace {
 
 constexpr int kReadOnly = 0; // mode of VellixMMap::open
 constexpr int kProtRead = 2; // of VellixMMap::map
-constexpr int kPrivate = 1; // a page of a shared view could be taken away
-
-// A tag of more bytes than this is passed over.
-constexpr std::size_t kLongestTag = std::size_t{16} * 1024 * 1024;
+constexpr int kPrivate = 1;  // a page of a shared view could be taken away
 
 // How many bytes may be looked at in vain, and how many of them each page that is passed makes good. A tag that seems cut
 // may turn out to end early after all, and a file can be made of such tags.
