@@ -34,13 +34,16 @@ expected_files() {
     cat <<'FILES'
 include/vellix/CatImageCmdXmlFileHelper.h
 include/vellix/CatQueryCriteriaHelper.h
+include/vellix/VellixAttributes.h
 include/vellix/VellixDoc.h
 include/vellix/VellixEntry.h
 include/vellix/VellixMMap.h
+include/vellix/VellixPath.h
 include/vellix/VellixReader.h
 include/vellix/VellixSchema.h
 include/vellix/VellixTypes.h
 include/vellix/VellixUtils.h
+include/vellix/VellixValues.h
 include/vellix/VellixWriter.h
 lib/cmake/vellix/vellixConfig.cmake
 lib/cmake/vellix/vellixConfigVersion.cmake

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellix/platform/Platform.h"
 
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
@@ -11,6 +12,7 @@
 
 #include "TempDir.h"
 #include "TestSupport.h"
+#include "vellix/platform/Bytes.h"
 
 namespace {
 
@@ -42,6 +44,32 @@ TEST(Utf8, SizesAndFailures) {
     EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, 8, nullptr, &replaced), 0);
     EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -2, out, 8, nullptr, nullptr), 0);
     EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, -1, nullptr, nullptr), 0);
+}
+
+// Each byte value at each place, among plain bytes and among special ones; a byte behind the counted ones doesn't tell.
+template <std::size_t count> void compareBitsOfSpecial() {
+    constexpr unsigned int all = (1U << count) - 1;
+    for (const char around : {'n', '\xC3'}) {
+        const unsigned int others = around == 'n' ? 0 : all;
+        for (std::size_t place = 0; place < count; ++place) {
+            for (int value = 0; value < 256; ++value) {
+                std::array<char, kBlock + 1> text;
+                text.fill(around);
+                text[place] = static_cast<char>(value);
+                text[count] = '<';
+                const unsigned int bit = 1U << place;
+                const bool special = value >= 0x80 || "\"&'<>\0"s.find(text[place]) != std::string::npos;
+                ASSERT_EQ(bitsOfSpecial<count>(text.data()), special ? others | bit : others & ~bit)
+                    << value << " at " << place << " of " << count;
+            }
+        }
+    }
+}
+
+TEST(Bytes, BitsOfSpecial) {
+    compareBitsOfSpecial<4>();
+    compareBitsOfSpecial<8>();
+    compareBitsOfSpecial<16>();
 }
 
 class PlatformFiles : public testing::Test {

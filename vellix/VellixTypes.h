@@ -40,4 +40,9 @@ enum VELLIX_ERROR : int {
     VELLIX_ERR_FILE_SIZE = 10     ///< the size of a file could not be read
 };
 
+/// Returns what a VELLIX_ERROR value means, in a few English words for a message, and "unknown error" for any other
+/// number. The text is constant; any thread may call this at any time.
+///     vellixErrorText(VELLIX_ERR_FILE_OPEN)            // "the file can't be opened, or is not open"
+VELLIX_API const char* vellixErrorText(int code);
+
 #endif

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <string>
 #include <system_error>
 
 #include "vellix/VellixTypes.h"
@@ -19,14 +20,16 @@
 // - What a call here doesn't name as possible (another access or disposition, a size or a name for a mapping object, a
 //   replacement character) fails.
 // - What is open isn't handed on to a program that the process starts.
+// - A path is the system's own on Windows, UTF-8 elsewhere. There a lone surrogate U+DC80 to U+DCFF in a path, and only in
+//   a path, is the byte 80 to FF.
 // On POSIX systems also:
 // - Share modes between processes have no counterpart and are not imitated. Security and template are ignored.
 // - A call that opens goes on after an interruption; one that closes doesn't.
 // - A file can be cut while it is mapped. A view that would pass its present end is refused; touching what went away under
 //   a view ends the process. Only a kMapCopy of at most 64 KB is safe from that: it is read into memory.
 //
-// Nothing here throws; where memory runs out, the call fails. Any thread may call at any time, but a handle must not be in
-// use while it is closed, and no call may be made with it afterwards.
+// Nothing here throws but `widen`, which gives a std::wstring; elsewhere the call fails where memory runs out. Any thread may
+// call at any time, but a handle must not be in use while it is closed, and no call may be made with it afterwards.
 namespace platform {
 
 // A handle is a pointer to something of the platform's own; all bits set means none. A handle of the wrong kind, null and
@@ -104,6 +107,11 @@ bool CloseHandle(void* handle);
 /// Returns 0 on failure: another code page than kUtf8, null arguments, or too small a `size`.
 int WideCharToMultiByte(unsigned int codePage, unsigned long flags, const wchar_t* text, int length, char* out,
                         int size, const char* defaultChar, int* usedDefaultChar);
+
+/// Returns the wide path of a name in the system's own form, narrow or wide. Where that is narrow, each byte that is no part
+/// of well-formed UTF-8 becomes its lone surrogate; where it is wide, a narrow name can't be given.
+std::wstring widen(const char* name);
+inline std::wstring widen(const wchar_t* name) { return name; }
 
 /// Opens a stream. `mode` is "r", "w" or "a", then in either order "+" and one of "b" and "t", which are the same here.
 /// Null on failure, for a directory, for any other mode and for a null path. Opening a pipe can wait for its other end.

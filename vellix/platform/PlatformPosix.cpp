@@ -14,6 +14,7 @@
 #include <mutex>
 #include <new>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -185,11 +186,74 @@ bool readFrom(const Descriptor& file, std::uint64_t offset, char* out, std::size
     return true;
 }
 
-// A path as UTF-8. The name of a temporary file takes no memory, so that it can be deleted when there is none.
-class Utf8Path {
+// Takes one character from the text, which isn't at its end.
+std::uint32_t nextCodePoint(const wchar_t*& text, const wchar_t* end) {
+    const auto isLow = [](std::uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
+    const auto first = static_cast<std::uint32_t>(*text++);
+    if (first < 0xD800) return first;
+    if (first <= 0xDBFF && text != end && isLow(static_cast<std::uint32_t>(*text))) {
+        return 0x10000 + ((first - 0xD800) << 10) + (static_cast<std::uint32_t>(*text++) - 0xDC00);
+    }
+    return first <= 0xDFFF || first > 0x10FFFF ? 0xFFFD : first;
+}
+
+constexpr std::size_t kLongestUnit = 4;
+
+// Puts a character into `unit` as UTF-8 and returns the number of bytes.
+int encodeUtf8(std::uint32_t codePoint, char (&unit)[kLongestUnit]) {
+    if (codePoint < 0x80) {
+        unit[0] = static_cast<char>(codePoint);
+        return 1;
+    }
+    const int length = codePoint < 0x800 ? 2 : codePoint < 0x10000 ? 3 : 4;
+    for (int i = length - 1; i > 0; --i) {
+        unit[i] = static_cast<char>(0x80 | (codePoint & 0x3F));
+        codePoint >>= 6;
+    }
+    unit[0] = static_cast<char>((0xF00U >> length & 0xFFU) | codePoint); // 0xC0, 0xE0, 0xF0
+    return length;
+}
+
+// In a path, a byte that is no part of well-formed UTF-8 is this much and the byte.
+constexpr std::uint32_t kLoneByte = 0xDC00;
+
+// Takes one character from the text, which isn't at its end, and puts it into `unit`. A lone byte may stand only in a path.
+int encodeNext(const wchar_t*& text, const wchar_t* end, bool isPath, char (&unit)[kLongestUnit]) {
+    const std::uint32_t byte = static_cast<std::uint32_t>(*text) - kLoneByte;
+    if (!isPath || byte < 0x80 || byte > 0xFF) return encodeUtf8(nextCodePoint(text, end), unit);
+    unit[0] = static_cast<char>(byte);
+    ++text;
+    return 1;
+}
+
+// Turns a text into UTF-8 and returns the number of bytes, or 0 if they don't fit into `size`. With a `size` of 0 it only
+// counts.
+int encodeText(const wchar_t* text, const wchar_t* end, bool isPath, char* out, int size) {
+    const int room = size == 0 ? INT_MAX : size;
+    int total = 0;
+    while (text != end) {
+        char unit[kLongestUnit];
+        const int bytes = encodeNext(text, end, isPath, unit);
+        if (bytes > room - total) {
+            failed(kBufferTooSmall);
+            return 0;
+        }
+        if (size != 0) std::memcpy(out + total, unit, static_cast<std::size_t>(bytes));
+        total += bytes;
+    }
+    return total;
+}
+
+// The bytes of a path. The name of a temporary file takes no memory, so that it can be deleted when there is none.
+class NarrowPath {
 public:
-    explicit Utf8Path(const wchar_t* path) {
-        const int size = WideCharToMultiByte(kUtf8, 0, path, -1, nullptr, 0, nullptr, nullptr);
+    explicit NarrowPath(const wchar_t* path) {
+        if (path == nullptr) {
+            failed(kInvalidParameter);
+            return;
+        }
+        const wchar_t* const end = path + std::wcslen(path) + 1;
+        const int size = encodeText(path, end, true, nullptr, 0);
         if (size == 0) return;
         char* room = nearby;
         if (static_cast<std::size_t>(size) > sizeof nearby) {
@@ -200,7 +264,7 @@ public:
             failed(kNotEnoughMemory);
             return;
         }
-        WideCharToMultiByte(kUtf8, 0, path, -1, room, size, nullptr, nullptr);
+        encodeText(path, end, true, room, size);
         text = room;
     }
 
@@ -212,6 +276,42 @@ private:
     char nearby[4 * 260] = {}; // what the writer's room for such a name comes to at most
     std::unique_ptr<char[]> memory;
 };
+
+// Takes one character from a path, which isn't at its end.
+wchar_t decodeNext(const char*& path) {
+    constexpr std::uint32_t kLeast[] = {0, 0x80, 0x800, 0x10000}; // by the bytes behind the first
+    const auto lead = static_cast<unsigned char>(*path++);
+    if (lead < 0x80) return static_cast<wchar_t>(lead);
+    const int tails = lead < 0xC0 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : lead < 0xF8 ? 3 : 0;
+    std::uint32_t codePoint = lead & (0x3FU >> tails);
+    bool wellFormed = tails != 0;
+    for (int i = 0; i < tails && wellFormed; ++i) { // a NUL ends it too
+        const auto byte = static_cast<unsigned char>(path[i]);
+        codePoint = codePoint << 6 | (byte & 0x3F);
+        wellFormed = (byte & 0xC0) == 0x80;
+    }
+    const bool isSurrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
+    if (!wellFormed || codePoint < kLeast[tails] || codePoint > 0x10FFFF || isSurrogate)
+        return static_cast<wchar_t>(kLoneByte + lead);
+    path += tails;
+    return static_cast<wchar_t>(codePoint);
+}
+
+// Puts a path into `out`, and nothing if it doesn't fit.
+bool widenInto(const char* path, wchar_t* out, std::size_t size) {
+    wchar_t* const start = out;
+    for (wchar_t* const last = out + size - 1; out != last; ++out) {
+        if (*path == '\0') {
+            *out = L'\0';
+            return true;
+        }
+        *out = decodeNext(path);
+    }
+    *out = L'\0';
+    if (*path == '\0') return true;
+    *start = L'\0';
+    return false;
+}
 
 constexpr mode_t kNewFileMode = 0666; // less the umask
 
@@ -394,62 +494,6 @@ void* readView(const Object& object, std::uint64_t offset, std::size_t length) {
     return nullptr;
 }
 
-// Takes one character from the text, which isn't at its end.
-std::uint32_t nextCodePoint(const wchar_t*& text, const wchar_t* end) {
-    const auto isLow = [](std::uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
-    const auto first = static_cast<std::uint32_t>(*text++);
-    if (first < 0xD800) return first;
-    if (first <= 0xDBFF && text != end && isLow(static_cast<std::uint32_t>(*text))) {
-        return 0x10000 + ((first - 0xD800) << 10) + (static_cast<std::uint32_t>(*text++) - 0xDC00);
-    }
-    return first <= 0xDFFF || first > 0x10FFFF ? 0xFFFD : first;
-}
-
-constexpr std::size_t kLongestUnit = 4;
-
-// Puts a character into `unit` as UTF-8 and returns the number of bytes.
-int encodeUtf8(std::uint32_t codePoint, char (&unit)[kLongestUnit]) {
-    if (codePoint < 0x80) {
-        unit[0] = static_cast<char>(codePoint);
-        return 1;
-    }
-    const int length = codePoint < 0x800 ? 2 : codePoint < 0x10000 ? 3 : 4;
-    for (int i = length - 1; i > 0; --i) {
-        unit[i] = static_cast<char>(0x80 | (codePoint & 0x3F));
-        codePoint >>= 6;
-    }
-    unit[0] = static_cast<char>((0xF00U >> length & 0xFFU) | codePoint); // 0xC0, 0xE0, 0xF0
-    return length;
-}
-
-// The reverse for paths. It tests only what it must to stay inside the text: whether the text was well-formed shows when
-// the result is turned back.
-bool decodeUtf8(const char* text, wchar_t* out, std::size_t size) {
-    for (; size > 0; --size, ++out) {
-        const auto lead = static_cast<unsigned char>(*text++);
-        const int length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-        std::uint32_t codePoint = length == 1 ? lead : lead & (0x7FU >> length);
-        for (int i = 1; i < length; ++i) {
-            const auto byte = static_cast<unsigned char>(*text++);
-            if ((byte & 0xC0) != 0x80) return false;
-            codePoint = codePoint << 6 | (byte & 0x3F);
-        }
-        *out = static_cast<wchar_t>(codePoint);
-        if (lead == 0) return true;
-    }
-    return false;
-}
-
-// Puts a path into `out`, and nothing if it doesn't fit or the wide form would name another file.
-bool widenPath(const char* path, wchar_t* out, std::size_t size) {
-    if (decodeUtf8(path, out, size)) {
-        const Utf8Path back(out);
-        if (back.get() != nullptr && std::strcmp(back.get(), path) == 0) return true;
-    }
-    out[0] = L'\0';
-    return false;
-}
-
 // A path in the system's temporary directory that mkostemp can complete, null if memory ran out.
 std::unique_ptr<char[]> temporaryPattern() {
     constexpr char kName[] = "/vellixXXXXXX";
@@ -469,7 +513,7 @@ void* CreateFileW(const wchar_t* path, unsigned long access, unsigned long /*sha
                   unsigned long disposition, unsigned long /*attributes*/, void* /*templateFile*/) {
     const bool writable = (access & kGenericWrite) != 0;
     const bool known = disposition == kOpenExisting || disposition == kOpenAlways;
-    const Utf8Path text(path);
+    const NarrowPath text(path);
     if (text.get() == nullptr) return kInvalidHandle;
     if ((access & kGenericRead) == 0 || !known) {
         failed(kInvalidParameter);
@@ -560,24 +604,18 @@ int WideCharToMultiByte(unsigned int codePage, unsigned long flags, const wchar_
         failed(kInvalidParameter);
         return 0;
     }
-    const int room = size == 0 ? INT_MAX : size;
     const wchar_t* const end = text + (length == -1 ? std::wcslen(text) + 1 : static_cast<std::size_t>(length));
-    int total = 0;
-    while (text != end) {
-        char unit[kLongestUnit];
-        const int bytes = encodeUtf8(nextCodePoint(text, end), unit);
-        if (bytes > room - total) {
-            failed(kBufferTooSmall);
-            return 0;
-        }
-        if (size != 0) std::memcpy(out + total, unit, static_cast<std::size_t>(bytes));
-        total += bytes;
-    }
-    return total;
+    return encodeText(text, end, false, out, size);
+}
+
+std::wstring widen(const char* name) {
+    std::wstring wide;
+    while (*name != '\0') wide += decodeNext(name);
+    return wide;
 }
 
 std::FILE* _wfopen(const wchar_t* path, const wchar_t* mode) {
-    const Utf8Path text(path);
+    const NarrowPath text(path);
     if (text.get() == nullptr) return nullptr;
     const std::optional<StreamMode> wanted = readStreamMode(mode);
     if (!wanted) return failed(kInvalidParameter);
@@ -620,9 +658,9 @@ int _wtmpnam_s(wchar_t* name, std::size_t size) {
     name[0] = L'\0';
     const std::unique_ptr<char[]> pattern = temporaryPattern();
     if (pattern == nullptr) return ENOMEM;
-    // mkostemp only puts one ASCII character for another: if the pattern can be told, the name can, and no file is left
-    // behind that nobody knows of.
-    if (!widenPath(pattern.get(), name, size)) return ERANGE;
+    // mkostemp only puts one ASCII character for another: if the pattern fits, the name does, and no file is left behind
+    // that nobody knows of.
+    if (!widenInto(pattern.get(), name, size)) return ERANGE;
 
     char* const tail = pattern.get() + std::strlen(pattern.get()) - 6;
     const Descriptor file(retryInterrupted([&] {
@@ -635,12 +673,12 @@ int _wtmpnam_s(wchar_t* name, std::size_t size) {
         failedCall();
         return reason;
     }
-    decodeUtf8(pattern.get(), name, size);
+    widenInto(pattern.get(), name, size);
     return 0;
 }
 
 int _wunlink(const wchar_t* path) {
-    const Utf8Path text(path);
+    const NarrowPath text(path);
     if (text.get() == nullptr) return -1;
     if (::unlink(text.get()) == 0) return 0;
     failedCall();
