@@ -42,7 +42,6 @@ constexpr unsigned long kPathNotFound = 3;
 constexpr unsigned long kTooManyOpenFiles = 4;
 constexpr unsigned long kAccessDenied = 5;
 constexpr unsigned long kBadHandle = 6;
-constexpr unsigned long kNotEnoughMemory = 8;
 constexpr unsigned long kWriteProtected = 19;
 constexpr unsigned long kGeneralFailure = 31;
 constexpr unsigned long kInvalidParameter = 87;
