@@ -9,6 +9,7 @@
 #include "Driver.h"
 #include "EntrySetter.h"
 #include "vellix/VellixReader.h"
+#include "vellix/VellixWalk.h"
 #include "vellix/VellixWriter.h"
 
 using namespace bench;
@@ -65,6 +66,26 @@ std::uint64_t readFile(const Task& task, Meter& meter) {
     return task.full ? readWith(task, meter, foldFull) : readWith(task, meter, foldShort);
 }
 
+// The same with a walk, which finds the entries in a file of any shape.
+template <class Fold> std::uint64_t walkWith(const Task& task, Meter& meter, Fold fold) {
+    Checksum sum;
+    meter.start();
+    {
+        vellix::Walk walk(task.file);
+        for (const VellixEntry& entry : walk.entries(VELLIX_DOC_FH)) {
+            fold(entry, sum);
+            meter.entry();
+        }
+        require(static_cast<bool>(walk), "the file can't be read");
+    }
+    meter.stop();
+    return sum.value();
+}
+
+std::uint64_t walkFile(const Task& task, Meter& meter) {
+    return task.full ? walkWith(task, meter, foldFull) : walkWith(task, meter, foldShort);
+}
+
 void writeEntries(const Catalog& catalog, const Task& task, Meter& meter) {
     VellixWriter writer;
     writer.getRootDoc().addAttribute(1, kSessionId, false); // instead of the time
@@ -106,5 +127,5 @@ std::uint64_t makeFile(const Task& task, Meter& meter) {
 } // namespace
 
 int main(int argc, char** argv) {
-    return driverMain(argc, argv, {{"read", readFile}, {"write", writeFile}, {"make", makeFile}});
+    return driverMain(argc, argv, {{"read", readFile}, {"walk", walkFile}, {"write", writeFile}, {"make", makeFile}});
 }

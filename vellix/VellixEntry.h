@@ -14,6 +14,10 @@
 class QuoteSearch;
 class VellixStore;
 
+namespace vellix {
+class WalkCore;
+} // namespace vellix
+
 // One tag with its attributes: the leaf unit of a catalog document, and the base of VellixDoc.
 //
 // An attribute is named by its id, a small number. The document type of the entry gives each id its tag, data type and
@@ -295,10 +299,11 @@ protected:
     bool isLeaf() const;
 
 private:
-    friend class VellixDoc;       // maintains the two counters
-    friend class VellixReader;    // asks parses whether they met the end of a page
-    friend class VellixWriter;    // writes entries into its own buffer
-    friend class VellixTagParser; // stores what it reads
+    friend class VellixDoc;        // maintains the two counters
+    friend class VellixReader;     // asks parses whether they met the end of a page
+    friend class VellixWriter;     // writes entries into its own buffer
+    friend class VellixTagParser;  // stores what it reads
+    friend class vellix::WalkCore; // asks parses whether they met the end of what is known
 
     const VellixDocTypeRow& row() const;
     void makeNew(VELLIX_DOC_TYPE newType) noexcept;
