@@ -68,6 +68,18 @@ void escape(State& state, const char* text) {
 BENCHMARK_CAPTURE(escape, plain, kPlainPath);
 BENCHMARK_CAPTURE(escape, special, kSpecialPath);
 
+void escapeKnownLength(State& state, const char* text) {
+    const auto size = static_cast<int>(xmlLen(text)) + 1;
+    std::vector<char> buffer(static_cast<std::size_t>(size));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(xmlEncode(text, buffer.data(), size));
+        benchmark::ClobberMemory();
+    }
+    countBytes(state, std::strlen(text));
+}
+BENCHMARK_CAPTURE(escapeKnownLength, plain, kPlainPath);
+BENCHMARK_CAPTURE(escapeKnownLength, special, kSpecialPath);
+
 void decode(State& state, const char* text) {
     std::string escaped;
     xmlEncode(escaped, text, -1);

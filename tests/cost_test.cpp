@@ -19,6 +19,7 @@ using namespace filetest;
 namespace {
 
 std::uint64_t steps = 0;
+std::uint64_t allocations = 0;
 
 // Shapes of hostile text: a front, and a unit again and again up to the size that is asked for.
 struct Shape {
@@ -93,9 +94,11 @@ TEST_F(Cost, Tokens) {
         XmlStr cursor;
         cursor.buffer = text.data();
         cursor.length = lengthOf(text);
+        const std::uint64_t before = allocations;
         while (cursor.position < cursor.length) {
             if (xmlNextToken(&cursor).kind == VELLIX_TOKEN_EOF) ++cursor.position; // at a NUL
         }
+        EXPECT_EQ(allocations, before);
     });
 }
 
@@ -157,6 +160,29 @@ TEST_F(Cost, TextsThatAreWritten) {
     });
 }
 
+// To know the length costs no more than to have it measured, and a short limit is not paid for by the length of the text.
+TEST_F(Cost, EscapingByAKnownLength) {
+    for (const Shape& shape : kShapes) {
+        SCOPED_TRACE(shape.name);
+        const std::string text = textOf(shape, 4 * kPageSize).c_str();
+        const auto length = static_cast<int>(xmlLen(text.c_str()));
+        std::string room(static_cast<std::size_t>(length) + 1, '\0');
+        const auto costOfSize = [&](int size, bool given) {
+            return costOf(
+                [&](const std::string&) {
+                    char* const made = xmlEncode(text.c_str(), given ? &room[0] : nullptr, size);
+                    if (!given) std::free(made);
+                },
+                text);
+        };
+        for (const bool given : {false, true}) {
+            const std::uint64_t measured = costOfSize(-1, given);
+            EXPECT_LE(costOfSize(given ? length + 1 : length, given), measured + measured / 10 + 20);
+            EXPECT_LE(costOfSize(100, given), 20000U);
+        }
+    }
+}
+
 void* count(std::size_t bytes, void* result) {
     steps += bytes;
     return result;
@@ -165,6 +191,7 @@ void* count(std::size_t bytes, void* result) {
 } // namespace
 
 void* operator new(std::size_t size) {
+    ++allocations;
     void* const memory = count(size, std::malloc(size));
     if (memory == nullptr) throw std::bad_alloc();
     return memory;

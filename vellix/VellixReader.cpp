@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kReadOnly = 0; // mode of VellixMMap::open
 constexpr int kProtRead = 2; // of VellixMMap::map
-constexpr int kShared = 2;
+constexpr int kPrivate = 1; // a page of a shared view could be taken away
 
 // A tag of more bytes than this is passed over.
 constexpr std::size_t kLongestTag = std::size_t{16} * 1024 * 1024;
@@ -111,7 +111,7 @@ bool VellixReader::mapPage(__int64 offset) {
     const __int64 rest = fileLength - offset;
     const __int64 length = std::min(rest, kPageSize);
     if (length > 0) {
-        mmap->map(fileHandle, static_cast<int>(length), kProtRead, kShared, nullptr, offset);
+        mmap->map(fileHandle, static_cast<int>(length), kProtRead, kPrivate, nullptr, offset);
         if (mmap->addr() == nullptr) return false;
     }
     pageOffset = offset;

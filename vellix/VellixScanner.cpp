@@ -2,6 +2,7 @@
 #include "vellix/VellixScanner.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
 #include "vellix/VellixText.h"
@@ -27,6 +28,12 @@ QuoteSearch::Outcome findWithin(const char* text, std::size_t length, std::size_
         at += unit;
         if (at >= end) return QuoteSearch::kUnknown;
     }
+}
+
+// Searches up to the end of the text.
+QuoteSearch::Outcome findPlainly(const char* text, std::size_t length, std::size_t& at, char quote) {
+    const QuoteSearch::Outcome outcome = findWithin(text, length, length, at, quote);
+    return outcome == QuoteSearch::kUnknown ? QuoteSearch::kMetEnd : outcome;
 }
 
 // Searches block by block. `pass` is called with the place where each begins and gives the outcome if it knows it.
@@ -71,10 +78,10 @@ VellixToken scanWord(XmlStr& text, std::size_t first, std::size_t at, bool& metE
 
 // Scans a quoted string whose opening quote stands at `first`. Without an end it is a word.
 VellixToken scanQuoted(XmlStr& text, std::size_t first, QuoteSearch* search, bool& metEnd) {
-    QuoteSearch own;
-    if (search == nullptr) search = &own;
     std::size_t at = first + 1;
-    const QuoteSearch::Outcome outcome = search->find(text.buffer, text.length, at, text.buffer[first]);
+    const char quote = text.buffer[first];
+    const QuoteSearch::Outcome outcome = search != nullptr ? search->find(text.buffer, text.length, at, quote)
+                                                           : findPlainly(text.buffer, text.length, at, quote);
     if (outcome == QuoteSearch::kFound) return makeToken(text, VELLIX_TOKEN_QUOTED, first, at + 1, at + 1);
     metEnd = outcome == QuoteSearch::kMetEnd;
     return scanWord(text, first, first + 1, metEnd);
@@ -93,17 +100,41 @@ VellixToken scanOpen(XmlStr& text, std::size_t first) {
 
 } // namespace
 
+// --- The cursor ---
+
+bool XmlStr::atEnd() const {
+    if (position >= length) return true;
+    return stopAtTagEnd && buffer[position] == '>';
+}
+
+void XmlStr::skipToTag() {
+    if (stopAtTagEnd) {
+        while (!atEnd() && buffer[position] != '<') ++position;
+    } else if (!atEnd()) {
+        const auto* tag = static_cast<const char*>(std::memchr(buffer + position, '<', length - position));
+        position = tag != nullptr ? static_cast<unsigned long>(tag - buffer) : length;
+    }
+}
+
+char xmlNextChar(XmlStr* text) {
+    if (text == nullptr || text->position >= text->length) return '\0';
+    const char* const at = text->buffer + text->position;
+    const char c = *at;
+    text->position += static_cast<unsigned long>(unitLength(at, text->length - text->position));
+    return c;
+}
+
 // --- Searching ---
 
 QuoteSearch::Outcome QuoteSearch::find(const char* text, std::size_t length, std::size_t& at, char quote) {
     if (takesNotes() && (text != notedText || length != notedLength)) startOver(); // a cursor can be set to anything
     if (takesNotes()) return findWithNotes(text, length, at, quote);
     const std::size_t first = at;
-    const Outcome outcome = findWithin(text, length, length, at, quote);
+    const Outcome outcome = findPlainly(text, length, at, quote);
     if (outcome == kFound) return kFound;
     inVain += at - first;
     if (inVain > kMostInVain) takeNotes(text, length);
-    return outcome == kUnknown ? kMetEnd : outcome;
+    return outcome;
 }
 
 // Goes on without if memory for them can't be had.
@@ -160,4 +191,10 @@ VellixToken scanToken(XmlStr& text, QuoteSearch* search, bool& metEnd) {
         break;
     }
     return scanWord(text, first, text.position, metEnd);
+}
+
+VellixToken xmlNextToken(XmlStr* text) {
+    bool metEnd = false;
+    if (text == nullptr) return {nullptr, VELLIX_TOKEN_EOF, 0};
+    return scanToken(*text, nullptr, metEnd);
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <system_error>
 
 #include "vellix/VellixTypes.h"
 
@@ -25,7 +26,7 @@
 // - Share modes between processes have no counterpart and are not imitated. Security and template are ignored.
 // - A call that opens goes on after an interruption; one that closes doesn't.
 // - A file can be cut while it is mapped. A view that would pass its present end is refused; touching what went away under
-//   a view ends the process.
+//   a view ends the process. Only a kMapCopy of at most 64 KB is safe from that: it is read into memory.
 //
 // Nothing here throws but `widen`, which gives a std::wstring; elsewhere the call fails where memory runs out. Any thread may
 // call at any time, but a handle must not be in use while it is closed, and no call may be made with it afterwards.
@@ -72,6 +73,15 @@ unsigned long GetFileSize(void* file, unsigned long* high);
 /// other services of the system set it too. The numbers are those of Windows, but a missing directory counts as a missing
 /// file elsewhere; of the calls for text, time and temporary names only WideCharToMultiByte sets one for certain.
 unsigned long GetLastError();
+
+/// Returns the same failure as the system itself names it: its native number, of the system's category. No error if there
+/// was none. The same haste applies.
+std::error_code systemError();
+
+/// Reads up to `length` bytes at `offset` of an open file into `out`, and stores how many they were: fewer only at the end
+/// of the file. Moves nothing, so any number of threads may read from one handle. False if the system fails, with what
+/// came before that in `got`; also for a handle that is none and for a negative offset.
+bool readAt(void* file, __int64 offset, void* out, std::size_t length, std::size_t& got);
 
 /// Makes a mapping object as large as the file is now, which keeps the file alive by itself. Null for an empty file, and
 /// for a writable protection on a read-only file.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellix/platform/Platform.h"
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdint>
@@ -55,26 +57,38 @@ struct ErrnoRow {
     unsigned long error;
 };
 
-const ErrnoRow kErrnoRows[] = {{ENOENT, kFileNotFound},     {ENOTDIR, kPathNotFound},    {EMFILE, kTooManyOpenFiles},
-                               {ENFILE, kTooManyOpenFiles}, {EACCES, kAccessDenied},     {EPERM, kAccessDenied},
-                               {EISDIR, kAccessDenied},     {ENXIO, kAccessDenied},      {ENOMEM, kNotEnoughMemory},
-                               {EROFS, kWriteProtected},    {EINVAL, kInvalidParameter}, {ENOSPC, kDiskFull},
-                               {ENAMETOOLONG, kNameTooLong}};
+// Sought by either column. The first row of an error is what a refusal of our own looks like to the system.
+const ErrnoRow kErrnoRows[] = {{ENOENT, kFileNotFound},     {ENOTDIR, kPathNotFound},  {EMFILE, kTooManyOpenFiles},
+                               {ENFILE, kTooManyOpenFiles}, {EACCES, kAccessDenied},   {EPERM, kAccessDenied},
+                               {EISDIR, kAccessDenied},     {ENXIO, kAccessDenied},    {EBADF, kBadHandle},
+                               {ENOMEM, kNotEnoughMemory},  {EROFS, kWriteProtected},  {EINVAL, kInvalidParameter},
+                               {ENOSPC, kDiskFull},         {ERANGE, kBufferTooSmall}, {ENAMETOOLONG, kNameTooLong},
+                               {EFAULT, kInvalidAddress},   {ENODATA, kEmptyFile}};
 
 thread_local unsigned long lastError = kNoError;
+thread_local int lastErrno = 0; // the same as a number of the system
 
 // Null, so that a failed operation can record its error and answer in one statement.
-std::nullptr_t failed(unsigned long error) {
+std::nullptr_t failed(unsigned long error, int number) {
     lastError = error;
+    lastErrno = number;
     return nullptr;
+}
+
+// The same for what is refused here.
+std::nullptr_t failed(unsigned long error) {
+    for (const ErrnoRow& row : kErrnoRows) {
+        if (row.error == error) return failed(error, row.number);
+    }
+    return failed(error, EIO);
 }
 
 // The same for a call that left its reason in errno.
 std::nullptr_t failedCall() {
     for (const ErrnoRow& row : kErrnoRows) {
-        if (row.number == errno) return failed(row.error);
+        if (row.number == errno) return failed(row.error, errno);
     }
-    return failed(kGeneralFailure);
+    return failed(kGeneralFailure, errno);
 }
 
 template <typename Call> auto retryInterrupted(Call call) {
@@ -110,15 +124,26 @@ private:
     int descriptor;
 };
 
+// An open file, kept by its handle and by the mapping objects made of it.
+using SharedFile = std::shared_ptr<const Descriptor>;
+
+SharedFile share(Descriptor&& file) {
+    try {
+        return std::make_shared<const Descriptor>(std::move(file));
+    } catch (const std::bad_alloc&) {
+        return failed(kNotEnoughMemory);
+    }
+}
+
 enum class Kind { kFile, kMapping };
 
 // What a handle points at.
 struct Object {
-    Object(Kind which, Descriptor&& file, bool mayWrite, std::uint64_t bytes)
-        : kind(which), descriptor(std::move(file)), writable(mayWrite), size(bytes) {}
+    Object(Kind which, SharedFile descriptor, bool mayWrite, std::uint64_t bytes)
+        : kind(which), file(std::move(descriptor)), writable(mayWrite), size(bytes) {}
 
     const Kind kind;
-    const Descriptor descriptor;
+    const SharedFile file;
     const bool writable;
     const std::uint64_t size; // of a mapping object; a file is asked each time
 };
@@ -200,6 +225,24 @@ int encodeText(const wchar_t* text, const wchar_t* end, bool isPath, char* out, 
         total += bytes;
     }
     return total;
+}
+
+// Reads up to `length` bytes from `offset`, fewer at the end of the file alone. False if the system fails.
+bool readFrom(const Descriptor& file, std::uint64_t offset, char* out, std::size_t length, std::size_t& got) {
+    got = 0;
+    while (got < length) {
+        const std::uint64_t at = offset + got;
+        const std::size_t wanted = readableAtOnce(at, length - got);
+        const auto more =
+            retryInterrupted([&] { return ::pread(file.get(), out + got, wanted, static_cast<off_t>(at)); });
+        if (more == 0) break;
+        if (more < 0) {
+            failedCall();
+            return false;
+        }
+        got += static_cast<std::size_t>(more);
+    }
+    return true;
 }
 
 // The bytes of a path. The name of a temporary file takes no memory, so that it can be deleted when there is none.
@@ -334,29 +377,63 @@ const ViewRow* viewRow(unsigned long access) {
     return nullptr;
 }
 
-// The length of every view, since a view is ended by its address alone. The lock is held across the system's own call:
-// between the end of a view and its removal here, another thread could be given the same address. The system orders
-// these calls within a process anyway.
-class ViewTable {
+// The longest view that is read and not mapped.
+constexpr std::size_t kPageLength = 65536;
+
+// The memory of views that were read and have ended, for the next ones. Any thread takes and gives, and none waits for
+// another. Never destroyed: an object of static duration may end its view after everything of ours would have gone.
+class SparePages {
 public:
-    void* map(const ViewRow& row, const Object& object, std::uint64_t offset, std::size_t length) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        if (!makeRoom()) return failed(kNotEnoughMemory);
-        void* const address =
-            ::mmap(nullptr, length, row.protection, row.flags, object.descriptor.get(), static_cast<off_t>(offset));
-        if (address == MAP_FAILED) return failedCall(); // NOLINT(performance-no-int-to-ptr)
-        views.push_back({address, length});
-        return address;
+    // Null if memory ran out.
+    void* take() {
+        for (std::atomic<void*>& place : places) {
+            if (place.load(std::memory_order_relaxed) == nullptr) continue;
+            if (void* const page = place.exchange(nullptr)) return page;
+        }
+        return std::malloc(kPageLength);
     }
 
-    bool unmap(void* address) {
+    void give(void* page) {
+        for (std::atomic<void*>& place : places) {
+            void* none = nullptr;
+            if (place.compare_exchange_strong(none, page)) return;
+        }
+        std::free(page);
+    }
+
+private:
+    std::atomic<void*> places[4] = {};
+};
+
+SparePages sparePages;
+
+// What every view is made of, since a view is ended by its address alone.
+class ViewTable {
+public:
+    struct View {
+        void* address;
+        std::size_t length;
+        bool isMapped; // or read into a page of memory
+    };
+
+    // False if memory ran out.
+    bool add(const View& view) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        try {
+            views.push_back(view);
+        } catch (const std::bad_alloc&) {
+            failed(kNotEnoughMemory);
+            return false;
+        }
+        return true;
+    }
+
+    // The lock is held until the view has gone from here: another thread could be given the same address in between.
+    bool end(void* address) {
         const std::lock_guard<std::mutex> lock(mutex);
         for (View& view : views) {
             if (view.address != address) continue;
-            if (::munmap(address, view.length) != 0) {
-                failedCall();
-                return false;
-            }
+            if (!release(view)) return false;
             view = views.back();
             views.pop_back();
             return true;
@@ -366,31 +443,56 @@ public:
     }
 
 private:
-    struct View {
-        void* address;
-        std::size_t length;
-    };
-
-    // Before the view is made, so that nothing can fail once there is one.
-    bool makeRoom() {
-        if (views.size() < views.capacity()) return true;
-        try {
-            views.reserve(views.size() * 2 + 16);
-        } catch (const std::bad_alloc&) {
-            return false;
+    static bool release(const View& view) {
+        if (!view.isMapped) {
+            sparePages.give(view.address);
+            return true;
         }
-        return true;
+        if (::munmap(view.address, view.length) == 0) return true;
+        failedCall();
+        return false;
     }
 
     std::mutex mutex;
     std::vector<View> views;
 };
 
-// Never destroyed: an object of static duration may end its view after everything of ours would have gone.
-ViewTable& viewTable() {
-    alignas(ViewTable) static unsigned char place[sizeof(ViewTable)];
-    static ViewTable* const table = new (place) ViewTable;
-    return *table;
+// The table that a view is in goes by its address, so that threads hardly ever meet at one lock. Never destroyed, like the
+// spare pages.
+ViewTable& viewTable(const void* address) {
+    constexpr unsigned int kTables = 64;
+    constexpr unsigned int kShift = 64 - 6; // to the leading bits of a product, which depend on all others
+    struct alignas(64) Table : ViewTable {};
+    using Tables = std::array<Table, kTables>;
+    alignas(Tables) static unsigned char place[sizeof(Tables)];
+    static Tables& tables = *new (place) Tables;
+    const auto number = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(address));
+    return tables[number * 0x9E3779B97F4A7C15U >> kShift];
+}
+
+void* mapView(const ViewRow& row, const Object& object, std::uint64_t offset, std::size_t length) {
+    // The file may have been cut since, and touching what is gone would end the process.
+    const std::optional<std::uint64_t> present = sizeOf(*object.file);
+    if (!present) return nullptr;
+    if (offset + length > *present) return failed(kAccessDenied); // no wrap: it is within the object
+    void* const address =
+        ::mmap(nullptr, length, row.protection, row.flags, object.file->get(), static_cast<off_t>(offset));
+    if (address == MAP_FAILED) return failedCall(); // NOLINT(performance-no-int-to-ptr)
+    if (viewTable(address).add({address, length, true})) return address;
+    ::munmap(address, length);
+    return nullptr;
+}
+
+// What is in memory can't be taken away when the file is cut or its disk fails, and costs less than a mapped page.
+void* readView(const Object& object, std::uint64_t offset, std::size_t length) {
+    void* const page = sparePages.take();
+    if (page == nullptr) return failed(kNotEnoughMemory);
+    std::size_t got = 0;
+    const bool read = readFrom(*object.file, offset, static_cast<char*>(page), length, got);
+    if (read && got < length) failed(kAccessDenied); // as for a mapped view
+    if (read && got == length && viewTable(page).add({page, length, false})) return page;
+    sparePages.give(page);
+    return nullptr;
 }
 
 // A path in the system's temporary directory that mkostemp can complete, null if memory ran out.
@@ -422,7 +524,9 @@ void* CreateFileW(const wchar_t* path, unsigned long access, unsigned long /*sha
     const int flags = (writable ? O_RDWR : O_RDONLY) | (disposition == kOpenAlways ? O_CREAT : 0);
     Descriptor file = openRegular(text.get(), flags);
     if (!file.isOpen()) return kInvalidHandle;
-    Object* const object = new (std::nothrow) Object(Kind::kFile, std::move(file), writable, 0);
+    SharedFile shared = share(std::move(file));
+    if (shared == nullptr) return kInvalidHandle;
+    Object* const object = new (std::nothrow) Object(Kind::kFile, std::move(shared), writable, 0);
     if (object != nullptr) return object;
     failed(kNotEnoughMemory);
     return kInvalidHandle;
@@ -432,14 +536,27 @@ unsigned long GetFileSize(void* file, unsigned long* high) {
     constexpr unsigned long kFailed = 0xFFFFFFFFUL;
     const Object* const object = objectOf(file, Kind::kFile);
     if (object == nullptr) return kFailed;
-    const std::optional<std::uint64_t> size = sizeOf(object->descriptor);
+    const std::optional<std::uint64_t> size = sizeOf(*object->file);
     if (!size) return kFailed;
     if (high != nullptr) *high = static_cast<unsigned long>(*size >> 32);
-    lastError = kNoError;
+    failed(kNoError, 0);
     return static_cast<unsigned long>(*size & 0xFFFFFFFFUL);
 }
 
 unsigned long GetLastError() { return lastError; }
+
+std::error_code systemError() { return {lastErrno, std::system_category()}; }
+
+bool readAt(void* file, __int64 offset, void* out, std::size_t length, std::size_t& got) {
+    got = 0;
+    const Object* const object = objectOf(file, Kind::kFile);
+    if (object == nullptr) return false;
+    if (offset < 0) {
+        failed(kInvalidParameter);
+        return false;
+    }
+    return readFrom(*object->file, static_cast<std::uint64_t>(offset), static_cast<char*>(out), length, got);
+}
 
 void* CreateFileMappingW(void* file, void* /*security*/, unsigned long protection, unsigned long sizeHigh,
                          unsigned long sizeLow, const wchar_t* name) {
@@ -451,13 +568,11 @@ void* CreateFileMappingW(void* file, void* /*security*/, unsigned long protectio
     }
     const bool writable = page == kPageReadWrite;
     if (writable && !object->writable) return failed(kAccessDenied);
-    const std::optional<std::uint64_t> size = sizeOf(object->descriptor);
+    const std::optional<std::uint64_t> size = sizeOf(*object->file);
     if (!size) return nullptr;
     if (*size == 0) return failed(kEmptyFile);
 
-    Descriptor descriptor(::fcntl(object->descriptor.get(), F_DUPFD_CLOEXEC, 0));
-    if (!descriptor.isOpen()) return failedCall();
-    Object* const mapping = new (std::nothrow) Object(Kind::kMapping, std::move(descriptor), writable, *size);
+    Object* const mapping = new (std::nothrow) Object(Kind::kMapping, object->file, writable, *size);
     if (mapping == nullptr) return failed(kNotEnoughMemory);
     return mapping;
 }
@@ -471,15 +586,11 @@ void* MapViewOfFile(void* mapping, unsigned long access, unsigned long offsetHig
     const ViewRow* const row = viewRow(access);
     if (!wanted || row == nullptr) return failed(kInvalidParameter);
     if (row->needsWritable && !object->writable) return failed(kAccessDenied);
-
-    // The file may have been cut since, and touching what is gone would end the process.
-    const std::optional<std::uint64_t> present = sizeOf(object->descriptor);
-    if (!present) return nullptr;
-    if (offset + *wanted > *present) return failed(kAccessDenied); // no wrap: it is within the object
-    return viewTable().map(*row, *object, offset, *wanted);
+    if (access == kMapCopy && *wanted <= kPageLength) return readView(*object, offset, *wanted);
+    return mapView(*row, *object, offset, *wanted);
 }
 
-bool UnmapViewOfFile(void* view) { return viewTable().unmap(view); }
+bool UnmapViewOfFile(void* view) { return viewTable(view).end(view); }
 
 bool CloseHandle(void* handle) {
     const std::unique_ptr<Object> object(objectOf(handle));

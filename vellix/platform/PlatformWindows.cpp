@@ -186,6 +186,33 @@ unsigned long GetFileSize(void* file, unsigned long* high) {
 
 unsigned long GetLastError() { return ::GetLastError(); }
 
+std::error_code systemError() { return {static_cast<int>(::GetLastError()), std::system_category()}; }
+
+bool readAt(void* file, __int64 offset, void* out, std::size_t length, std::size_t& got) {
+    got = 0;
+    const Object* const object = objectOf(file, Kind::kFile);
+    if (object == nullptr) return false;
+    if (offset < 0) {
+        failed(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    while (got < length) {
+        // The system moves the position of the handle all the same, but nothing here goes by it.
+        const std::uint64_t at = static_cast<std::uint64_t>(offset) + got;
+        OVERLAPPED place = {};
+        place.Offset = static_cast<DWORD>(at & 0xFFFFFFFFU);
+        place.OffsetHigh = static_cast<DWORD>(at >> 32);
+        const auto wanted = static_cast<DWORD>(readableAtOnce(at, length - got));
+        DWORD more = 0;
+        if (::ReadFile(object->handle.get(), static_cast<char*>(out) + got, wanted, &more, &place) == 0) {
+            return ::GetLastError() == ERROR_HANDLE_EOF;
+        }
+        if (more == 0) break;
+        got += more;
+    }
+    return true;
+}
+
 void* CreateFileMappingW(void* file, void* security, unsigned long protection, unsigned long sizeHigh,
                          unsigned long sizeLow, const wchar_t* name) {
     const Object* const object = objectOf(file, Kind::kFile);
