@@ -39,6 +39,8 @@ public:
 
     /// Starts a file at `path`. If one is being written `close` comes first, which also ends what is being read. The image
     /// id stays. False if it can't be opened.
+    /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
+    /// gives any name of a file.
     bool create(const wchar_t* path);
 
     /// Sets the image id; null takes it away. It reaches the file if this comes before the first `addImageCmd`.
@@ -52,7 +54,8 @@ public:
     bool addImageCmd(VellixEntry& entry);
 
     /// Opens a file, or a text in memory that must outlive the reading, and stands on its first command. If
-    /// something is being read `close` comes first, which also ends a file that is being written. False if it can't be opened or holds no commands.
+    /// something is being read `close` comes first, which also ends a file that is being written. False if it can't be
+    /// opened or holds no commands. The path is as for `create`.
     bool load(const wchar_t* path);
     bool load(const char* text, unsigned long length);
 
