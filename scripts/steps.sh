@@ -3,8 +3,7 @@
 # Shared by the scripts that check one thing after the other; to be sourced behind lib.sh. What a step prints is kept in
 # $logs, which the script sets.
 
-rm -rf -- "$logs"
-mkdir -p "$logs"
+{ rm -rf -- "$logs" && mkdir -p "$logs"; } 2>/dev/null || fail "the checkout can't be written to"
 
 passed=0
 failed=0
