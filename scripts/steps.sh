@@ -32,11 +32,6 @@ run_tests() {
     ctest --preset "$preset" -j "$jobs" "$@"
 }
 
-# build_and_test PRESET [ARGUMENT OF CTEST...]
-build_and_test() {
-    build "$1" && run_tests "$@"
-}
-
 # with_kept PROGRAM VERSION COMMAND...: runs it if the program has the version that the project is kept to.
 with_kept() {
     kept_to "$1" "$2" || return $kSkipped
