@@ -192,7 +192,6 @@ void VellixWriter::writeHeader() {
 // Whether what is written now can be read. Nothing more can be told behind a tag that was lost.
 bool VellixWriter::mayWrite() {
     if (!cutOff && !claim->isLost()) return true;
-    intact = false;
     setError(VELLIX_ERR_BAD_HANDLE);
     return false;
 }
