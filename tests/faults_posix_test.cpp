@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Faults that only a POSIX system can be asked for: disks that fill up, rights, pipes, files that go while they are open.
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
@@ -21,6 +23,7 @@
 #include "FileSupport.h"
 #include "PosixSupport.h"
 #include "TempDir.h"
+#include "vellix/CatImageCmdXmlFileHelper.h"
 #include "vellix/CatQueryCriteriaHelper.h"
 
 using namespace filetest;
@@ -46,6 +49,14 @@ private:
     rlimit before = {};
     void (*handler)(int);
 };
+
+// What becomes of the reads of pages: one fails, or each is interrupted and then gives little.
+struct PageReads {
+    long count = 0;
+    long failing = -1;
+    bool slow = false;
+};
+PageReads pageReads;
 
 class PosixFaults : public testing::Test {
 protected:
@@ -354,14 +365,15 @@ TEST_F(PosixFaults, TemporaryFiles) {
     EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
 }
 
-// Windows refuses to cut a file that is being read. Here, a page that has gone when the walk gets there ends the walk.
+// Windows refuses to cut a file that is being read. Here the page on which the walk stands stays, and one that has gone when
+// the walk gets there ends it.
 TEST_F(PosixFaults, FileShortenedWhileItIsRead) {
-    const std::string front = kHeader + R"(<CatResults IC="1" ID="1"><CatFH>)";
+    const std::string front = kHeader + R"(<CatResults IC="1" ID="1"><CatDoc ID="1"><CatFH>)";
     const std::string tag = R"(<ET NM="last of page"/>)";
     std::string file =
         front + "<ET NM=\"" + std::string(kPageSize - front.size() - tag.size() - 11, 'x') + "\"/>" + tag;
     file += file.substr(front.size()) + tag;
-    for (const std::size_t left : {kPageSize, kPageSize + 10, 2 * kPageSize - front.size() - 1}) {
+    for (const std::size_t left : {std::size_t{0}, kPageSize, kPageSize + 10, 2 * kPageSize - front.size() - 1}) {
         SCOPED_TRACE(left);
         writeFile(dir.file("a.xml"), file);
         OpenReader reader;
@@ -377,7 +389,47 @@ TEST_F(PosixFaults, FileShortenedWhileItIsRead) {
             EXPECT_FALSE(files.getNextEntry(entry));
             EXPECT_FALSE(reader.getNextDoc(files));
         }
+        EXPECT_EQ(reader.getLastError(), VELLIX_ERR_NOT_MAPPED);
     }
+    CatImageCmdXmlFileHelper helper;
+    ASSERT_TRUE(helper.load(dir.wide("a.xml").c_str()));
+    ASSERT_TRUE(helper.create(dir.wide("a.xml").c_str())); // which empties it
+    VellixEntry entry;
+    EXPECT_TRUE(helper.getNextImageCmd(entry));
+    EXPECT_TRUE(helper.getNextImageCmd(entry));
+    EXPECT_EQ(slotsOf(entry), "6=last of page");
+}
+
+// Each read of a page fails in turn. The records in front of it are handed out whole, and the end is not taken for that of
+// the file.
+TEST_F(PosixFaults, PagesThatCannotBeRead) {
+    std::string file = kHeader + R"(<CatResults IC="1"><CatFH>)";
+    std::vector<std::string> wanted;
+    for (unsigned int i = 0; i < 40; ++i) {
+        const VellixEntry entry = fileEntry(std::string(i == 20 ? 150000 : i * 700, '>'), static_cast<int>(i));
+        file += entry.toString();
+        wanted.push_back(slotsOf(entry));
+    }
+    writeFile(dir.file("a.xml"), file);
+    const std::wstring path = dir.wide("a.xml");
+    OpenReader reader;
+    for (long failing = 0; failing == 0 || pageReads.count >= failing; ++failing) {
+        SCOPED_TRACE(failing);
+        pageReads = {0, failing, false};
+        EXPECT_EQ(reader.load(path.c_str()), failing != 0);
+        std::vector<std::string> read = readToEnd(reader);
+        const bool failed = pageReads.count > failing;
+        EXPECT_EQ(reader.getLastError(), failed ? VELLIX_ERR_NOT_MAPPED : VELLIX_SUCCESS);
+        EXPECT_EQ(reader.isComplete(), failing != 0);
+        EXPECT_EQ(read.size() == wanted.size(), !failed);
+        ASSERT_LE(read.size(), wanted.size());
+        EXPECT_TRUE(std::equal(read.begin(), read.end(), wanted.begin()));
+        EXPECT_TRUE(readToEnd(reader).empty());
+    }
+    pageReads = {0, -1, true};
+    EXPECT_TRUE(reader.load(path.c_str()) && readToEnd(reader) == wanted);
+    EXPECT_GT(pageReads.count, 400) << "the reads don't come through here";
+    pageReads = {};
 }
 
 TEST_F(PosixFaults, FileGrowsWhileItIsRead) {
@@ -444,6 +496,7 @@ void* __real_malloc(std::size_t size);
 char* __real_strdup(const char* text);
 std::FILE* __real_fdopen(int descriptor, const char* mode);
 void* __real_mmap64(void* start, std::size_t length, int protection, int flags, int descriptor, off_t offset);
+ssize_t __real_pread64(int descriptor, void* out, std::size_t length, off_t offset);
 
 void* __wrap_malloc(std::size_t size) { return Failing::failsNow() ? nullptr : __real_malloc(size); }
 
@@ -455,5 +508,15 @@ std::FILE* __wrap_fdopen(int descriptor, const char* mode) {
 
 void* __wrap_mmap64(void* start, std::size_t length, int protection, int flags, int descriptor, off_t offset) {
     return Failing::failsNow() ? MAP_FAILED : __real_mmap64(start, length, protection, flags, descriptor, offset);
+}
+
+ssize_t __wrap_pread64(int descriptor, void* out, std::size_t length, off_t offset) {
+    const bool interrupted = pageReads.slow && pageReads.count % 2 == 0;
+    const bool fails = pageReads.count++ == pageReads.failing;
+    if (interrupted || fails) {
+        errno = fails ? EIO : EINTR;
+        return -1;
+    }
+    return __real_pread64(descriptor, out, pageReads.slow ? std::min<std::size_t>(length, 1000) : length, offset);
 }
 }

@@ -58,6 +58,9 @@ constexpr unsigned long kMapCopy = 1;
 constexpr unsigned long kMapWrite = 2;
 constexpr unsigned long kMapRead = 4;
 
+// The one number of GetLastError that the library asks for: memory ran out.
+constexpr unsigned long kNotEnoughMemory = 8;
+
 // Code page of WideCharToMultiByte.
 constexpr unsigned int kUtf8 = 65001;
 
