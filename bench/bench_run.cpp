@@ -47,6 +47,7 @@ constexpr Driver kVellixWrite = {"write, vellix", "vellix", "write", Kind::write
 
 constexpr Driver kDrivers[] = {
     kVellixRead,
+    {"read, vellix, by a walk", "vellix", "walk", Kind::read, false, true},
     {"read, by hand", "hand", "read", Kind::read, false, true},
     {"read, pugixml in place", "pugixml", "read", Kind::read, false, true},
     {"read, expat", "expat", "read", Kind::read, false, true},

@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <future>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Catalog.h"
 #include "Driver.h"
 #include "EntrySetter.h"
 #include "vellix/VellixReader.h"
+#include "vellix/VellixWalk.h"
 #include "vellix/VellixWriter.h"
 
 using namespace bench;
@@ -24,7 +26,7 @@ constexpr unsigned short kModified = 13;
 std::wstring widened(const char* path) { return std::wstring(path, path + std::char_traits<char>::length(path)); }
 
 void addText(const VellixEntry& entry, unsigned short id, Checksum& sum) {
-    const std::string& text = entry.getAttributeStr(id);
+    const std::string_view text = entry.getAttributeView(id);
     sum.add(text.data(), text.size());
 }
 
@@ -97,6 +99,26 @@ template <int threads> std::uint64_t readAtOnce(const Task& task, Meter& meter) 
     return all[0].sum.value();
 }
 
+// The same with a walk, which finds the entries in a file of any shape.
+template <class Fold> std::uint64_t walkWith(const Task& task, Meter& meter, Fold fold) {
+    Checksum sum;
+    meter.start();
+    {
+        vellix::Walk walk(task.file);
+        for (const VellixEntry& entry : walk.entries(VELLIX_DOC_FH)) {
+            fold(entry, sum);
+            meter.entry();
+        }
+        require(static_cast<bool>(walk), "the file can't be read");
+    }
+    meter.stop();
+    return sum.value();
+}
+
+std::uint64_t walkFile(const Task& task, Meter& meter) {
+    return task.full ? walkWith(task, meter, foldFull) : walkWith(task, meter, foldShort);
+}
+
 void writeEntries(const Catalog& catalog, const Task& task, Meter& meter) {
     VellixWriter writer;
     writer.getRootDoc().addAttribute(1, kSessionId, false); // instead of the time
@@ -143,6 +165,7 @@ int main(int argc, char** argv) {
                        {"read-1", readAtOnce<1>},
                        {"read-2", readAtOnce<2>},
                        {"read-4", readAtOnce<4>},
+                       {"walk", walkFile},
                        {"write", writeFile},
                        {"make", makeFile}});
 }

@@ -11,6 +11,23 @@
 
 namespace {
 
+// Looks for one attribute in a tag, and ends the walk at its value.
+struct AttributeSearch {
+    const VellixMapTag& wanted;
+    char* value = nullptr;
+
+    static bool start(const XmlStr&, TagState&, const VellixToken&) { return true; }
+    static bool readAhead(const XmlStr&, TagState&) { return true; }
+    static bool takeName(const VellixToken&) { return true; }
+    static void close() {}
+
+    bool takeValue(const VellixToken& name, const VellixToken& text) {
+        if (name.length != wanted.tagLen || platform::_strnicmp(name.start, wanted.tag, name.length) != 0) return true;
+        value = xmlDecode(text.start, text.length);
+        return false;
+    }
+};
+
 // The greatest suffix, in the order of bytes, of a text that grows at its end.
 struct GreatestSuffix {
     std::size_t start = 0;
@@ -72,36 +89,17 @@ struct Comparison {
     }
 };
 
-bool isTag(const VellixMapTag& row, const VellixToken& word) {
-    return word.length == row.tagLen && platform::_strnicmp(word.start, row.tag, word.length) == 0;
-}
-
 } // namespace
 
 char* VellixEntry::parseAttribute(VELLIX_DOC_TYPE docType, unsigned short id, const char* buffer, unsigned long length,
                                   bool /*flag*/) {
     const VellixMapTag* attribute = xmlRowAt(docType, id);
     if (attribute == nullptr || buffer == nullptr) return nullptr;
-    XmlStr text = cursorOver(buffer, length);
-    if (xmlNextToken(&text).kind != VELLIX_TOKEN_OPEN) return nullptr;
-    int state = kExpectName;
-    VellixToken name = {nullptr, VELLIX_TOKEN_EOF, 0};
-    for (;;) {
-        const VellixToken token = xmlNextToken(&text);
-        const Action action = token.kind == VELLIX_TOKEN_EOF ? kSyntax : kActions[token.kind][state];
-        if (action == kRemember) {
-            name = token;
-            state = kExpectEquals;
-        } else if (action == kToValue) {
-            state = kExpectValue;
-        } else if (action == kStore) {
-            const VellixToken value = valueOf(token);
-            if (isTag(*attribute, name)) return xmlDecode(value.start, value.length);
-            state = kExpectName;
-        } else {
-            return nullptr;
-        }
-    }
+    XmlStr text = cursorOverTag(buffer, length);
+    AttributeSearch search = {*attribute};
+    bool metEnd = false;
+    walkTag(text, nullptr, metEnd, search);
+    return search.value;
 }
 
 const char* VellixEntry::parseAttributeFast_ptr(VELLIX_DOC_TYPE docType, unsigned short id, const char* buffer,
