@@ -8,7 +8,6 @@
 // not, 2 for wrong arguments.
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -23,12 +22,10 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <sys/ptrace.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "Processes.h"
 
 namespace fs = std::filesystem;
+using namespace bench;
 
 namespace {
 
@@ -96,83 +93,12 @@ struct Row {
     std::optional<double> systemCalls;
 };
 
-// --- Processes ---
+bool isBuilt(const Driver& driver) { return fs::exists(driverPath(driver.program)); }
 
-fs::path programPath(const char* program) {
-    return fs::read_symlink("/proc/self/exe").parent_path() / (std::string("bench_") + program);
-}
-
-bool isBuilt(const Driver& driver) { return fs::exists(programPath(driver.program)); }
-
-std::vector<std::string> commandOf(const char* program, const char* job, const fs::path& file, unsigned long entries,
-                                   bool full) {
-    std::vector<std::string> command = {programPath(program), job, file, std::to_string(entries)};
+Command commandOf(const char* program, const char* job, const fs::path& file, unsigned long entries, bool full) {
+    Command command = {driverPath(program), job, file, std::to_string(entries)};
     if (full) command.emplace_back("--full");
     return command;
-}
-
-std::string joined(const std::vector<std::string>& command) {
-    std::string text;
-    for (const std::string& word : command) text += (text.empty() ? "" : " ") + word;
-    return text;
-}
-
-[[noreturn]] void becomeProgram(const std::vector<std::string>& command, int output) {
-    std::vector<char*> words;
-    words.reserve(command.size() + 1);
-    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
-    words.push_back(nullptr);
-    dup2(output, STDOUT_FILENO);
-    execv(words[0], words.data());
-    _exit(127);
-}
-
-int waitFor(pid_t child) {
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) throw std::runtime_error("a driver was lost");
-    }
-    return status;
-}
-
-std::string outputOf(const std::vector<std::string>& command) {
-    int ends[2] = {};
-    if (pipe(ends) != 0) throw std::runtime_error("no pipe");
-    const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("no process");
-    if (child == 0) becomeProgram(command, ends[1]);
-    close(ends[1]);
-    std::string text;
-    char part[512];
-    for (ssize_t length = 0; (length = read(ends[0], part, sizeof part)) > 0;)
-        text.append(part, static_cast<std::size_t>(length));
-    close(ends[0]);
-    if (waitFor(child) != 0) throw std::runtime_error(joined(command) + " failed");
-    return text;
-}
-
-// Stops the child at each system call. Both its beginning and its end are such a stop.
-std::optional<double> systemCallsOf(const std::vector<std::string>& command) {
-    const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("no process");
-    if (child == 0) {
-        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(126);
-        becomeProgram(command, open("/dev/null", O_WRONLY | O_CLOEXEC));
-    }
-    int status = waitFor(child);
-    if (WIFEXITED(status)) return std::nullopt; // the system doesn't allow it
-    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    unsigned long stops = 0;
-    long signal = 0;
-    while (ptrace(PTRACE_SYSCALL, child, nullptr, signal) == 0) {
-        status = waitFor(child);
-        if (!WIFSTOPPED(status)) break;
-        const bool systemCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
-        stops += systemCall ? 1 : 0;
-        signal = systemCall ? 0 : WSTOPSIG(status);
-    }
-    if (status != 0) throw std::runtime_error(joined(command) + " failed while its system calls were counted");
-    return static_cast<double>(stops) / 2;
 }
 
 Figures parsed(const std::string& line) {
@@ -317,7 +243,7 @@ private:
     static void checkWritten(const Driver& driver, const Sample& sample, const fs::path& file, bool firstRound) {
         if (driver.kind == Kind::writePaged) expect(sameBytes(file, sample.file), driver.label, "the file differs");
         if (driver.kind != Kind::writePaged || firstRound) checkContent("vellix", driver.label, sample, file);
-        if (firstRound && fs::exists(programPath("expat"))) checkContent("expat", driver.label, sample, file);
+        if (firstRound && fs::exists(driverPath("expat"))) checkContent("expat", driver.label, sample, file);
     }
 
     fs::path scratch;

@@ -5,13 +5,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "vellix/VellixSchema.h"
 #include "vellix/VellixTypes.h"
 #include "vellix/VellixUtils.h"
 
 class QuoteSearch;
+class VellixStore;
+
+namespace vellix {
+class WalkCore;
+} // namespace vellix
 
 // One tag with its attributes: the leaf unit of a catalog document, and the base of VellixDoc.
 //
@@ -227,6 +232,10 @@ public:
     /// Copies the text to `value`. False for an absent slot, and `value` stays untouched.
     bool getAttribute(unsigned short id, std::string& value) const;
 
+    /// Returns the text and its length, without a copy, for as long as the pointer form does. For an absent slot that is a
+    /// view without data.
+    std::string_view getAttributeView(unsigned short id) const;
+
     /// Returns the text, which lives until the slot next changes. For an absent slot that is an empty string, always the
     /// same one.
     const std::string& getAttributeStr(unsigned short id) const;
@@ -327,63 +336,31 @@ protected:
     bool isLeaf() const;
 
 private:
-    friend class VellixDoc;    // maintains the two counters
-    friend class VellixReader; // asks parses whether they met the end of a page
-    friend class VellixWriter; // writes entries into its own buffer
+    friend class VellixDoc;        // maintains the two counters
+    friend class VellixReader;     // asks parses whether they met the end of a page
+    friend class VellixWriter;     // writes entries into its own buffer
+    friend class VellixTagParser;  // stores what it reads
+    friend class vellix::WalkCore; // asks parses whether they met the end of what is known
 
-    void initAttribute();
-    void resetAttribute();
-    void copyAttribute(const VellixEntry& other);
-    void copyState(const VellixEntry& other);
-    void takeStore(VellixEntry& other) noexcept;
     const VellixDocTypeRow& row() const;
-    bool isPresent(unsigned int id) const;
-    std::size_t usedSlots() const;
-    void makeSlots(std::size_t count);
-    std::string& slotToFill(unsigned int id);
-    void dropSlot(unsigned int id);
-    void keepSlot(unsigned int id, std::size_t escaped);
-    bool storeText(unsigned int id, const char* value, std::size_t length, bool plain);
-    bool storeHugeText(unsigned int id, const char* value, std::size_t length);
+    void makeNew(VELLIX_DOC_TYPE newType) noexcept;
     bool admitsText(unsigned short id);
     template <class Number> bool addNumber(unsigned short id, Number value, bool pad);
     template <class Number, class Value> bool getNumber(unsigned short id, Value& value);
+    int parseTag(XmlStr& text, QuoteSearch* search, bool& metEnd);
     template <class Visit> void eachAttribute(Visit visit) const;
     const char* plainCloseTag() const;
     std::uint64_t textSize(const char* openTag, const char* closeTag) const;
     std::uint64_t textBound(const char* openTag) const;
     char* putText(char* out, const char* openTag) const;
     void putPieces(char* out, std::size_t room, const char* openTag) const;
-    int parseTag(XmlStr& text, QuoteSearch* search, bool& metEnd);
-    int parseAttributes(XmlStr& text, QuoteSearch* search, bool& metEnd);
-    bool takeOwnName(XmlStr& text, VellixToken& name);
-    const VellixMapTag* attributeOf(const VellixToken& name) const;
-    bool parsePlainAttributes(XmlStr& text, int& state);
-    unsigned char* followersIn(const VellixMapTag* map);
-    const char* readTag(const char* at, const char* end, unsigned char& follower, const VellixMapTag*& attribute);
-    bool takeName(const char* word, std::size_t length);
-    bool takeValue(const VellixMapTag* attribute, const VellixToken& value);
-    bool takeReferences(const VellixMapTag* attribute, const VellixToken& value);
 
-    static constexpr unsigned int kPresentWords = (kLongestMap + 63) / 64;
-
-    std::vector<int> attrLen;           // for each present slot the escaped length of its value
-    std::vector<std::string> attrValue; // an absent slot keeps its old string, for its memory; those behind are absent
-    std::string decodedValue;           // scratch of parses, kept for its memory
-    unsigned int totalAttributes = 0;   // 0 when the content was moved away
-    unsigned short numAttributes = 0;   // slots that are present
-    std::uint64_t escapedTotal = 0;     // the sum of their escaped lengths
-    std::uint64_t present[kPresentWords] = {}; // a bit for each of them
-    const VellixMapTag* learnedMap = nullptr;
-    unsigned char followers[kLongestMap] = {}; // for each row of that map, the row whose attribute came next last time
-    bool entryNamed = false;
-    std::string entryName; // without meaning while `entryNamed` is false, kept for its memory
-    bool bulky = false;    // a slot or the name has grown so large that its memory isn't worth keeping
+    VellixStore* store; // the values and the name; never null
     int lastError = VELLIX_SUCCESS;
-    bool entryClosed = false;
     VELLIX_DOC_TYPE type;
     unsigned long numChildDocs = 0;
     unsigned long numEntries = 0;
+    bool entryClosed = false;
 };
 
 #endif

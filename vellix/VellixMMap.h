@@ -2,6 +2,7 @@
 #ifndef VELLIX_MMAP_H
 #define VELLIX_MMAP_H
 
+#include <cstddef>
 #include <string>
 
 #include "vellix/VellixTypes.h"
@@ -66,6 +67,10 @@ public:
     __int64 fileSize() const;
 
 private:
+    friend class VellixWriter; // opens only what is there, and maps any length
+
+    int openFile(const wchar_t* path, int mode, bool mayCreate);
+    void mapView(std::size_t length, int prot, int flags, __int64 offset);
     int LoadFileInfo();
 
     std::wstring filePath;
