@@ -1,123 +1,79 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellix/VellixEntry.h"
 
-#include <algorithm>
-#include <new>
 #include <utility>
 
 #include "vellix/VellixStore.h"
 
 // --- Construction ---
 
-VellixEntry::VellixEntry(VELLIX_DOC_TYPE docType, unsigned short id, bool /*flag*/) : type(docType) {
-    initAttribute();
+VellixEntry::VellixEntry(VELLIX_DOC_TYPE docType, unsigned short id, bool /*flag*/)
+    : store(VellixStore::none()), type(docType) {
     if (id != 0) addAttribute(1, id, false);
 }
 
-VellixEntry::VellixEntry(VELLIX_DOC_TYPE docType, const char* buffer, unsigned long length, bool /*flag*/)
-    : type(docType) {
-    initAttribute();
-    if (buffer != nullptr) parseAttrXMLString(buffer, length);
+VellixEntry::VellixEntry(VELLIX_DOC_TYPE docType, const char* buffer, unsigned long length, bool flag)
+    : store(VellixStore::none()), type(docType) {
+    loadFromBuffer(docType, buffer, length, flag);
 }
 
-VellixEntry::VellixEntry(const VellixEntry& other) : lastError(other.lastError), type(other.type) {
-    initAttribute();
-    copyAttribute(other);
-    copyState(other);
+VellixEntry::VellixEntry(const VellixEntry& other)
+    : store(VellixStore::copyOf(*other.store)), lastError(other.lastError), type(other.type),
+      numChildDocs(other.numChildDocs), numEntries(other.numEntries), entryClosed(other.entryClosed) {}
+
+VellixEntry::VellixEntry(VellixEntry&& other) noexcept
+    : store(std::exchange(other.store, VellixStore::none())), lastError(other.lastError), type(other.type),
+      numChildDocs(other.numChildDocs), numEntries(other.numEntries), entryClosed(other.entryClosed) {
+    other.makeNew(VELLIX_DOC_NONE);
 }
 
-VellixEntry::VellixEntry(VellixEntry&& other) noexcept : lastError(other.lastError), type(other.type) {
-    takeStore(other);
-}
-
-VellixEntry::~VellixEntry() = default;
+VellixEntry::~VellixEntry() { VellixStore::release(store); }
 
 void VellixEntry::operator=(const VellixEntry& other) {
     if (this == &other) return;
+    VellixStore::assign(store, *other.store); // first, since it may fail
     type = other.type;
-    copyAttribute(other);
-    copyState(other);
+    numChildDocs = other.numChildDocs;
+    numEntries = other.numEntries;
+    entryClosed = other.entryClosed;
 }
 
 void VellixEntry::operator=(VellixEntry&& other) noexcept {
     if (this == &other) return;
+    VellixStore::release(store);
+    store = std::exchange(other.store, VellixStore::none());
     type = other.type;
-    takeStore(other);
-}
-
-void VellixEntry::copyState(const VellixEntry& other) {
-    entryNamed = false;
-    if (other.entryNamed) {
-        try {
-            entryName = other.entryName;
-            entryNamed = true;
-        } catch (const std::bad_alloc&) {
-            entryName.clear(); // the copy goes without a name
-        }
-    }
     numChildDocs = other.numChildDocs;
     numEntries = other.numEntries;
     entryClosed = other.entryClosed;
+    other.makeNew(VELLIX_DOC_NONE);
 }
 
-void VellixEntry::takeStore(VellixEntry& other) noexcept {
-    attrLen = std::move(other.attrLen);
-    attrValue = std::move(other.attrValue);
-    totalAttributes = other.totalAttributes;
-    numAttributes = other.numAttributes;
-    escapedTotal = other.escapedTotal;
-    std::copy_n(other.present, kPresentWords, present);
-    entryNamed = other.entryNamed;
-    entryName = std::move(other.entryName);
-    bulky = other.bulky;
-    entryClosed = other.entryClosed;
-    numChildDocs = other.numChildDocs;
-    numEntries = other.numEntries;
-    other.totalAttributes = 0;
-    other.numAttributes = 0;
-    other.escapedTotal = 0;
-    std::fill_n(other.present, kPresentWords, 0);
-    other.entryNamed = false;
-}
-
-void VellixEntry::loadFromBuffer(VELLIX_DOC_TYPE docType, const char* buffer, unsigned long length, bool /*flag*/) {
-    type = docType;
-    entryNamed = false;
+// Gives everything but the values and the name what construction gives it.
+void VellixEntry::makeNew(VELLIX_DOC_TYPE newType) noexcept {
     lastError = VELLIX_SUCCESS;
+    type = newType;
     numChildDocs = 0;
     numEntries = 0;
     entryClosed = false;
-    initAttribute();
-    if (buffer != nullptr) parseAttrXMLString(buffer, length);
 }
 
 // --- State ---
 
 void VellixEntry::clear() {
-    entryNamed = false;
-    resetAttribute();
+    VellixStore::clear(store);
     type = VELLIX_DOC_NONE;
     numChildDocs = 0;
     numEntries = 0;
 }
 
-bool VellixEntry::operator==(const VellixEntry& other) const {
-    if (totalAttributes != other.totalAttributes || numAttributes != other.numAttributes) return false;
-    unsigned int compared = 0;
-    for (unsigned int id = 0; compared < numAttributes; ++id) {
-        if (isPresent(id) != other.isPresent(id)) return false;
-        if (!isPresent(id)) continue;
-        if (attrValue[id] != other.attrValue[id]) return false;
-        ++compared;
-    }
-    return true;
-}
+bool VellixEntry::operator==(const VellixEntry& other) const { return store->holdsSameAs(*other.store); }
 
 void VellixEntry::setError(int code) { lastError = code; }
 
 int VellixEntry::getLastError() const { return lastError; }
 
-const char* VellixEntry::getEntryName() const { return entryNamed ? entryName.c_str() : nullptr; }
+const char* VellixEntry::getEntryName() const { return store->name(); }
 
 VELLIX_DOC_TYPE VellixEntry::getType() const { return type; }
 
@@ -135,15 +91,15 @@ bool VellixEntry::isEntryClosed() const { return entryClosed; }
 
 void VellixEntry::setIsEntryClosed(bool closed) { entryClosed = closed; }
 
-int VellixEntry::getNumberOfAttributes() const { return numAttributes; }
+int VellixEntry::getNumberOfAttributes() const { return static_cast<int>(store->count()); }
 
-int VellixEntry::getTotalAttributes() const { return static_cast<int>(totalAttributes); }
+int VellixEntry::getTotalAttributes() const { return kLongestMap; }
 
 unsigned long VellixEntry::getNumberOfChildDocs() const { return numChildDocs; }
 
 unsigned long VellixEntry::getNumberOfEntries() const { return numEntries; }
 
-bool VellixEntry::isEmpty() const { return numAttributes == 0; }
+bool VellixEntry::isEmpty() const { return store->count() == 0; }
 
 bool VellixEntry::isLeaf() const { return numChildDocs == 0 && numEntries == 0; }
 

@@ -1,17 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
-// Parsing one tag: a state machine over its tokens, and a quick road for attributes in the form in which they are written.
+// Parsing one tag: tokens, and a quick road for attributes in the form in which they are written.
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <exception>
-#include <string>
+#include <new>
+#include <utility>
 
 #include "vellix/VellixEntry.h"
-#include "vellix/VellixScanner.h"
 #include "vellix/VellixStore.h"
 #include "vellix/VellixTagStates.h"
 #include "vellix/VellixText.h"
+#include "vellix/platform/Bytes.h"
 
 namespace {
+
+using platform::kBlock;
+
+// True unless a lead byte in front of it may take the byte at `at` along.
+bool standsAlone(const char* text, std::size_t at) {
+    for (std::size_t before = at > 3 ? at - 3 : 0; before < at; ++before) {
+        if (xmlStepTable[byteAt(text + before)] > 1) return false;
+    }
+    return true;
+}
+
+const char* nextBracket(const char* at, const char* end) {
+    return at != end ? static_cast<const char*>(std::memchr(at, '<', static_cast<std::size_t>(end - at))) : nullptr;
+}
+
+// Returns how much of a text has to be known to read the tag at its start: no more than up to a NUL or a second "<", and to
+// the byte behind that. The bytes behind a NUL may not be there.
+std::size_t lengthOfTag(const char* text, std::size_t length) {
+    constexpr std::size_t kFirstStep = 256;
+    std::size_t known = 0;
+    bool inTag = false;
+    for (std::size_t step = kFirstStep; known < length; step *= 2) {
+        const std::size_t most = std::min(step, length - known);
+        const std::size_t found = lengthWithin(text + known, most);
+        const char* const end = text + known + found;
+        for (const char* at = text + known; (at = nextBracket(at, end)) != nullptr; ++at) {
+            const auto place = static_cast<std::size_t>(at - text);
+            if (!standsAlone(text, place)) continue;
+            if (inTag) return place + 1 + lengthWithin(at + 1, std::min<std::size_t>(1, length - place - 1));
+            inTag = true;
+        }
+        known += found;
+        if (found < most) break;
+    }
+    return known;
+}
 
 // The letters, digits and "_", of which all tags are made.
 struct TagLetters {
@@ -80,7 +117,269 @@ ValueEnd findValueEnd(const char* at, const char* end) {
     }
 }
 
+// Copies a value while it looks for the quote at its end. All decisions are made on the copy: the text may stand in a mapped
+// page, and what is noted of a value has to be true of what is stored.
+class ValueCopy {
+public:
+    ValueCopy(const char* value, const char* textEnd, char* room, const char* roomEnd)
+        : at(value), end(textEnd), out(room), outEnd(roomEnd) {}
+
+    /// False if there is no quote, or if it takes more care to get there; nothing is to be said of the value then.
+    bool toQuote() {
+        for (;;) {
+            if (end - at < static_cast<std::ptrdiff_t>(kBlock) || outEnd - out <= static_cast<std::ptrdiff_t>(kBlock))
+                return false;
+            const unsigned int stops = platform::copyAndFindSpecial(at, out);
+            if (stops == 0) {
+                advance(kBlock);
+                continue;
+            }
+            advance(platform::lowestBit(stops));
+            if (*out == '"') return true;
+            if (!passSpecial()) return false;
+        }
+    }
+
+    const char* quote() const { return at; }
+    char* copyEnd() const { return out; }
+
+    /// How much longer the escaped form of the copy is.
+    std::size_t growth() const { return grown; }
+
+private:
+    void advance(std::size_t bytes) {
+        at += bytes;
+        out += bytes;
+    }
+
+    // Goes over the special bytes at the position, of which the first was copied.
+    bool passSpecial() {
+        switch (*out) {
+        case '&':
+            return resolve();
+        case '\'':
+            grown += 5;
+            advance(1);
+            return true;
+        case '>':
+            grown += 3;
+            advance(1);
+            return true;
+        case '<':
+        case '\0':
+            return false;
+        default:
+            return passUnits();
+        }
+    }
+
+    // Goes over multi-byte units in a row.
+    bool passUnits() {
+        for (;;) {
+            if (end - at < kLongestUnit || outEnd - out <= kLongestUnit) return false;
+            std::memcpy(out, at, kLongestUnit);
+            if (!beginsUnit(*out)) return true;
+            const auto unit = static_cast<std::size_t>(xmlStepTable[byteAt(out)]);
+            for (std::size_t i = 1; i < unit; ++i) {
+                if (out[i] == '\0') return false;
+            }
+            advance(unit);
+        }
+    }
+
+    // Resolves one of the named references.
+    bool resolve() {
+        const auto left = static_cast<std::size_t>(end - at);
+        char value = 0;
+        if (left < 2 || at[1] == '#') return false;
+        const std::size_t reference = readReference(at, left, value);
+        if (reference == 0) return false;
+        at += reference;
+        *out++ = value;
+        grown += reference - 1;
+        return true;
+    }
+
+    static constexpr std::ptrdiff_t kLongestUnit = 4;
+
+    const char* at;
+    const char* const end;
+    char* out;
+    const char* const outEnd;
+    std::size_t grown = 0;
+};
+
 } // namespace
+
+// Reads one tag into an entry.
+class VellixTagParser {
+public:
+    VellixTagParser(VellixEntry& target, QuoteSearch* quoteSearch) : entry(target), search(quoteSearch) {}
+
+    /// True if a parse ended for lack of memory, and not because of what it read.
+    bool memoryRanOut() const { return starved; }
+
+    // What walkTag calls.
+    bool start(XmlStr& text, TagState& state, VellixToken& name);
+    bool readAhead(XmlStr& text, TagState& state);
+    bool takeName(const VellixToken& word);
+    bool takeValue(const VellixToken& name, const VellixToken& value);
+    void close() { entry.entryClosed = true; }
+
+private:
+    OpenStore& store() { return VellixStore::open(entry.store); }
+    bool isNamed() const { return entry.store->name() != nullptr; }
+    AttributeOrder& orderIn(OpenStore& values) const;
+    const char* readTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
+                        const VellixMapTag*& attribute) const;
+    void takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const;
+    bool takeDifficult(const VellixMapTag* attribute, const char* value, const ValueEnd& valueEnd);
+    bool takeReferences(const VellixMapTag* attribute, const char* value, std::size_t length);
+    void takeText(const VellixMapTag& attribute, const char* value, std::size_t length, bool plain);
+    int limitOf(const VellixMapTag& attribute) const { return xmlRowAt(entry.type, attribute.id)->maxLen; }
+
+    VellixEntry& entry;
+    QuoteSearch* const search; // of the text, may be null
+    bool starved = false;
+};
+
+// Takes the word that entries of this type are written with, if it comes next. The tokens would give the same.
+bool VellixTagParser::start(XmlStr& text, TagState& state, VellixToken& name) {
+    store(); // without memory for any value the call ends here
+    const char* const openTag = entry.row().entryOpenTag;
+    if (isNamed() || openTag == nullptr) return true;
+    const char* const word = openTag + 1;
+    const std::size_t length = std::strlen(word);
+    const char* const at = text.buffer + text.position;
+    if (text.length - text.position <= length || at[length] != ' ' || std::memcmp(at, word, length) != 0) return true;
+    name = {at, VELLIX_TOKEN_WORD, static_cast<unsigned long>(length)};
+    text.position += name.length + 1;
+    state = kExpectEquals;
+    return takeName(name);
+}
+
+// Reads the attributes at the position that have the form in which they are written, and stops before anything else. The
+// tokens would give the same; this is the quick road for what nearly all attributes are.
+bool VellixTagParser::readAhead(XmlStr& text, TagState& state) {
+    const bool named = isNamed();
+    if (state == kExpectName && !named) return true;            // the next word may be the name
+    if (search != nullptr && search->takesNotes()) return true; // it has to be asked for each quote
+    OpenStore& values = store();
+    AttributeOrder& order = orderIn(values);
+    unsigned char* follower = &order.followers[kLongestMap - 1]; // the place of the longest map's end row
+    const char* const end = text.buffer + text.length;
+    const char* at = text.buffer + text.position;
+    bool taken = true;
+    do {
+        const VellixMapTag* attribute = nullptr;
+        const char* const value = readTag(at, end, order.map, *follower, attribute);
+        if (value == nullptr) break;
+        ValueCopy copy(value, end, values.roomLeft(), values.roomEnd());
+        if (copy.toQuote()) {
+            at = copy.quote() + 1;
+            if (attribute != nullptr) takeCopy(values, *attribute, copy);
+        } else {
+            const ValueEnd valueEnd = findValueEnd(value, end);
+            if (valueEnd.quote == nullptr) break;
+            at = valueEnd.quote + 1;
+            taken = takeDifficult(attribute, value, valueEnd);
+        }
+        state = kExpectName;
+        if (attribute != nullptr) follower = &order.followers[attribute - order.map];
+    } while (taken && named); // without a name the next word may be it
+    text.position = static_cast<unsigned long>(at - text.buffer);
+    return taken;
+}
+
+// Returns what was learned of the order of attributes. What was learned in another map is forgotten.
+AttributeOrder& VellixTagParser::orderIn(OpenStore& values) const {
+    const VellixMapTag* const map = entry.row().mapTag;
+    if (values.order.map != map) values.order = {map, {}};
+    return values.order;
+}
+
+// Reads what stands in front of a value and returns the value, or null for any other form than the written one. `attribute`
+// becomes the tag's row in `map`, null for an unknown tag. Entries of one document mostly have the same attributes in the
+// same order, so the row that followed last time is tried first.
+const char* VellixTagParser::readTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
+                                     const VellixMapTag*& attribute) const {
+    if (at != end && *at == ' ') ++at;
+    if (map != nullptr && beginsWith(at, end, map[follower])) {
+        attribute = map + follower;
+        return at + attribute->tagAssignLen;
+    }
+    const char* const name = at;
+    while (at != end && isTagLetter(*at)) ++at;
+    if (at == name || end - at < 3 || at[0] != '=' || at[1] != '"') return nullptr;
+    attribute = xmlRowByTag(entry.type, name, static_cast<unsigned long>(at - name));
+    if (attribute != nullptr) follower = static_cast<unsigned char>(attribute - map);
+    return at + 2;
+}
+
+// Stores a value that stands in the store's room already.
+inline void VellixTagParser::takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const {
+    char* const text = values.roomLeft();
+    auto length = static_cast<std::size_t>(copy.copyEnd() - text);
+    std::size_t escaped = length + copy.growth();
+    const int limit = values.order.map[attribute.id].maxLen;
+    if (limit >= 0 && length > static_cast<std::size_t>(limit)) {
+        length = static_cast<std::size_t>(limit);
+        escaped = static_cast<std::size_t>(escapedLength(text, length)); // the cut may go through a character
+    }
+    text[length] = '\0';
+    values.take(attribute.id, length, escaped);
+}
+
+// Stores any other value, of which only the end is known.
+bool VellixTagParser::takeDifficult(const VellixMapTag* attribute, const char* value, const ValueEnd& valueEnd) {
+    const auto length = static_cast<std::size_t>(valueEnd.quote - value);
+    if (valueEnd.reference) return takeReferences(attribute, value, length);
+    if (attribute != nullptr) takeText(*attribute, value, length, valueEnd.plain);
+    return true;
+}
+
+// Makes the first word of a tag the entry's name and, for an entry without a type, looks the type up by it. A word that
+// names no type is passed over.
+bool VellixTagParser::takeName(const VellixToken& word) {
+    if (isNamed()) return true;
+    const bool typeIsKnown = entry.type != VELLIX_DOC_NONE;
+    const VELLIX_DOC_TYPE type = typeIsKnown ? entry.type : xmlDocTypeByName(word.start, word.length);
+    if (type == VELLIX_DOC_NONE) return true;
+    try {
+        starved = !store().put(VellixStore::kNameSlot, word.start, word.length, true);
+    } catch (const std::bad_alloc&) {
+        starved = true;
+    }
+    if (!starved) entry.type = type;
+    return !starved;
+}
+
+// Stores a value that was read; without an attribute it drops out. False if it has a bad reference or memory for its plain
+// form ran out.
+bool VellixTagParser::takeValue(const VellixToken& name, const VellixToken& value) {
+    const VellixMapTag* const attribute = xmlRowByTag(entry.type, name.start, name.length);
+    if (std::memchr(value.start, '&', value.length) != nullptr)
+        return takeReferences(attribute, value.start, value.length);
+    if (attribute != nullptr) takeText(*attribute, value.start, value.length, false);
+    return true;
+}
+
+// The same for a value with an ampersand.
+bool VellixTagParser::takeReferences(const VellixMapTag* attribute, const char* value, std::size_t length) {
+    if (attribute == nullptr) return putDecoded(value, length, nullptr, SIZE_MAX) != kBadReference;
+    const OpenStore::Decoded decoded = store().putDecoded(attribute->id, value, length, limitOf(*attribute));
+    starved = starved || decoded == OpenStore::Decoded::kNoMemory;
+    return decoded == OpenStore::Decoded::kStored;
+}
+
+// The same for a value without one.
+void VellixTagParser::takeText(const VellixMapTag& attribute, const char* value, std::size_t length, bool plain) {
+    const int limit = limitOf(attribute);
+    const bool cut = limit >= 0 && length > static_cast<std::size_t>(limit); // it may go through a character
+    store().put(attribute.id, value, cut ? static_cast<std::size_t>(limit) : length, plain && !cut);
+}
+
+// --- Entries ---
 
 int VellixEntry::parseAttrXMLString(XmlStr* text) {
     bool metEnd = false;
@@ -89,168 +388,34 @@ int VellixEntry::parseAttrXMLString(XmlStr* text) {
 
 int VellixEntry::parseAttrXMLString(const char* buffer, unsigned long length) {
     if (buffer == nullptr) return VELLIX_ERR_NULL_ARGUMENT;
-    XmlStr text = cursorOver(buffer, length);
+    XmlStr text = cursorOverTag(buffer, length);
     return parseAttrXMLString(&text);
 }
 
-// Parses one tag. `search` is the text's own, null if this is the only tag of it to be parsed. `metEnd` tells whether the
-// end of the text had a part in the result, so that the tag might read otherwise if the text went on.
 int VellixEntry::parseTag(XmlStr& text, QuoteSearch* search, bool& metEnd) {
-    if (totalAttributes == 0) initAttribute(); // content was moved away
-    const VellixToken token = scanToken(text, search, metEnd);
-    if (token.kind == VELLIX_TOKEN_OPEN) return parseAttributes(text, search, metEnd);
-    return token.kind == VELLIX_TOKEN_EOF ? VELLIX_ERR_END_OF_BUFFER : VELLIX_ERR_SYNTAX;
+    VellixTagParser parser(*this, search);
+    return walkTag(text, search, metEnd, parser);
 }
 
-// Parses what stands behind the "<".
-int VellixEntry::parseAttributes(XmlStr& text, QuoteSearch* search, bool& metEnd) {
-    VellixToken name = {nullptr, VELLIX_TOKEN_EOF, 0};
-    int state = takeOwnName(text, name) ? kExpectEquals : kExpectName;
-    for (;;) {
-        const bool plainMayFollow = state == kExpectEquals || (state == kExpectName && entryNamed);
-        const bool plainPays = search == nullptr || !search->takesNotes();
-        if (plainMayFollow && plainPays && !parsePlainAttributes(text, state)) return VELLIX_ERR_NO_MEMORY;
-        bool tokenMetEnd = false;
-        const VellixToken token = scanToken(text, search, tokenMetEnd);
-        metEnd = metEnd || tokenMetEnd;
-        if (token.kind == VELLIX_TOKEN_EOF) {
-            metEnd = tokenMetEnd;
-            return VELLIX_ERR_END_OF_BUFFER;
-        }
-        switch (kActions[token.kind][state]) {
-        case kRemember:
-            name = token;
-            if (state == kExpectName && !takeName(name.start, name.length)) return VELLIX_ERR_NO_MEMORY;
-            state = kExpectEquals;
-            break;
-        case kToValue:
-            state = kExpectValue;
-            break;
-        case kStore:
-            if (!takeValue(attributeOf(name), valueOf(token))) return VELLIX_ERR_NO_MEMORY;
-            state = kExpectName;
-            break;
-        case kFinishClosed:
-            entryClosed = true;
-            return VELLIX_SUCCESS;
-        case kFinish:
-            return VELLIX_SUCCESS;
-        case kSyntax:
-            text.syntaxError = 1;
-            return VELLIX_ERR_SYNTAX;
-        }
+void VellixEntry::loadFromBuffer(VELLIX_DOC_TYPE docType, const char* buffer, unsigned long length, bool /*flag*/) {
+    VellixEntry loaded(docType); // apart, since memory may run out, and the text may be one of this entry
+    if (buffer != nullptr) {
+        VellixTagParser parser(loaded, nullptr);
+        XmlStr text = cursorOverTag(buffer, length);
+        bool metEnd = false;
+        walkTag(text, nullptr, metEnd, parser);
+        if (parser.memoryRanOut()) throw std::bad_alloc();
     }
+    makeNew(loaded.type);
+    entryClosed = loaded.entryClosed;
+    std::swap(store, loaded.store);
 }
 
-// Takes the word that entries of this type are written with, if it comes next. The tokens would give the same.
-bool VellixEntry::takeOwnName(XmlStr& text, VellixToken& name) {
-    const char* const openTag = row().entryOpenTag;
-    if (entryNamed || openTag == nullptr) return false;
-    const char* const word = openTag + 1;
-    const std::size_t length = std::strlen(word);
-    const char* const at = text.buffer + text.position;
-    if (text.length - text.position <= length || at[length] != ' ' || std::memcmp(at, word, length) != 0) return false;
-    if (!takeName(at, length)) return false;
-    name = {at, VELLIX_TOKEN_WORD, static_cast<unsigned long>(length)};
-    text.position += name.length + 1;
-    return true;
-}
+// --- The text of one tag ---
 
-const VellixMapTag* VellixEntry::attributeOf(const VellixToken& name) const {
-    return xmlRowByTag(type, name.start, name.length);
-}
-
-// Reads the attributes at the position that have the form in which they are written, and stops before anything else. The
-// tokens would give the same; this is the quick road for what nearly all attributes are. False if a value has a bad
-// reference or memory ran out.
-bool VellixEntry::parsePlainAttributes(XmlStr& text, int& state) {
-    const char* const end = text.buffer + text.length;
-    unsigned char* follower = followersIn(row().mapTag);
-    for (;;) {
-        const char* at = text.buffer + text.position;
-        if (at != end && *at == ' ') ++at;
-        const VellixMapTag* attribute = nullptr;
-        const char* const value = readTag(at, end, *follower, attribute);
-        const ValueEnd valueEnd = value != nullptr ? findValueEnd(value, end) : ValueEnd();
-        if (valueEnd.quote == nullptr) return true;
-        state = kExpectName;
-        text.position = static_cast<unsigned long>(valueEnd.quote + 1 - text.buffer);
-        const auto length = static_cast<std::size_t>(valueEnd.quote - value);
-        if (valueEnd.reference) {
-            if (!takeReferences(attribute, {value, VELLIX_TOKEN_WORD, static_cast<unsigned long>(length)}))
-                return false;
-        } else if (attribute != nullptr && valueEnd.plain && learnedMap[attribute->id].maxLen < 0 &&
-                   length <= kBulkyValue) {
-            assignTo(slotToFill(attribute->id), value, length); // what storeText comes down to
-            keepSlot(attribute->id, length);
-        } else if (attribute != nullptr) {
-            storeText(attribute->id, value, length, valueEnd.plain);
-        }
-        if (!entryNamed) return true; // the next word may be the name
-        if (attribute != nullptr) follower = &followers[attribute - row().mapTag];
-    }
-}
-
-// Returns what was learned of the attribute that comes first. What was learned in another map is forgotten.
-unsigned char* VellixEntry::followersIn(const VellixMapTag* map) {
-    if (learnedMap != map) std::memset(followers, 0, sizeof followers);
-    learnedMap = map;
-    return &followers[kLongestMap - 1]; // the place of the longest map's end row
-}
-
-// Reads a tag and what stands between it and its value, and returns the value, or null for any other form. `attribute`
-// becomes the tag's row, null for an unknown tag. Entries of one document mostly have the same attributes in the same
-// order, so the row that followed last time is tried first.
-const char* VellixEntry::readTag(const char* at, const char* end, unsigned char& follower,
-                                 const VellixMapTag*& attribute) {
-    if (learnedMap != nullptr && beginsWith(at, end, learnedMap[follower])) {
-        attribute = learnedMap + follower;
-        return at + attribute->tagAssignLen;
-    }
-    const char* const name = at;
-    while (at != end && isTagLetter(*at)) ++at;
-    if (at == name || end - at < 3 || at[0] != '=' || at[1] != '"') return nullptr;
-    attribute = xmlRowByTag(type, name, static_cast<unsigned long>(at - name));
-    if (attribute != nullptr) follower = static_cast<unsigned char>(attribute - learnedMap);
-    return at + 2;
-}
-
-// Makes the first word of a tag the entry's name and, for an entry without a type, looks the type up by it. False if
-// memory ran out.
-bool VellixEntry::takeName(const char* word, std::size_t length) {
-    if (entryNamed) return true;
-    try {
-        if (entryName.compare(0, std::string::npos, word, length) != 0) entryName.assign(word, length);
-    } catch (const std::exception&) { // no memory, or longer than any string
-        return false;
-    }
-    bulky = bulky || length > kBulkyValue;
-    entryNamed = true;
-    if (type != VELLIX_DOC_NONE) return true;
-    type = xmlDocTypeByName(entryName.data(), static_cast<unsigned long>(length));
-    entryNamed = type != VELLIX_DOC_NONE;
-    return true;
-}
-
-// Stores a value that was read; without an attribute it drops out. False if it has a bad reference or memory for its plain
-// form ran out.
-bool VellixEntry::takeValue(const VellixMapTag* attribute, const VellixToken& value) {
-    if (std::memchr(value.start, '&', value.length) != nullptr) return takeReferences(attribute, value);
-    if (attribute != nullptr) storeText(attribute->id, value.start, value.length, false);
-    return true;
-}
-
-// The same for a value with an ampersand.
-bool VellixEntry::takeReferences(const VellixMapTag* attribute, const VellixToken& value) {
-    std::string& plain = decodedValue;
-    try {
-        if (plain.size() < value.length) plain.resize(value.length);
-    } catch (const std::exception&) { // no memory, or longer than any string
-        return false;
-    }
-    bulky = bulky || value.length > kBulkyValue;
-    const std::size_t decoded = putDecoded(value.start, value.length, &plain[0], value.length);
-    if (decoded == kBadReference) return false;
-    if (attribute != nullptr) storeText(attribute->id, plain.data(), lengthWithin(plain.data(), decoded), false);
-    return true;
+XmlStr cursorOverTag(const char* buffer, std::size_t length) {
+    XmlStr text;
+    text.buffer = buffer;
+    text.length = static_cast<unsigned long>(lengthOfTag(buffer, length));
+    return text;
 }

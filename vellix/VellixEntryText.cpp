@@ -12,9 +12,9 @@
 namespace {
 
 // Copies a value into text. A string as long as its escaped form has nothing to escape, or is escaped already.
-char* putValue(char* out, const std::string& value, std::size_t escapedLength) {
-    if (value.size() == escapedLength) return copyBytes(out, value.data(), escapedLength);
-    return putEscaped(value.data(), value.size(), out);
+char* putValue(char* out, const StoredText& value) {
+    if (value.length == value.escaped) return copyBytes(out, value.text, value.length);
+    return putEscaped(value.text, value.length, out);
 }
 
 } // namespace
@@ -30,28 +30,26 @@ const char* VellixEntry::getCloseTag() const { return plainCloseTag(); }
 // What ends the tag itself, also where a document has its own close tag.
 const char* VellixEntry::plainCloseTag() const { return isLeaf() ? "/>" : ">"; }
 
-// Calls `visit` with the row, the value and the escaped length of each slot that stands in the text.
+// Calls `visit` with the row and the value of each slot that stands in the text.
 template <class Visit> void VellixEntry::eachAttribute(Visit visit) const {
     const VellixDocTypeRow& docType = row();
-    for (std::size_t word = 0; word < kPresentWords; ++word) {
-        for (std::uint64_t bits = present[word]; bits != 0; bits &= bits - 1) {
-            const auto id = static_cast<unsigned int>(word * 64 + platform::lowestBit(bits));
-            if (id + 1 >= docType.mapTagLen) return; // the type has no attribute there
-            visit(docType.mapTag[id], attrValue[id], static_cast<std::size_t>(attrLen[id]));
-        }
-    }
+    store->eachText([&](unsigned int slot, const StoredText& value) {
+        if (slot + 1 >= docType.mapTagLen) return false; // the type has no attribute there
+        visit(docType.mapTag[slot], value);
+        return true;
+    });
 }
 
 // What is always enough for the text, at the cost of no walk.
 std::uint64_t VellixEntry::textBound(const char* openTag) const {
     constexpr std::size_t kLongestFrame = 32; // blank, tag, equals sign and quotes of an attribute
-    return std::strlen(openTag) + escapedTotal + numAttributes * kLongestFrame + 2;
+    return std::strlen(openTag) + store->escapedLength() + store->count() * kLongestFrame + 2;
 }
 
 std::uint64_t VellixEntry::textSize(const char* openTag, const char* closeTag) const {
     std::uint64_t size = std::strlen(openTag) + std::strlen(closeTag);
-    eachAttribute([&size](const VellixMapTag& attribute, const std::string&, std::size_t escapedLength) {
-        size += 1 + attribute.tagAssignLen + escapedLength + 1; // the blank and the closing quote
+    eachAttribute([&size](const VellixMapTag& attribute, const StoredText& value) {
+        size += 1 + attribute.tagAssignLen + value.escaped + std::uint64_t{1}; // the blank and the closing quote
     });
     return size;
 }
@@ -59,10 +57,10 @@ std::uint64_t VellixEntry::textSize(const char* openTag, const char* closeTag) c
 // Writes the text, which has the size that textSize tells, and returns its end.
 char* VellixEntry::putText(char* out, const char* openTag) const {
     out = copyBytes(out, openTag, std::strlen(openTag));
-    eachAttribute([&out](const VellixMapTag& attribute, const std::string& value, std::size_t escapedLength) {
+    eachAttribute([&out](const VellixMapTag& attribute, const StoredText& value) {
         *out++ = ' ';
         out = copyBytes(out, attribute.tagAssign, attribute.tagAssignLen);
-        out = putValue(out, value, escapedLength);
+        out = putValue(out, value);
         *out++ = '"'; // NOLINT(clang-analyzer-core.NullDereference): null is only for what measures
     });
     return copyBytes(out, plainCloseTag(), std::strlen(plainCloseTag()));
@@ -112,12 +110,12 @@ void VellixEntry::putPieces(char* out, std::size_t room, const char* openTag) co
         *out = '\0';
     };
     put(openTag, std::strlen(openTag));
-    eachAttribute([&](const VellixMapTag& attribute, const std::string& value, std::size_t escapedLength) {
+    eachAttribute([&](const VellixMapTag& attribute, const StoredText& value) {
         put(" ", 1);
         put(attribute.tag, attribute.tagLen);
         put("=\"", 2);
-        if (reserve(escapedLength)) {
-            out = putValue(out, value, escapedLength);
+        if (reserve(value.escaped)) {
+            out = putValue(out, value);
             *out = '\0';
         }
         put("\"", 1);

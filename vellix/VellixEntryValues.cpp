@@ -30,14 +30,20 @@ const std::string& emptyString() {
 // --- Any text ---
 
 bool VellixEntry::addAttribute_s(unsigned short id, const char* value) {
-    if (value != nullptr) return storeText(id, value, std::strlen(value), false);
-    dropSlot(id);
-    return false;
+    if (value == nullptr) {
+        removeAttribute(id);
+        return false;
+    }
+    const VellixMapTag* const place = xmlRowAt(type, id);
+    if (place == nullptr) return false;
+    const std::size_t length = std::strlen(value);
+    const bool cut = place->maxLen >= 0 && length > static_cast<std::size_t>(place->maxLen);
+    return VellixStore::open(store).put(id, value, cut ? static_cast<std::size_t>(place->maxLen) : length, false);
 }
 
 bool VellixEntry::removeAttribute(unsigned short id) {
-    if (id >= totalAttributes) return false;
-    dropSlot(id);
+    if (id >= kLongestMap) return false;
+    store->drop(id);
     return true;
 }
 
@@ -50,14 +56,12 @@ template <class Number> bool VellixEntry::addNumber(unsigned short id, Number va
         setError(VELLIX_ERR_OUT_OF_RANGE);
         return false;
     }
-    if (place == nullptr || id >= totalAttributes) return false;
+    if (place == nullptr) return false;
     const bool radix64 = attribute != nullptr && attribute->encoding == VELLIX_ENC_RADIX64;
     NumberBuffer numberBuffer;
     const std::string_view text =
         radix64 ? radix64Encode(value, numberBuffer, pad) : decimalEncode(value, numberBuffer);
-    assignTo(slotToFill(id), text.data(), text.size());
-    keepSlot(id, text.size()); // no number has a character to escape
-    return true;
+    return VellixStore::open(store).put(id, text.data(), text.size(), true); // no number has a character to escape
 }
 
 bool VellixEntry::addAttribute(unsigned short id, short value, bool pad) { return addNumber(id, value, pad); }
@@ -127,8 +131,8 @@ template <class Number, class Value> bool VellixEntry::getNumber(unsigned short 
         return false;
     }
     value = 0;
-    if (!isPresent(id)) return false;
-    const char* text = attrValue[id].c_str();
+    const char* const text = getAttribute(id);
+    if (text == nullptr) return false;
     const bool radix64 = attribute != nullptr && attribute->encoding == VELLIX_ENC_RADIX64;
     value = radix64 ? static_cast<Number>(radix64Decode(text)) : decimalDecode<Number>(text);
     return true;
@@ -155,47 +159,48 @@ bool VellixEntry::getAttribute(unsigned short id, unsigned __int64& value) {
 }
 
 const char* VellixEntry::getAttribute(unsigned short id) const {
-    return isPresent(id) ? attrValue[id].c_str() : nullptr;
+    const StoredText* const stored = store->find(id);
+    return stored != nullptr ? stored->text : nullptr;
 }
 
 bool VellixEntry::getAttribute(unsigned short id, char*& value, int& length) const {
-    if (!isPresent(id)) return false;
-    value = platform::_strdup(attrValue[id].c_str());
-    length = value != nullptr ? static_cast<int>(attrValue[id].size()) : 0;
+    const StoredText* const stored = store->find(id);
+    if (stored == nullptr) return false;
+    value = platform::_strdup(stored->text);
+    length = value != nullptr ? static_cast<int>(stored->length) : 0;
     return value != nullptr;
 }
 
 bool VellixEntry::getAttribute(unsigned short id, std::string& value) const {
-    if (!isPresent(id)) return false;
-    value = attrValue[id];
+    const StoredText* const stored = store->find(id);
+    if (stored == nullptr) return false;
+    value.assign(stored->text, stored->length);
     return true;
 }
 
+std::string_view VellixEntry::getAttributeView(unsigned short id) const {
+    const StoredText* const stored = store->find(id);
+    return stored != nullptr ? std::string_view(stored->text, stored->length) : std::string_view();
+}
+
 const std::string& VellixEntry::getAttributeStr(unsigned short id) const {
-    return isPresent(id) ? attrValue[id] : emptyString();
+    return store->find(id) != nullptr ? store->stringOf(id) : emptyString();
 }
 
 bool VellixEntry::getAttributeXmlEncoded(unsigned short id, std::string& value) const {
-    if (!isPresent(id)) return false;
-    const std::unique_ptr<char, Free> escaped(xmlEncode(attrValue[id].c_str(), nullptr, -1));
+    const char* const text = getAttribute(id);
+    if (text == nullptr) return false;
+    const std::unique_ptr<char, Free> escaped(xmlEncode(text, nullptr, -1));
     if (escaped == nullptr) return false;
     value = escaped.get();
     return true;
 }
 
 void VellixEntry::encodingAttributes() {
-    unsigned int seen = 0;
-    for (unsigned int id = 0; seen < numAttributes; ++id) {
-        if (!isPresent(id)) continue;
-        ++seen;
-        std::string& value = attrValue[id];
-        if (value.size() == static_cast<std::size_t>(attrLen[id])) continue; // nothing to escape, or done already
-        try {
-            std::string escaped(static_cast<std::size_t>(attrLen[id]), '\0');
-            putEscaped(value.data(), value.size(), &escaped[0]);
-            value.swap(escaped);
-        } catch (const std::bad_alloc&) {
-            continue; // it stays as it was
-        }
+    if (isEmpty()) return;
+    try {
+        VellixStore::open(store).escapeAll();
+    } catch (const std::bad_alloc&) {
+        return; // all texts stay as they were
     }
 }

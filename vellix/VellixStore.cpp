@@ -1,101 +1,385 @@
 // SPDX-License-Identifier: Apache-2.0
-// The slots of an entry: which are present, what they hold, and how long that is in escaped form.
+// The values of one entry: where their texts stand, and what becomes of the memory.
 #include "vellix/VellixStore.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
-#include <string>
+#include <new>
 #include <utility>
+
+#include "vellix/VellixText.h"
 
 namespace {
 
-constexpr std::size_t kLongestEscaped = INT_MAX; // what a slot can note
+constexpr std::size_t kFirstSize = 2048;  // bytes of an open store that was never filled, its fields included
+constexpr std::size_t kMostRoom = 65536;  // larger contents go to blocks, and those go at `clear`
+constexpr std::size_t kSmallBlock = 1024; // a block that is kept for the next text, whatever its length
+constexpr std::size_t kLeastBlock = 32;
+constexpr std::size_t kMostWaste = 4; // how many times more memory than the content needs may be kept
+
+// What is longer may be too long in escaped form.
+constexpr std::size_t kSurelyStored = kLongestText / 6;
+
+// The size of a block stands in front of it.
+constexpr std::size_t kBlockHead = sizeof(std::size_t);
+
+std::size_t capacityOf(const char* block) {
+    std::size_t capacity = 0;
+    std::memcpy(&capacity, block - kBlockHead, kBlockHead);
+    return capacity;
+}
+
+// Returns null if there is no memory for it.
+char* tryNewBlock(std::size_t length) {
+    const std::size_t spare = length < kMostRoom ? length / 2 : 0;
+    const std::size_t capacity = std::max(length + spare, kLeastBlock);
+    auto* const memory = static_cast<char*>(::operator new(kBlockHead + capacity + 1, std::nothrow));
+    if (memory == nullptr) return nullptr;
+    std::memcpy(memory, &capacity, kBlockHead);
+    return memory + kBlockHead;
+}
+
+void freeBlock(char* block) { ::operator delete(block - kBlockHead); }
+
+char* newBlock(std::size_t length) {
+    char* const block = tryNewBlock(length);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+
+std::size_t measure(const char* text, std::size_t length, bool plain) {
+    return plain ? length : static_cast<std::size_t>(std::min<std::uint64_t>(escapedLength(text, length), SIZE_MAX));
+}
 
 } // namespace
 
-void VellixEntry::initAttribute() {
-    totalAttributes = kLongestMap;
-    numAttributes = 0;
-    escapedTotal = 0;
-    std::fill_n(present, kPresentWords, 0);
-    attrLen.clear();
-    attrValue.clear();
+// --- Strings ---
+
+const std::string& TextStrings::get(unsigned int slot, const StoredText& stored) {
+    const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
+    if (slot >= strings.size()) strings.resize(slot + 1);
+    if (strings[slot] == nullptr) strings[slot] = std::make_unique<std::string>();
+    std::string& string = *strings[slot];
+    if ((valid[slot / 64] & bit) == 0) {
+        const std::size_t before = string.capacity();
+        string.assign(stored.text, stored.length);
+        capacity += string.capacity() - before;
+        valid[slot / 64] |= bit;
+    }
+    return string;
 }
 
-void VellixEntry::resetAttribute() {
-    if (bulky) {
-        for (std::string& value : attrValue) {
-            if (value.capacity() > kBulkyValue) std::string().swap(value);
+void TextStrings::forget(unsigned int slot) {
+    const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
+    if ((valid[slot / 64] & bit) == 0) return;
+    valid[slot / 64] &= ~bit;
+    if (strings[slot]->capacity() <= kSmallBlock) return;
+    capacity -= strings[slot]->capacity();
+    strings[slot].reset();
+}
+
+void TextStrings::forgetAll() { std::fill_n(valid, 2, 0); }
+
+bool TextStrings::areBulky() const { return capacity > kMostRoom; }
+
+// --- All stores ---
+
+VellixStore* VellixStore::none() {
+    static constexpr VellixStore kNoValues(kNone, nullptr);
+    return const_cast<VellixStore*>(&kNoValues);
+}
+
+unsigned int VellixStore::numberOf(unsigned int slot) const {
+    const unsigned int inWord = platform::countBits(present[slot / 64] & (bitOf(slot) - 1));
+    return slot < 64 ? inWord : platform::countBits(present[0]) + inWord;
+}
+
+std::size_t VellixStore::packedSize() const {
+    std::size_t bytes = sizeof(VellixStore);
+    visitAll([&bytes](unsigned int, const StoredText& text) {
+        bytes += sizeof text + text.length + 1;
+        return true;
+    });
+    return bytes;
+}
+
+void VellixStore::takeCounts(const VellixStore& other) {
+    std::copy_n(other.present, 2, present);
+    escapedTotal = other.escapedTotal;
+    presentSlots = other.presentSlots;
+}
+
+// Fills a packed store that is large enough.
+void VellixStore::pack(const VellixStore& other) {
+    takeCounts(other);
+    StoredText* copy = slots;
+    char* end = reinterpret_cast<char*>(slots + presentSlots + (has(kNameSlot) ? 1 : 0));
+    other.visitAll([&](unsigned int, const StoredText& text) {
+        *copy = text;
+        copy++->text = end;
+        end = copyBytes(end, text.text, text.length + std::size_t{1});
+        return true;
+    });
+}
+
+VellixStore* VellixStore::copyOf(const VellixStore& other) {
+    if ((other.present[0] | other.present[1]) == 0) return none();
+    const std::size_t bytes = other.packedSize();
+    void* const memory = ::operator new(bytes);
+    auto* const copy = new (memory) VellixStore(kPacked, nullptr);
+    copy->slots = reinterpret_cast<StoredText*>(copy + 1);
+    copy->size = bytes <= UINT32_MAX ? static_cast<std::uint32_t>(bytes) : 0;
+    copy->pack(other);
+    return copy;
+}
+
+void VellixStore::release(VellixStore* store) noexcept {
+    if (store->form == kNone) return;
+    delete store->strings;
+    if (store->form == kOpen) {
+        auto& opened = static_cast<OpenStore&>(*store);
+        opened.strings = nullptr;
+        opened.startOver();
+    }
+    ::operator delete(store);
+}
+
+void VellixStore::assign(VellixStore*& store, const VellixStore& other) {
+    const std::size_t bytes = other.packedSize();
+    if (store->form == kOpen) {
+        auto& opened = static_cast<OpenStore&>(*store);
+        if (bytes <= opened.roomSize()) {
+            opened.startOver();
+            opened.copyTexts(other);
+            return;
         }
-        std::string().swap(decodedValue);
-        if (!entryNamed) std::string().swap(entryName);
-        bulky = false;
+    } else if (bytes <= store->size && store->size / kMostWaste <= bytes) {
+        if (store->strings != nullptr) store->strings->forgetAll();
+        store->pack(other);
+        return;
     }
-    if (numAttributes == 0) return;
-    numAttributes = 0;
+    VellixStore* const copy = copyOf(other);
+    release(store);
+    store = copy;
+}
+
+void VellixStore::clear(VellixStore*& store) noexcept {
+    if (store->form != kOpen) {
+        release(store);
+        store = none();
+        return;
+    }
+    auto& opened = static_cast<OpenStore&>(*store);
+    std::size_t& recent = opened.recentBytes;
+    const std::size_t bytes = static_cast<std::size_t>(opened.next - opened.room()) + opened.blockLengths();
+    recent = std::max(std::min(bytes, kMostRoom), recent - recent / 16);
+    opened.startOver();
+    const std::size_t size = opened.roomSize();
+    if (recent <= size && (size <= kFirstSize || size / (2 * kMostWaste) <= recent)) return;
+    OpenStore* const resized = opened.resized();
+    if (resized == nullptr) return; // it goes on with what it has
+    release(store);
+    store = resized;
+}
+
+void VellixStore::makeOpen(VellixStore*& store) {
+    OpenStore* const opened =
+        OpenStore::make(OpenStore::allocate(kFirstSize - sizeof(OpenStore)), kFirstSize - sizeof(OpenStore));
+    if (opened == nullptr) throw std::bad_alloc();
+    if (store->form == kPacked) opened->takeOver(*store);
+    store = opened;
+}
+
+void VellixStore::drop(unsigned int slot) {
+    if (!has(slot)) return;
+    if (form == kOpen) {
+        auto& opened = static_cast<OpenStore&>(*this);
+        opened.unsettle(slot);
+        if (opened.ownsBlock(slot) && capacityOf(slots[slot].text) > kSmallBlock) opened.dropBlock(slot);
+        return;
+    }
+    StoredText* const dropped = slots + numberOf(slot);
+    StoredText* const behindAll = slots + presentSlots + (has(kNameSlot) ? 1 : 0);
+    escapedTotal -= dropped->escaped;
+    std::copy(dropped + 1, behindAll, dropped);
+    present[slot / 64] &= ~bitOf(slot);
+    --presentSlots;
+    if (strings != nullptr) strings->forget(slot);
+}
+
+const std::string& VellixStore::stringOf(unsigned int slot) const {
+    if (strings == nullptr) strings = new TextStrings;
+    return strings->get(slot, stored(slot));
+}
+
+bool VellixStore::holdsSameAs(const VellixStore& other) const {
+    if (presentSlots != other.presentSlots) return false;
+    bool same = true;
+    eachText([&](unsigned int slot, const StoredText& text) {
+        const StoredText* const there = other.find(slot);
+        same =
+            there != nullptr && there->length == text.length && std::memcmp(there->text, text.text, text.length) == 0;
+        return same;
+    });
+    return same;
+}
+
+// --- Open stores ---
+
+void* OpenStore::allocate(std::size_t roomSize) { return ::operator new(sizeof(OpenStore) + roomSize, std::nothrow); }
+
+OpenStore* OpenStore::make(void* memory, std::size_t roomSize) {
+    return memory != nullptr ? new (memory) OpenStore(roomSize) : nullptr;
+}
+
+OpenStore::OpenStore(std::size_t roomSize) : VellixStore(kOpen, places), next(room()), end(room() + roomSize) {}
+
+// Goes on for a packed store, whose texts stay where they are.
+void OpenStore::takeOver(VellixStore& other) {
+    takeCounts(other);
+    other.visitAll([this](unsigned int slot, const StoredText& text) {
+        places[slot] = text;
+        return true;
+    });
+    std::swap(strings, other.strings);
+    origin = &other;
+}
+
+// Returns an empty store for what this one had to hold lately, or null if there is no memory for it.
+OpenStore* OpenStore::resized() const {
+    const std::size_t wanted = std::min(std::max(2 * recentBytes, kFirstSize - sizeof(OpenStore)), kMostRoom);
+    OpenStore* const resized = make(allocate(wanted), wanted);
+    if (resized == nullptr) return nullptr;
+    resized->order = order;
+    resized->recentBytes = recentBytes;
+    return resized;
+}
+
+// Makes every slot absent. The room stays.
+void OpenStore::startOver() {
+    for (unsigned int slot = 0; (own[0] | own[1]) != 0; ++slot) dropBlock(slot);
+    std::fill_n(present, 2, 0);
     escapedTotal = 0;
-    std::fill_n(present, kPresentWords, 0);
+    presentSlots = 0;
+    next = room();
+    if (origin != nullptr) release(std::exchange(origin, nullptr));
+    if (strings == nullptr) return;
+    strings->forgetAll();
+    if (strings->areBulky()) delete std::exchange(strings, nullptr);
 }
 
-void VellixEntry::copyAttribute(const VellixEntry& other) {
-    if (totalAttributes == 0) initAttribute();
-    resetAttribute();
-    makeSlots(other.usedSlots()); // and no more: most entries that are kept are copies
-    for (unsigned int id = 0; numAttributes < other.numAttributes && id < totalAttributes; ++id) {
-        if (!other.isPresent(id)) continue;
-        attrValue[id] = other.attrValue[id];
-        bulky = bulky || attrValue[id].size() > kBulkyValue;
-        keepSlot(id, static_cast<std::size_t>(other.attrLen[id]));
+void OpenStore::copyTexts(const VellixStore& other) {
+    other.visitAll([this](unsigned int slot, const StoredText& text) {
+        copyBytes(next, text.text, text.length + std::size_t{1});
+        take(slot, text.length, text.escaped);
+        return true;
+    });
+}
+
+std::size_t OpenStore::blockLengths() const {
+    if ((own[0] | own[1]) == 0) return 0;
+    std::size_t bytes = 0;
+    visitAll([&](unsigned int slot, const StoredText& text) {
+        if (ownsBlock(slot)) bytes += text.length + std::size_t{1};
+        return true;
+    });
+    return bytes;
+}
+
+// True if a text can replace that of the slot where it stands.
+bool OpenStore::fitsInPlace(unsigned int slot, std::size_t length) const {
+    if (length > kSurelyStored) return false;
+    if (!ownsBlock(slot)) return has(slot) && length <= slots[slot].length;
+    const std::size_t capacity = capacityOf(slots[slot].text);
+    return length <= capacity && (capacity <= kSmallBlock || capacity / kMostWaste <= length);
+}
+
+void OpenStore::dropBlock(unsigned int slot) {
+    if (!ownsBlock(slot)) return;
+    own[slot / 64] &= ~bitOf(slot);
+    freeBlock(slots[slot].text);
+}
+
+// Makes a slot absent and keeps its block.
+void OpenStore::unsettle(unsigned int slot) {
+    if (!has(slot)) return;
+    present[slot / 64] &= ~bitOf(slot);
+    if (slot == kNameSlot) return;
+    --presentSlots;
+    escapedTotal -= slots[slot].escaped;
+    if (strings != nullptr) strings->forget(slot);
+}
+
+void OpenStore::vacate(unsigned int slot) {
+    unsettle(slot);
+    dropBlock(slot);
+}
+
+void OpenStore::settleInBlock(unsigned int slot, char* block, std::size_t length, std::size_t escaped) {
+    vacate(slot);
+    own[slot / 64] |= bitOf(slot);
+    settle(slot, block, length, escaped);
+}
+
+bool OpenStore::put(unsigned int slot, const char* text, std::size_t length, bool plain) {
+    if (length > kLongestText) return false;
+    if (fitsInPlace(slot, length)) {
+        char* const place = slots[slot].text;
+        std::memmove(place, text, length);
+        place[length] = '\0';
+        unsettle(slot);
+        settle(slot, place, length, measure(place, length, plain));
+        return true;
     }
-}
-
-// The number of slots up to the last that is present.
-std::size_t VellixEntry::usedSlots() const {
-    std::size_t used = totalAttributes;
-    while (used > 0 && !isPresent(static_cast<unsigned int>(used - 1))) --used;
-    return used;
-}
-
-void VellixEntry::makeSlots(std::size_t count) {
-    if (attrValue.size() >= count) return;
-    attrLen.resize(count);
-    attrValue.resize(count);
-}
-
-void VellixEntry::dropSlot(unsigned int id) {
-    if (!isPresent(id)) return;
-    escapedTotal -= static_cast<std::size_t>(attrLen[id]);
-    present[id / 64] &= ~bitOf(id);
-    --numAttributes;
-}
-
-// Stores a value that holds no NUL, and that has nothing to escape if it is `plain`. Any other is measured only after it
-// was copied: the bytes at `value` may belong to a mapped page, and the text forms rely on the length noted here.
-bool VellixEntry::storeText(unsigned int id, const char* value, std::size_t length, bool plain) {
-    const VellixMapTag* place = xmlRowAt(type, id);
-    if (place == nullptr || id >= totalAttributes) return false;
-    if (place->maxLen >= 0 && length > static_cast<std::size_t>(place->maxLen)) {
-        length = static_cast<std::size_t>(place->maxLen);
-        plain = false; // the cut may go through a character
+    if (fitsInRoom(length)) {
+        *copyBytes(next, text, length) = '\0';
+        take(slot, length, measure(next, length, plain));
+        return true;
     }
-    if (length > kBulkyValue) {
-        bulky = true;
-        if (length > kLongestEscaped / 6) return storeHugeText(id, value, length);
+    char* const block = newBlock(length);
+    *copyBytes(block, text, length) = '\0';
+    const std::size_t escaped = measure(block, length, plain);
+    if (escaped > kLongestText) {
+        freeBlock(block);
+        return false;
     }
-    std::string& slot = slotToFill(id);
-    assignTo(slot, value, length);
-    keepSlot(id, plain ? length : static_cast<std::size_t>(escapedLength(slot.data(), slot.size())));
+    settleInBlock(slot, block, length, escaped);
     return true;
 }
 
-// Stores a value whose escaped form may be longer than a slot can note; then false, and the slot stays as it was.
-bool VellixEntry::storeHugeText(unsigned int id, const char* value, std::size_t length) {
-    if (length > kLongestEscaped) return false;
-    std::string copy(value, length);
-    const std::uint64_t escaped = escapedLength(copy.data(), length);
-    if (escaped > kLongestEscaped) return false;
-    slotToFill(id).swap(copy);
-    keepSlot(id, static_cast<std::size_t>(escaped));
-    return true;
+OpenStore::Decoded OpenStore::putDecoded(unsigned int slot, const char* text, std::size_t length, int most) {
+    const bool inRoom = fitsInRoom(length);
+    char* const place = inRoom ? next : tryNewBlock(length);
+    if (place == nullptr) return Decoded::kNoMemory;
+    std::size_t plain = ::putDecoded(text, length, place, length);
+    const bool bad = plain == kBadReference;
+    std::size_t escaped = 0;
+    if (!bad) {
+        plain = lengthWithin(place, plain);
+        if (most >= 0) plain = std::min(plain, static_cast<std::size_t>(most));
+        place[plain] = '\0';
+        escaped = measure(place, plain, false);
+        if (inRoom) take(slot, plain, escaped);
+    }
+    const bool kept = !bad && escaped <= kLongestText;
+    if (!inRoom && kept) settleInBlock(slot, place, plain, escaped);
+    if (!inRoom && !kept) freeBlock(place);
+    return bad ? Decoded::kBadReference : Decoded::kStored;
+}
+
+void OpenStore::escapeAll() {
+    eachText([this](unsigned int slot, const StoredText& text) {
+        const std::size_t length = text.escaped;
+        if (text.length == length) return true; // nothing to escape, or done already
+        const bool inRoom = fitsInRoom(length);
+        char* const place = inRoom ? next : tryNewBlock(length);
+        if (place == nullptr) return true;
+        *putEscaped(text.text, text.length, place) = '\0';
+        if (inRoom) {
+            take(slot, length, length);
+        } else {
+            settleInBlock(slot, place, length, length);
+        }
+        return true;
+    });
 }

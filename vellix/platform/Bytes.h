@@ -86,14 +86,24 @@ template <std::size_t count> static inline Block loadBytes(const char* text) {
 
 #if VELLIX_VECTORS
 
-/// The bytes, of the first `count`, at most kBlock, for which isSpecial holds. Setting one bit makes & and ' the same, and
-/// another < and >.
-template <std::size_t count> static inline unsigned int bitsOfSpecial(const char* text) {
-    const Block block = loadBytes<count>(text); // NUL behind the text
+// The bytes for which isSpecial holds. Setting one bit makes & and ' the same, and another < and >.
+static inline unsigned int bitsOfSpecial(Block block) {
     const Block quotes = either(equals(block, '"'), equals(either(block, filledWith(1)), '\''));
     const Block brackets = equals(either(block, filledWith(2)), '>');
     const Block barriers = either(block, equals(block, '\0')); // the highest bit tells
-    return highestBits(either(either(quotes, brackets), barriers)) & ((1U << count) - 1);
+    return highestBits(either(either(quotes, brackets), barriers));
+}
+
+/// The bytes, of the first `count`, at most kBlock, for which isSpecial holds.
+template <std::size_t count> static inline unsigned int bitsOfSpecial(const char* text) {
+    return bitsOfSpecial(loadBytes<count>(text)) & ((1U << count) - 1); // NUL behind the text
+}
+
+/// Copies kBlock bytes and tells for which of the copied ones isSpecial holds.
+static inline unsigned int copyAndFindSpecial(const char* from, char* to) {
+    const Block block = loadBytes<kBlock>(from);
+    std::memcpy(to, &block, kBlock);
+    return bitsOfSpecial(block);
 }
 
 #else
@@ -102,6 +112,11 @@ template <std::size_t count> static inline unsigned int bitsOfSpecial(const char
     unsigned int bits = 0;
     for (std::size_t i = 0; i < count; ++i) bits |= static_cast<unsigned int>(isSpecial(text[i])) << i;
     return bits;
+}
+
+static inline unsigned int copyAndFindSpecial(const char* from, char* to) {
+    std::memcpy(to, from, kBlock);
+    return bitsOfSpecial<kBlock>(to);
 }
 
 #endif
@@ -115,6 +130,13 @@ static inline std::size_t lowestBit(std::uint64_t bits) {
     for (; (bits & 1U) == 0; bits >>= 1) ++number;
     return number;
 #endif
+}
+
+/// The number of bits of `bits` that are 1.
+static inline unsigned int countBits(std::uint64_t bits) {
+    unsigned int count = 0;
+    for (; bits != 0; bits &= bits - 1) ++count;
+    return count;
 }
 
 } // namespace platform
