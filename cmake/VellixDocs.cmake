@@ -20,4 +20,5 @@ add_custom_target(docs
   VERBATIM)
 if(VELLIX_BUILD_TESTS)
   add_test(NAME api_reference COMMAND ${vellix_run_doxygen} WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}")
+  set_tests_properties(api_reference PROPERTIES LABELS reference)
 endif()

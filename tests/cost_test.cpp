@@ -112,6 +112,8 @@ TEST_F(Cost, OneTag) {
         entry.parseAttrXMLString(text.data(), lengthOf(text));
         std::free(VellixEntry::parseAttribute(VELLIX_DOC_FH, 7, text.data(), lengthOf(text), true));
         std::free(VellixEntry::parseAttributeFast_str(VELLIX_DOC_FH, 7, text.c_str(), true));
+        const std::string pattern = text.substr(text.size() / 4, text.size() / 2) + '!';
+        VellixEntry::attr_strstr(text.c_str(), pattern.c_str());
     });
 }
 
@@ -387,6 +389,7 @@ void __sanitizer_cov_trace_pc();
 void __sanitizer_cov_trace_pc() { ++steps; }
 
 void* __real_memchr(const void* bytes, int byte, std::size_t size);
+int __real_memcmp(const void* left, const void* right, std::size_t size);
 void* __real_memcpy(void* to, const void* from, std::size_t size);
 void* __real_memmove(void* to, const void* from, std::size_t size);
 void* __real_memset(void* to, int byte, std::size_t size);
@@ -398,6 +401,10 @@ void* __wrap_memchr(const void* bytes, int byte, std::size_t size) {
     if (found != nullptr)
         size = static_cast<std::size_t>(static_cast<const char*>(found) - static_cast<const char*>(bytes));
     return count(size, found);
+}
+int __wrap_memcmp(const void* left, const void* right, std::size_t size) {
+    steps += size;
+    return __real_memcmp(left, right, size);
 }
 void* __wrap_memcpy(void* to, const void* from, std::size_t size) { return count(size, __real_memcpy(to, from, size)); }
 void* __wrap_memmove(void* to, const void* from, std::size_t size) {

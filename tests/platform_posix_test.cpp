@@ -123,6 +123,37 @@ TEST_F(PosixFiles, NoViewPastThePresentEnd) {
     platform::CloseHandle(file);
 }
 
+// More views at once than memory is kept for. Each is a page of its own, whatever becomes of the file.
+TEST_F(PosixFiles, PrivatePagesStayWhenTheFileIsCut) {
+    writeFile(dir.file("f"), std::string(kPage, 'a') + std::string(kPage, 'b') + "end");
+    void* const file = openPath(dir.wide("f"));
+    void* const mapping = mappingOf(file);
+    for (int round = 0; round < 2; ++round) {
+        std::vector<char*> views;
+        for (unsigned long number = 0; number < 9; ++number) {
+            const unsigned long offset = number % 3 * kPage;
+            views.push_back(
+                static_cast<char*>(MapViewOfFile(mapping, kMapCopy, 0, offset, offset < 2 * kPage ? kPage : 0)));
+            ASSERT_NE(views.back(), nullptr);
+            EXPECT_EQ(views.back()[2], "abd"[number % 3]);
+            views.back()[0] = static_cast<char>('0' + number);
+        }
+        if (round == 1) std::filesystem::resize_file(dir.file("f"), kPage - 1);
+        std::thread([&] {
+            for (std::size_t number = 0; number < views.size(); ++number) {
+                EXPECT_EQ(views[number][0], static_cast<char>('0' + number));
+                EXPECT_FALSE(platform::UnmapViewOfFile(views[number] + 1));
+                EXPECT_TRUE(platform::UnmapViewOfFile(views[number]));
+                EXPECT_FALSE(platform::UnmapViewOfFile(views[number]));
+            }
+        }).join();
+    }
+    EXPECT_EQ(MapViewOfFile(mapping, kMapCopy, 0, 0, kPage), nullptr);
+    EXPECT_EQ(platform::GetLastError(), 5U);
+    platform::CloseHandle(mapping);
+    platform::CloseHandle(file);
+}
+
 TEST_F(PosixFiles, AccessZeroCannotBeTouchedAndUnmapEndsTheWholeView) {
     writeFile(dir.file("f"), std::string(3 * kPage, 'x'));
     void* const file = openPath(dir.wide("f"));

@@ -215,6 +215,37 @@ TEST_F(PlatformFiles, StreamsStandBehind32Bits) {
     std::fclose(stream);
 }
 
+TEST_F(PlatformFiles, StatesTellFilesApart) {
+    std::FILE* const stream = platform::_wfopen(dir.wide("a").c_str(), L"wb+");
+    ASSERT_NE(stream, nullptr);
+    std::setvbuf(stream, nullptr, _IONBF, 0);
+    writeFile(dir.file("b"), "12345");
+    void* const same = open("a", kBoth);
+    void* const other = open("b", kGenericRead);
+    FileState first;
+    EXPECT_TRUE(stateOf(stream, first));
+    EXPECT_EQ(first.size, 0U);
+    EXPECT_EQ(platform::writeThrough(stream, "123", 3), 3U);
+    EXPECT_TRUE(syncFile(stream) && syncFile(same));
+    void* const mapping = mappingOf(same, kPageReadWrite);
+    void* const view = MapViewOfFile(mapping, kMapWrite, 0, 0, 3);
+    ASSERT_NE(view, nullptr);
+    EXPECT_TRUE(syncView(same, view, 3));
+    FileState state;
+    EXPECT_TRUE(stateOf(same, state));
+    EXPECT_TRUE(state.volume == first.volume && state.number == first.number && state.size == 3);
+    EXPECT_TRUE(stateOf(other, state));
+    EXPECT_TRUE(state.volume == first.volume && state.number != first.number && state.size == 5);
+    for (void* const handle : {static_cast<void*>(nullptr), kInvalidHandle, mapping}) {
+        EXPECT_FALSE(stateOf(handle, state) || syncFile(handle));
+        EXPECT_EQ(platform::GetLastError(), 6U);
+    }
+    EXPECT_TRUE(platform::UnmapViewOfFile(view));
+    EXPECT_FALSE(syncView(same, view, 3));
+    for (void* const handle : {same, other, mapping}) platform::CloseHandle(handle);
+    std::fclose(stream);
+}
+
 // The kind of a refusal is the same on every system, and so is which one comes first.
 TEST_F(PlatformFiles, RefusalsHaveNumbers) {
     writeFile(dir.file("f"), "text");

@@ -3,6 +3,7 @@
 #define VELLIX_READER_H
 
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -43,6 +44,8 @@ public:
     /// Opens a file, maps its first page and reads the root's tag. Starts over if something was loaded before. True also
     /// if there is no such tag or the file is empty. False if `path` is null or the file can't be opened or mapped: the
     /// root is empty then, and there is nothing to walk. A file that grows afterwards is read up to its first size.
+    /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
+    /// gives any name of a file.
     bool load(const wchar_t* path);
 
     /// Takes `text`, which need not be terminated and must outlive its use, as what is to be read, lets go of a file and
@@ -62,8 +65,18 @@ public:
     /// Returns the ID of the root; empty if it has none.
     std::string getSessionID() const;
 
-    /// True if the file was marked complete: its root has an IC other than 0.
+    /// True if the file was marked complete: its root has an IC other than 0. That is what the writer said of the file, not
+    /// what became of the walk; `getLastError` tells that.
     bool isComplete();
+
+    /// Returns why something of the file or text was not read, one of VELLIX_ERROR. VELLIX_SUCCESS at its true end, so ask
+    /// once the walk has ended:
+    /// VELLIX_ERR_NOT_MAPPED if a page couldn't be had, as the disk failed or the file was cut since `load`;
+    /// VELLIX_ERR_NO_MEMORY if there was no memory for a page. Both end the walk in front of the record that is not whole.
+    /// VELLIX_ERR_OUT_OF_RANGE if an entry of more than 16 MiB was passed over; the walk goes on.
+    /// VELLIX_ERR_FILE_OPEN and VELLIX_ERR_NULL_ARGUMENT if `load` had no file or no text.
+    /// A later code takes the place of an earlier one; a `load` that starts over begins with VELLIX_SUCCESS.
+    int getLastError() const;
 
 protected:
     /// Makes a document of `type`, fills it from the next such tag and reads its contents. The caller owns it and
@@ -89,6 +102,7 @@ protected:
 private:
     friend class VellixDoc; // pulls entries
 
+    bool failed(int error);
     bool mapPage(__int64 offset);
     bool mapNextPage();
     bool setText(const char* text, unsigned long length);
@@ -97,19 +111,22 @@ private:
     bool atEnd() const;
     bool parseTag(VellixEntry& entry);
     template <class StartAfresh> bool readCutTag(VellixEntry& entry, unsigned long start, StartAfresh startAfresh);
+    bool followOpenSearch(__int64 offset, unsigned int state, __int64 limit, __int64& quoteEnd);
+    unsigned int vainStatesAt(__int64 offset) const;
     void standBehind(__int64 offset);
 
     std::wstring filePath;
     std::unique_ptr<VellixMMap> mmap;
+    int lastError = VELLIX_SUCCESS;
     void* fileHandle;
     __int64 fileLength = 0;
     const char* pageAddress = nullptr;
     __int64 pageOffset = 0;
     unsigned int pageLength = 0; // 0 means that no page counts as mapped
     bool morePages = false;
-    std::size_t lookedInVain = 0; // bytes looked at for tags that seemed cut and were not, less what was made good
     std::unique_ptr<XmlStr> xmlStr;
-    std::unique_ptr<QuoteSearch> quoteSearch; // in the current page or text
+    std::unique_ptr<QuoteSearch> quoteSearch;   // in the current page or text
+    std::map<__int64, unsigned int> vainStates; // by the end of a page, those of searches that find no quote behind it
     VellixDoc root;
 };
 

@@ -15,9 +15,9 @@ const char* const kErrorTexts[] = {
     "a null pointer was given",
     "the text isn't a tag as it should be",
     "the address is not the mapped view",
-    "no file is open",
+    "no file is open, or it has lost something",
     "the file can't be opened, or is not open",
-    "the size of the file can't be read",
+    "the size of the file can't be read, or isn't as it was",
 };
 static_assert(std::size(kErrorTexts) == VELLIX_ERR_FILE_SIZE + 1, "a text for each code");
 

@@ -35,9 +35,9 @@ enum VELLIX_ERROR : int {
     VELLIX_ERR_NULL_ARGUMENT = 5, ///< a null text or path
     VELLIX_ERR_SYNTAX = 6,        ///< a token that the parser does not allow at this place
     VELLIX_ERR_NOT_MAPPED = 7,    ///< an address that is not the current view
-    VELLIX_ERR_BAD_HANDLE = 8,    ///< no open file
+    VELLIX_ERR_BAD_HANDLE = 8,    ///< no open file, or one that has lost something
     VELLIX_ERR_FILE_OPEN = 9,     ///< a file could not be opened or has no stream
-    VELLIX_ERR_FILE_SIZE = 10     ///< the size of a file could not be read
+    VELLIX_ERR_FILE_SIZE = 10     ///< the size of a file could not be read, or isn't what it has to be
 };
 
 /// Returns what a VELLIX_ERROR value means, in a few English words for a message, and "unknown error" for any other

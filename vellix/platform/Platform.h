@@ -3,6 +3,7 @@
 #define VELLIX_PLATFORM_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <system_error>
@@ -56,6 +57,9 @@ constexpr unsigned long kSecCommit = 0x08000000UL;
 constexpr unsigned long kMapCopy = 1;
 constexpr unsigned long kMapWrite = 2;
 constexpr unsigned long kMapRead = 4;
+
+// The one number of GetLastError that the library asks for: memory ran out.
+constexpr unsigned long kNotEnoughMemory = 8;
 
 // Code page of WideCharToMultiByte.
 constexpr unsigned int kUtf8 = 65001;
@@ -123,6 +127,29 @@ std::size_t writeThrough(std::FILE* stream, const char* bytes, std::size_t lengt
 
 /// Moves back by `length` bytes in the file behind a stream that has no buffer. False on failure.
 bool stepBack(std::FILE* stream, std::size_t length);
+
+/// Which file is open, and how long it is now. No other file of the system has the same volume and number while this one
+/// exists.
+struct FileState {
+    std::uint64_t volume = 0;
+    std::uint64_t number = 0;
+    std::uint64_t size = 0;
+};
+
+/// Tell which file is behind a stream, or behind a handle of CreateFileW. False if it is no regular file, or the system
+/// doesn't tell.
+bool stateOf(std::FILE* stream, FileState& state);
+bool stateOf(void* file, FileState& state);
+
+/// Have everything that was written to the file stored, so that a power cut can't take it: through a stream that has no
+/// buffer, or a handle that was opened to write. When they return it is on the disk, as far as the disk tells the truth.
+/// The name of a new file is another matter, which belongs to its directory. False if the system refuses; some of the
+/// bytes may be lost then, and asking again says nothing.
+bool syncFile(std::FILE* stream);
+bool syncFile(void* file);
+
+/// The same for the first `length` bytes of a shared view of the file.
+bool syncView(void* file, void* view, std::size_t length);
 
 /// Move and tell the position of a stream, in files of any size, as `fseek` and `ftell` do in small ones.
 int _fseeki64(std::FILE* stream, __int64 offset, int origin);

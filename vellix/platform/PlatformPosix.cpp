@@ -42,7 +42,6 @@ constexpr unsigned long kPathNotFound = 3;
 constexpr unsigned long kTooManyOpenFiles = 4;
 constexpr unsigned long kAccessDenied = 5;
 constexpr unsigned long kBadHandle = 6;
-constexpr unsigned long kNotEnoughMemory = 8;
 constexpr unsigned long kWriteProtected = 19;
 constexpr unsigned long kGeneralFailure = 31;
 constexpr unsigned long kInvalidParameter = 87;
@@ -169,22 +168,26 @@ std::optional<std::uint64_t> sizeOf(const Descriptor& file) {
     return static_cast<std::uint64_t>(status.st_size);
 }
 
-// Reads up to `length` bytes from `offset`, fewer at the end of the file alone. False if the system fails.
-bool readFrom(const Descriptor& file, std::uint64_t offset, char* out, std::size_t length, std::size_t& got) {
-    got = 0;
-    while (got < length) {
-        const std::uint64_t at = offset + got;
-        const std::size_t wanted = readableAtOnce(at, length - got);
-        const auto more =
-            retryInterrupted([&] { return ::pread(file.get(), out + got, wanted, static_cast<off_t>(at)); });
-        if (more == 0) break;
-        if (more < 0) {
-            failedCall();
-            return false;
-        }
-        got += static_cast<std::size_t>(more);
+bool readState(int descriptor, FileState& state) {
+    struct stat status = {};
+    if (::fstat(descriptor, &status) != 0) {
+        failedCall();
+        return false;
     }
+    if (!S_ISREG(status.st_mode)) {
+        failed(kAccessDenied);
+        return false;
+    }
+    state.volume = static_cast<std::uint64_t>(status.st_dev);
+    state.number = static_cast<std::uint64_t>(status.st_ino);
+    state.size = static_cast<std::uint64_t>(status.st_size);
     return true;
+}
+
+bool syncDescriptor(int descriptor) {
+    if (retryInterrupted([=] { return ::fdatasync(descriptor); }) == 0) return true;
+    failedCall();
+    return false;
 }
 
 // Takes one character from the text, which isn't at its end.
@@ -243,6 +246,24 @@ int encodeText(const wchar_t* text, const wchar_t* end, bool isPath, char* out, 
         total += bytes;
     }
     return total;
+}
+
+// Reads up to `length` bytes from `offset`, fewer at the end of the file alone. False if the system fails.
+bool readFrom(const Descriptor& file, std::uint64_t offset, char* out, std::size_t length, std::size_t& got) {
+    got = 0;
+    while (got < length) {
+        const std::uint64_t at = offset + got;
+        const std::size_t wanted = readableAtOnce(at, length - got);
+        const auto more =
+            retryInterrupted([&] { return ::pread(file.get(), out + got, wanted, static_cast<off_t>(at)); });
+        if (more == 0) break;
+        if (more < 0) {
+            failedCall();
+            return false;
+        }
+        got += static_cast<std::size_t>(more);
+    }
+    return true;
 }
 
 // The bytes of a path. The name of a temporary file takes no memory, so that it can be deleted when there is none.
@@ -648,6 +669,26 @@ std::size_t writeThrough(std::FILE* stream, const char* bytes, std::size_t lengt
 
 bool stepBack(std::FILE* stream, std::size_t length) {
     return ::lseek(::fileno(stream), -static_cast<off_t>(length), SEEK_CUR) >= 0;
+}
+
+bool stateOf(std::FILE* stream, FileState& state) { return readState(::fileno(stream), state); }
+
+bool stateOf(void* file, FileState& state) {
+    const Object* const object = objectOf(file, Kind::kFile);
+    return object != nullptr && readState(object->file->get(), state);
+}
+
+bool syncFile(std::FILE* stream) { return syncDescriptor(::fileno(stream)); }
+
+bool syncFile(void* file) {
+    const Object* const object = objectOf(file, Kind::kFile);
+    return object != nullptr && syncDescriptor(object->file->get());
+}
+
+bool syncView(void* /*file*/, void* view, std::size_t length) {
+    if (retryInterrupted([=] { return ::msync(view, length, MS_SYNC); }) == 0) return true;
+    failedCall();
+    return false;
 }
 
 int _fseeki64(std::FILE* stream, __int64 offset, int origin) { return ::fseeko(stream, offset, origin); }
