@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "vellix/VellixNumbers.h"
 #include "vellix/platform/Common.h"
 
 namespace vellix::detail {
@@ -48,14 +49,6 @@ std::optional<Number> readDecimal(std::string_view text) {
     return number;
 }
 
-// The value of a digit in base 64, or -1.
-int digitValue(char c) {
-    if (c >= '.' && c <= '9') return c - '.';
-    if (c >= 'A' && c <= 'Z') return c - 'A' + 12;
-    if (c >= 'a' && c <= 'z') return c - 'a' + 38;
-    return -1;
-}
-
 // Up to six digits in base 64, the least significant first. All six stand for a negative number if the highest bit is set.
 std::optional<Number> readRadix64(std::string_view text) {
     constexpr unsigned int kMostBits = 36;
@@ -63,7 +56,7 @@ std::optional<Number> readRadix64(std::string_view text) {
     unsigned int shift = 0;
     for (const char c : text) {
         if (c == ' ') continue;
-        const int digit = digitValue(c);
+        const int digit = radix64Value(c);
         if (digit < 0 || shift == kMostBits) return std::nullopt;
         value |= static_cast<std::uint64_t>(digit) << shift;
         shift += 6;
@@ -111,10 +104,10 @@ bool setText(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number, co
 
 std::optional<std::uint64_t> getNumber(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number,
                                        unsigned int width) {
-    const std::string* const text = getText(entry, type, number);
+    const char* const text = getText(entry, type, number);
     if (text == nullptr) return std::nullopt;
     const bool radix64 = xmlRowAt(type, number)->encoding == VELLIX_ENC_RADIX64;
-    const std::optional<Number> value = radix64 ? readRadix64(*text) : readDecimal(*text);
+    const std::optional<Number> value = radix64 ? readRadix64(text) : readDecimal(text);
     if (!value) return std::nullopt;
     const std::uint64_t highest = std::uint64_t{1} << (width - 1);
     const std::uint64_t most = value->negative ? highest : highest - 1 + highest;
@@ -122,11 +115,10 @@ std::optional<std::uint64_t> getNumber(const VellixEntry& entry, VELLIX_DOC_TYPE
     return value->negative ? std::uint64_t{0} - value->magnitude : value->magnitude;
 }
 
-const std::string* getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {
+const char* getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {
     const VellixMapTag* const row = rowFor(entry, type, number);
     if (row == nullptr) return nullptr;
-    const unsigned short slot = slotFor(entry, *row, number);
-    return entry.getAttribute(slot) != nullptr ? &entry.getAttributeStr(slot) : nullptr;
+    return entry.getAttribute(slotFor(entry, *row, number));
 }
 
 bool erase(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {
