@@ -204,8 +204,11 @@ TEST_F(PosixFaults, WritesToWhatIsNoFile) {
         VellixWriter writer;
         EXPECT_TRUE(writer.create(std::filesystem::path(path).wstring().c_str()));
         addSample(writer, written);
+        EXPECT_FALSE(writer.sync());
         writer.markComplete();
         EXPECT_EQ(writer.serialize(), nullptr);
+        EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
+        EXPECT_EQ(writer.isIntact(), written[0]);
     };
     bool written[2];
     writeTo("/dev/full", written);
