@@ -39,6 +39,8 @@ public:
 
     /// Starts a file at `path`. If one is being written `close` comes first, which also ends what is being read. The image
     /// id stays, with what `load` read along with it. False if it can't be opened.
+    /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
+    /// gives any name of a file.
     bool create(const wchar_t* path);
 
     /// Sets the image id; null takes it away. It reaches the file if this comes before the first `addImageCmd`.
@@ -62,6 +64,7 @@ public:
     /// page. True also without any command: then the first `getNextImageCmd` is false.
     /// The image document takes all attributes of the CatDoc tag, and hands them on to the next file that is written. A
     /// file that is being written keeps its own, also if its tag is still to come.
+    /// The path is as for `create`.
     bool load(const wchar_t* path);
     bool load(const char* text, unsigned long length);
 

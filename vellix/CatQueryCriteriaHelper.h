@@ -49,6 +49,8 @@ public:
     /// Starts a query in a file at `path`, or in a temporary one if `path` is null, after closing the one before. False
     /// if the file can't be opened: `addDoc` then still answers true, but nothing is written, and `serialize` gives null.
     /// Lets the exceptions of VellixWriter through.
+    /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
+    /// gives any name of a file.
     bool create(const wchar_t* path);
 
     /// Set who asks and the number or name of the request, before the first `addDoc`. Null takes the attribute away.

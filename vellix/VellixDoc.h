@@ -121,7 +121,8 @@ public:
     /// Reads a regular file whole and loads its text; for the path of a std::string, give `path.c_str()`. False, with the code in `getLastError`: `path` is null
     /// (VELLIX_ERR_NULL_ARGUMENT); the file can't be opened or read (VELLIX_ERR_FILE_OPEN); its size can't be told
     /// (VELLIX_ERR_FILE_SIZE); no memory for its text, or more text than an `unsigned long` can count
-    /// (VELLIX_ERR_NO_MEMORY). False without a code: it is empty.
+    /// (VELLIX_ERR_NO_MEMORY). False without a code: it is empty. The bytes of `path` go to the system as they are, on
+    /// Windows in its code page.
     bool load(const char* path);
 
     /// Appends the document's text to `out`: the XML header if its type has one, its own tag, its child documents, its

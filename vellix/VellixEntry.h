@@ -124,28 +124,48 @@ public:
     /// Returns the largest number of bytes that the attribute takes; -2 means no limit, or no attribute row.
     int getAttributeMaxLen(int position) const;
 
+    // The width of long. The `long` and `unsigned long` forms of setters and getters carry 32 bits on every system. But on
+    // 64-bit Linux std::int64_t, std::uint64_t, std::size_t, time_t and off_t are `long`, and are taken for 32 bits:
+    //     file.addAttribute(9, std::uint64_t{3000000000}, false);  // true, and SZ is "-1294967296"
+    //     file.addAttribute(9, std::uint64_t{5368709120}, false);  // false, and SZ keeps what it held
+    //     std::uint64_t size = 0;
+    //     file.getAttribute(9, size);                              // false: SZ has 64 bits
+    // `vellix::set` and `vellix::get` of VellixAttributes.h take any integer by its value. Or convert: to `__int64` or
+    // `unsigned __int64` what goes in, from a variable of such a type what comes out.
+
     // Setters. Each answers whether the value was stored. Common to all of them:
     // - A value for an `id` at whose place the entry's type has no attribute is refused: false, and nothing changes.
     // - A value that the attribute's data type refuses: false, VELLIX_ERR_OUT_OF_RANGE for a number and
     //   VELLIX_ERR_TYPE_MISMATCH for a text, and the slot stays as it was.
-    // - A number is weighed only against data types narrower than its own C++ type. An unsigned number of 32 or 64 bits
-    //   is refused by the signed ones among them, however small it is.
+    // - A number is tested only against data types that are narrower than its own C++ type. An unsigned number of 32 or 64
+    //   bits is refused by the signed ones among them, however small it is. Data types as wide or wider take every number,
+    //   whatever its sign: -5 given as `int` is stored in an unsigned attribute of 32 or 64 bits, as "-5".
     // - Where the `id` of the row at that place differs (CatSearchCriteria 9 to 11, 42, 43), nothing is tested.
     // - A value longer than the attribute's limit is cut to it, counted in bytes.
-    // - A decimal number stands as the signed number of its width: 4294967295 given as `unsigned int` is "-1", and the
-    //   getters of the same width give it back.
+    // - A decimal number is written with the sign that its bits have in 32 or 64 bits. So 4294967295 given as `unsigned
+    //   int` is "-1", which the `unsigned int` getter reads back as 4294967295, but the `__int64` getter as -1. Given as
+    //   `__int64` it is "4294967295", which the 64-bit getters read back, but the `unsigned int` getter as 2147483647. A
+    //   `short` or an `unsigned short` stands as it is.
     // - `pad` right-aligns a radix-64 number with blanks to 3, 6 or 12 characters by its width of 16, 32 or 64 bits. It
     //   means nothing in a decimal attribute.
 
     bool addAttribute(unsigned short id, short value, bool pad);
     bool addAttribute(unsigned short id, unsigned short value, bool pad);
     bool addAttribute(unsigned short id, int value, bool pad);
+
+    /// A value above 2147483647 is stored as a negative number.
     bool addAttribute(unsigned short id, unsigned int value, bool pad);
 
-    /// As the `int` form. A value that 32 bits can't hold is refused first of all, with VELLIX_ERR_OUT_OF_RANGE.
+    /// As the `int` form: 32 bits. A value that they can't hold is refused first of all, with VELLIX_ERR_OUT_OF_RANGE.
     bool addAttribute(unsigned short id, long value, bool pad);
+
+    /// As the `unsigned int` form: 32 bits, and a value above 2147483647 is stored as a negative number. A value above
+    /// 4294967295 is refused first of all, with VELLIX_ERR_OUT_OF_RANGE.
     bool addAttribute(unsigned short id, unsigned long value, bool pad);
+
     bool addAttribute(unsigned short id, __int64 value, bool pad);
+
+    /// A value above 9223372036854775807 is stored as a negative number.
     bool addAttribute(unsigned short id, unsigned __int64 value, bool pad);
 
     /// Stores a text, up to its NUL. A null `value` makes the slot absent and answers false, unless the attribute is
@@ -170,17 +190,34 @@ public:
     //   16 bits and untouched for 32 and 64.
     // - An absent slot: false, no error, and `value` is 0.
     // - Text that is no number gives what the attribute's form makes of it: the decimal digits that it starts with, 0
-    //   without any, the nearest limit of a 32- or 64-bit integer; all bits set for a bad radix-64 digit. The result is true.
+    //   without any; all bits set for a bad radix-64 digit. The result is true.
+    // - Decimal text is read as a signed number of 32 bits, or of 64 by the `__int64` forms, also into an unsigned `value`.
+    //   A number outside that range becomes its nearest limit. The result is true. `vellix::get` refuses instead.
 
+    /// Keeps the low 16 bits of the 32: "70000" is 4464, "65535" is -1.
     bool getAttribute(unsigned short id, short& value);
+
+    /// Keeps the low 16 bits of the 32: "70000" is 4464, "-1" is 65535.
     bool getAttribute(unsigned short id, unsigned short& value);
+
+    /// "3000000000" is 2147483647.
     bool getAttribute(unsigned short id, int& value);
+
+    /// The bits of the signed number: "-1" is 4294967295, "-1294967296" is 3000000000. But "3000000000" is 2147483647.
     bool getAttribute(unsigned short id, unsigned int& value);
 
-    /// The 32-bit result of the `int` form, widened by its own sign.
+    /// The result of the `int` form, and so 32 bits. An attribute of 64 bits is refused, also where `long` has as many.
     bool getAttribute(unsigned short id, long& value);
+
+    /// The result of the `unsigned int` form, and so 32 bits: 0 to 4294967295. An attribute of 64 bits is refused.
     bool getAttribute(unsigned short id, unsigned long& value);
+
+    /// Reads "-1" as -1, also in an unsigned attribute of 32 bits, where it stands for 4294967295. A radix-64 number from
+    /// 2147483648 up comes back negative: "zzzzz1" is -1.
     bool getAttribute(unsigned short id, __int64& value);
+
+    /// The bits of the signed number: "-1" is 18446744073709551615, also in an attribute of 32 bits, and so is the radix-64
+    /// number "zzzzz1". "18446744073709551615" is 9223372036854775807.
     bool getAttribute(unsigned short id, unsigned __int64& value);
 
     // Text getters. They give the slot's text as it stands, whatever the data type.

@@ -35,6 +35,8 @@ public:
     /// Opens a regular file, for reading with `mode` 0, otherwise for reading and writing, creating it if there is none.
     /// Closes what the object held before, whatever comes of the call. Returns VELLIX_SUCCESS; VELLIX_ERR_FILE_OPEN if the
     /// file can't be opened or measured; VELLIX_ERR_NULL_ARGUMENT for a null `path`.
+    /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
+    /// gives any name of a file.
     int open(const wchar_t* path, int mode);
 
     /// Maps `length` bytes from `offset`, a multiple of 64 KB; 0 bytes means up to the end of the mapping object. Always

@@ -46,6 +46,8 @@ public:
     /// Opens a file, reads its first page and the root's tag there. Starts over if something was loaded before. True also
     /// if there is no such tag or the file is empty. False if `path` is null or the file can't be opened or read: the
     /// root is empty then, and there is nothing to walk. A file that grows afterwards is read up to its first size.
+    /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
+    /// gives any name of a file.
     bool load(const wchar_t* path);
 
     /// Takes `text`, which need not be terminated and must outlive its use, as what is to be read, lets go of a file and

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "vellix/VellixNumbers.h"
 #include "vellix/platform/Common.h"
 
 namespace vellix::detail {
@@ -48,14 +49,6 @@ std::optional<Number> readDecimal(std::string_view text) {
     return number;
 }
 
-// The value of a digit in base 64, or -1.
-int digitValue(char c) {
-    if (c >= '.' && c <= '9') return c - '.';
-    if (c >= 'A' && c <= 'Z') return c - 'A' + 12;
-    if (c >= 'a' && c <= 'z') return c - 'a' + 38;
-    return -1;
-}
-
 // Up to six digits in base 64, the least significant first. All six stand for a negative number if the highest bit is set.
 std::optional<Number> readRadix64(std::string_view text) {
     constexpr unsigned int kMostBits = 36;
@@ -63,7 +56,7 @@ std::optional<Number> readRadix64(std::string_view text) {
     unsigned int shift = 0;
     for (const char c : text) {
         if (c == ' ') continue;
-        const int digit = digitValue(c);
+        const int digit = radix64Value(c);
         if (digit < 0 || shift == kMostBits) return std::nullopt;
         value |= static_cast<std::uint64_t>(digit) << shift;
         shift += 6;

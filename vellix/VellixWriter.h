@@ -62,6 +62,8 @@ public:
     /// null (VELLIX_ERR_NULL_ARGUMENT); it can't be opened, or a file is still under way, which goes on undisturbed
     /// (VELLIX_ERR_FILE_OPEN). A writer that has closed its file starts over as `reset` does, and a temporary file that
     /// it had is deleted.
+    /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
+    /// gives any name of a file.
     bool create(const wchar_t* path);
 
     /// Starts a file in the system's temporary directory, readable by its owner alone, which the destructor deletes. Only

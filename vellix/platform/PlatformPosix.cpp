@@ -190,24 +190,6 @@ bool syncDescriptor(int descriptor) {
     return false;
 }
 
-// Reads up to `length` bytes from `offset`, fewer at the end of the file alone. False if the system fails.
-bool readFrom(const Descriptor& file, std::uint64_t offset, char* out, std::size_t length, std::size_t& got) {
-    got = 0;
-    while (got < length) {
-        const std::uint64_t at = offset + got;
-        const std::size_t wanted = readableAtOnce(at, length - got);
-        const auto more =
-            retryInterrupted([&] { return ::pread(file.get(), out + got, wanted, static_cast<off_t>(at)); });
-        if (more == 0) break;
-        if (more < 0) {
-            failedCall();
-            return false;
-        }
-        got += static_cast<std::size_t>(more);
-    }
-    return true;
-}
-
 // Takes one character from the text, which isn't at its end.
 std::uint32_t nextCodePoint(const wchar_t*& text, const wchar_t* end) {
     const auto isLow = [](std::uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
@@ -264,6 +246,24 @@ int encodeText(const wchar_t* text, const wchar_t* end, bool isPath, char* out, 
         total += bytes;
     }
     return total;
+}
+
+// Reads up to `length` bytes from `offset`, fewer at the end of the file alone. False if the system fails.
+bool readFrom(const Descriptor& file, std::uint64_t offset, char* out, std::size_t length, std::size_t& got) {
+    got = 0;
+    while (got < length) {
+        const std::uint64_t at = offset + got;
+        const std::size_t wanted = readableAtOnce(at, length - got);
+        const auto more =
+            retryInterrupted([&] { return ::pread(file.get(), out + got, wanted, static_cast<off_t>(at)); });
+        if (more == 0) break;
+        if (more < 0) {
+            failedCall();
+            return false;
+        }
+        got += static_cast<std::size_t>(more);
+    }
+    return true;
 }
 
 // The bytes of a path. The name of a temporary file takes no memory, so that it can be deleted when there is none.
