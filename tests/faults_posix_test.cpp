@@ -416,6 +416,9 @@ TEST_F(PosixFaults, FileShortenedWhileItIsRead) {
     EXPECT_TRUE(helper.getNextImageCmd(entry));
     EXPECT_TRUE(helper.getNextImageCmd(entry));
     EXPECT_EQ(slotsOf(entry), "6=last of page");
+    EXPECT_EQ(helper.getReadError(), VELLIX_SUCCESS);
+    EXPECT_FALSE(helper.getNextImageCmd(entry));
+    EXPECT_EQ(helper.getReadError(), VELLIX_ERR_NOT_MAPPED);
 }
 
 // Each read of a page fails in turn. The records in front of it are handed out whole, and the end is not taken for that of

@@ -290,8 +290,9 @@ public:
     // - VELLIX_ERR_SYNTAX: the first token is no "<", or a token stands where it may not. A tag without attributes that
     //   ends in ">" counts here too, with name and type set.
     // Attributes read before a failure stay. The first word becomes the entry's name, unless it has one; an entry of
-    // VELLIX_DOC_NONE takes its type from that word, and a word that names no type is forgotten again. Tags that the
-    // type doesn't know drop out. Numbers are stored as the text that was read.
+    // VELLIX_DOC_NONE takes its type from that word. A word that names no type is forgotten again, and the next word that
+    // stands where a tag may is tried in its place. Tags that the type doesn't know drop out. Numbers are stored as the
+    // text that was read.
 
     /// Reads one tag at the position of `text`, and leaves the position behind the token that decided the result.
     int parseAttrXMLString(XmlStr* text);
