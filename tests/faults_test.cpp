@@ -114,6 +114,34 @@ TEST_F(Faults, NoMemoryWhileWriting) {
     });
 }
 
+// Records that are too large for the room that a writer has from the start.
+TEST_F(Faults, NoMemoryForLongRecords) {
+    const std::wstring path = dir.wide("a.xml");
+    failEachAllocation([&](Failing& failing) {
+        VellixWriter writer(VELLIX_DOC_FH);
+        VellixDoc files(VELLIX_DOC_FH);
+        VellixEntry entries[] = {fileEntry("a"), fileEntry(std::string(300000, 'b')), fileEntry("c")};
+        files.addAttribute(6, std::string(200000, 'f'));
+        ASSERT_TRUE(writer.create(path.c_str()));
+        bool added[3] = {false, false, false};
+        failing.arm();
+        attempt([&] { writer.addDoc(files); });
+        for (int i = 0; i < 3; ++i) attempt([&] { added[i] = files.addEntry(entries[i]); });
+        attempt([&] { files.close(); });
+        const bool whole = writer.isIntact();
+        attempt([&] { writer.close(); });
+        failing.disarm();
+        std::vector<std::string> written;
+        for (int i = 0; i < 3; ++i) {
+            if (added[i]) written.push_back(entries[i].toString());
+        }
+        const std::string file = bytesOf(dir.file("a.xml"));
+        EXPECT_EQ(entriesIn(file), written);
+        EXPECT_TRUE(written.empty() || file.find("<CatFH NM=") != std::string::npos);
+        EXPECT_EQ(whole, file.find("</CatFH>") != std::string::npos && written.size() == 3);
+    });
+}
+
 TEST_F(Faults, NoMemoryWhileReading) {
     const std::string front = kHeader + R"(<CatResults IC="1" ID="1"><CatDoc ID="7"><CatFH><ET NM=")";
     const std::string file =

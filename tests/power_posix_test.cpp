@@ -87,9 +87,9 @@ private:
         for (std::size_t i = 0; i < sectors; ++i) {
             if (sectorOf(versions.front(), i) != sectorOf(versions.back(), i)) open.push_back(i);
         }
-        const bool few = open.size() <= 7;
-        const std::size_t choices = few ? std::size_t{2} << open.size() : 100;
-        for (std::size_t choice = 0; choice < choices + 20; ++choice) {
+        const bool few = open.size() <= 5;
+        const std::size_t choices = few ? std::size_t{2} << open.size() : 40;
+        for (std::size_t choice = 0; choice < choices + 10; ++choice) {
             const bool any = choice >= choices;
             const auto version = [&](std::size_t bit) -> const std::string& {
                 if (any) return versions[random.below(versions.size())];
