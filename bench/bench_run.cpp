@@ -2,9 +2,10 @@
 // Runs the drivers that were built next to it, each as a process of its own and in turn for several rounds, checks that
 // all of them saw the same entries, and prints one table and what the library has to reach.
 //
-//     bench_run DIRECTORY ENTRIES ROUNDS [--full]
+//     bench_run DIRECTORY ENTRIES ROUNDS [--full] [--plot PLACE]
 //
-// The files go to DIRECTORY, which must have room for the largest of them twice. Exit status: 0 if everything agreed, 1 if
+// The files go to DIRECTORY, which must have room for the largest of them twice. With --plot, what pictures are drawn from
+// goes to PLACE: cost.dat and peak.dat. Exit status: 0 if everything agreed, 1 if
 // not, 2 for wrong arguments.
 
 #include <algorithm>
@@ -29,7 +30,7 @@ using namespace bench;
 
 namespace {
 
-enum class Kind { read, limit, write, writePaged };
+enum class Kind { read, limit, write, writePaged, held };
 
 struct Driver {
     const char* label;
@@ -38,6 +39,7 @@ struct Driver {
     Kind kind;
     bool full;
     bool always; // with `full`: also without --full on the command line
+    unsigned long threads = 1;
 };
 
 constexpr Driver kVellixRead = {"read, vellix", "vellix", "read", Kind::read, false, true};
@@ -45,6 +47,7 @@ constexpr Driver kVellixWrite = {"write, vellix", "vellix", "write", Kind::write
 
 constexpr Driver kDrivers[] = {
     kVellixRead,
+    {"read, vellix, by a walk", "vellix", "walk", Kind::read, false, true},
     {"read, by hand", "hand", "read", Kind::read, false, true},
     {"read, pugixml in place", "pugixml", "read", Kind::read, false, true},
     {"read, expat", "expat", "read", Kind::read, false, true},
@@ -65,14 +68,29 @@ constexpr Driver kDrivers[] = {
     {"limit, one write per record", "limits", "write", Kind::writePaged, false, true},
 };
 
+constexpr Driver kHeld[] = {
+    {"build from entries", "held", "build", Kind::held, false, true},
+    {"copy", "held", "copy", Kind::held, false, true},
+    {"load from a text", "held", "load", Kind::held, false, true},
+};
+
+constexpr Driver kAtOnce[] = {
+    {"1 reader", "vellix", "read-1", Kind::read, false, true, 1},
+    {"2 readers", "vellix", "read-2", Kind::read, false, true, 2},
+    {"4 readers", "vellix", "read-4", Kind::read, false, true, 4},
+};
+
 constexpr unsigned long kFewEntries = 10000;
 constexpr unsigned long kManyEntries = 1000000;
+constexpr unsigned long kPlottedEntries[] = {kFewEntries, 30000, 100000, 300000, kManyEntries};
 
 // What a driver told in its line.
 struct Figures {
     unsigned long entries = 0;
     std::string checksum, shortSum, fullSum;
-    double cpu = 0; // nanoseconds
+    double cpu = 0;  // nanoseconds
+    double wall = 0; // nanoseconds
+    double waits = 0;
     double bytes = 0;
     double peak = 0;        // kilobytes
     double allocations = 0; // per entry
@@ -116,6 +134,8 @@ Figures parsed(const std::string& line) {
     figures.shortSum = words["short"];
     figures.fullSum = words["full"];
     figures.cpu = number("cpu_ns");
+    figures.wall = number("wall_ns");
+    figures.waits = number("waits");
     figures.bytes = number("bytes");
     figures.peak = number("peak_kb");
     figures.allocations = number("allocations");
@@ -176,8 +196,11 @@ public:
         const fs::path file = fileOf(driver, sample);
         const Figures figures =
             parsed(outputOf(commandOf(driver.program, driver.job, file, sample.entries, driver.full)));
-        expect(figures.entries == sample.entries, driver.label, "the number of entries differs");
-        if (driver.kind == Kind::read) {
+        expect(figures.entries == sample.entries * driver.threads, driver.label, "the number of entries differs");
+        if (driver.kind == Kind::held) {
+            if (heldSum.empty()) heldSum = figures.checksum;
+            expect(figures.checksum == heldSum, driver.label, "the text differs");
+        } else if (driver.kind == Kind::read) {
             expect(figures.checksum == (driver.full ? sample.fullSum : sample.shortSum), driver.label,
                    "the checksum differs");
         } else if (driver.kind != Kind::limit) {
@@ -186,7 +209,7 @@ public:
         results[key(driver, sample)].push_back(figures);
     }
 
-    void measure(const std::vector<Sample>& samples, const std::vector<Driver>& drivers) {
+    template <class Drivers> void measure(const std::vector<Sample>& samples, const Drivers& drivers) {
         for (unsigned long round = 0; round < rounds; ++round) {
             for (const Sample& sample : samples) {
                 for (const Driver& driver : drivers) run(driver, sample, round == 0);
@@ -194,31 +217,32 @@ public:
         }
     }
 
+    double median(const Driver& driver, const Sample& sample, double Figures::*field) const {
+        std::vector<double> values;
+        for (const Figures& figures : results.at(key(driver, sample))) values.push_back(figures.*field);
+        return medianOf(std::move(values));
+    }
+
     Row row(const Driver& driver, const Sample& sample) const {
-        const std::vector<Figures>& all = results.at(key(driver, sample));
-        const auto median = [&](double Figures::*field) {
-            std::vector<double> values;
-            values.reserve(all.size());
-            for (const Figures& figures : all) values.push_back(figures.*field);
-            return medianOf(std::move(values));
-        };
+        const double cpu = median(driver, sample, &Figures::cpu);
         Row row;
-        row.cpuPerEntry = median(&Figures::cpu) / static_cast<double>(sample.entries);
-        row.speed = median(&Figures::bytes) * 1000 / median(&Figures::cpu);
-        row.peak = median(&Figures::peak) / 1024;
-        row.allocations = median(&Figures::allocations);
+        row.cpuPerEntry = cpu / static_cast<double>(sample.entries * driver.threads);
+        row.speed = median(driver, sample, &Figures::bytes) * 1000 / cpu;
+        row.peak = median(driver, sample, &Figures::peak) / 1024;
+        row.allocations = median(driver, sample, &Figures::allocations);
         return row;
     }
 
-    // The CPU time of one driver in parts of another's, the median of all rounds: what slows a machine down for a while
-    // slows both. Nothing if the other was not there.
-    std::optional<double> ratio(const char* mine, const char* theirs, const Sample& sample) const {
+    // One driver's figure in parts of another's, the median of all rounds: what slows a machine down for a while slows
+    // both. Nothing if the other was not there.
+    std::optional<double> ratio(const char* mine, const char* theirs, const Sample& sample,
+                                double Figures::*field = &Figures::cpu) const {
         const auto other = results.find(key(theirs, sample));
         if (other == results.end()) return std::nullopt;
         const std::vector<Figures>& own = results.at(key(mine, sample));
         std::vector<double> ratios;
         for (std::size_t round = 0; round < own.size(); ++round)
-            ratios.push_back(own[round].cpu / other->second[round].cpu);
+            ratios.push_back(own[round].*field / other->second[round].*field);
         return medianOf(std::move(ratios));
     }
 
@@ -236,8 +260,8 @@ private:
     static std::string key(const Driver& driver, const Sample& sample) { return key(driver.label, sample); }
 
     fs::path fileOf(const Driver& driver, const Sample& sample) const {
-        const bool reads = driver.kind == Kind::read || driver.kind == Kind::limit;
-        return reads ? sample.file : scratch / "written.xml";
+        const bool writes = driver.kind == Kind::write || driver.kind == Kind::writePaged;
+        return writes ? scratch / "written.xml" : sample.file;
     }
 
     static void checkWritten(const Driver& driver, const Sample& sample, const fs::path& file, bool firstRound) {
@@ -250,6 +274,7 @@ private:
     unsigned long rounds;
     bool full;
     std::map<std::string, std::vector<Figures>> results;
+    std::string heldSum; // of the text of a held document
 };
 
 // --- Printing ---
@@ -325,7 +350,7 @@ struct Growth {
 Growth measureGrowth(Bench& bench) {
     const Sample few = bench.make(kFewEntries);
     const Sample many = bench.make(kManyEntries);
-    bench.measure({few, many}, {kVellixRead, kVellixWrite});
+    bench.measure({few, many}, std::vector<Driver>{kVellixRead, kVellixWrite});
     Growth growth;
     const auto grown = [&](const Driver& driver) {
         const Row small = bench.row(driver, few);
@@ -338,6 +363,27 @@ Growth measureGrowth(Bench& bench) {
     growth.read = grown(kVellixRead);
     growth.write = grown(kVellixWrite);
     return growth;
+}
+
+void measureHeld(Bench& bench, const Sample& sample) {
+    bench.measure({sample}, kHeld);
+    std::printf("\n%-34s %12s %12s %10s\n", "held document", "CPU ns/entry", "bytes/entry", "allocs");
+    for (const Driver& driver : kHeld) {
+        const Row row = bench.row(driver, sample);
+        const double bytes = row.peak * 1024 * 1024 / static_cast<double>(sample.entries);
+        std::printf("%-34s %12.0f %12.0f %10.3f\n", driver.label, row.cpuPerEntry, bytes, row.allocations);
+    }
+}
+
+// Each thread reads the whole file, so so many of them read so many times as much.
+void measureAtOnce(Bench& bench, const Sample& sample) {
+    bench.measure({sample}, kAtOnce);
+    std::printf("\n%-34s %12s %12s %10s\n", "read, vellix, at once", "CPU ns/entry", "times one", "waits");
+    for (const Driver& driver : kAtOnce) {
+        const auto longer = bench.ratio(driver.label, kAtOnce[0].label, sample, &Figures::wall);
+        std::printf("%-34s %12.0f %12.2f %10.0f\n", driver.label, bench.row(driver, sample).cpuPerEntry,
+                    static_cast<double>(driver.threads) / *longer, bench.median(driver, sample, &Figures::waits));
+    }
 }
 
 void printTargets(const Bench& bench, const Sample& sample, Rows rows, const Growth& growth) {
@@ -362,28 +408,98 @@ void printTargets(const Bench& bench, const Sample& sample, Rows rows, const Gro
     for (const Target& target : targets) printTarget(target);
 }
 
-void benchAll(const fs::path& directory, unsigned long entries, unsigned long rounds, bool full) {
-    Bench bench(directory, rounds, full);
-    const Sample sample = bench.make(entries);
+// --- Data of pictures ---
+
+// A line for each bar: its place from above, its name, its length and its colour. Reading and writing stand apart.
+void plotCost(const fs::path& file, const Rows& rows) {
+    std::ofstream out(file);
+    int place = 0;
+    for (const Driver& driver : kDrivers) {
+        const auto row = rows.find(driver.label);
+        if (row == rows.end()) continue;
+        if (driver.job == kVellixWrite.job && driver.program == kVellixWrite.program) ++place;
+        const std::string program = driver.program;
+        const int colour = program == "vellix" ? 1 : program == "hand" ? 2 : program == "limits" ? 3 : 4;
+        out << place++ << '\t' << driver.label << '\t' << std::lround(row->second.cpuPerEntry) << '\t' << colour
+            << '\n';
+    }
+    expect(out.flush().good(), file, "can't be written");
+}
+
+// A line for each number of entries, a column for each reader.
+void plotPeak(const fs::path& file, const fs::path& scratch) {
+    Bench bench(scratch, 3, false);
+    std::vector<Driver> readers;
+    for (const Driver& driver : kDrivers) {
+        if (driver.kind == Kind::read && !driver.full && isBuilt(driver)) readers.push_back(driver);
+    }
+    std::ofstream out(file);
+    out << "entries";
+    for (const Driver& driver : readers) out << '\t' << driver.label;
+    for (const unsigned long entries : kPlottedEntries) {
+        const Sample sample = bench.make(entries);
+        bench.measure({sample}, readers);
+        out << '\n' << entries;
+        for (const Driver& driver : readers) out << '\t' << bench.row(driver, sample).peak;
+        fs::remove(sample.file);
+    }
+    out << '\n';
+    expect(out.flush().good(), file, "can't be written");
+}
+
+struct Options {
+    fs::path directory;
+    unsigned long entries = 0;
+    unsigned long rounds = 0;
+    bool full = false;
+    fs::path plot; // empty for none
+};
+
+void benchAll(const Options& options) {
+    Bench bench(options.directory, options.rounds, options.full);
+    const Sample sample = bench.make(options.entries);
     const double megabytes = static_cast<double>(fs::file_size(sample.file)) / 1e6;
-    std::printf("%lu entries, %.1f MB, medians of %lu round(s)\n", entries, megabytes, rounds);
+    std::printf("%lu entries, %.1f MB, medians of %lu round(s)\n", options.entries, megabytes, options.rounds);
     const Rows rows = compareDrivers(bench, sample);
-    printTargets(bench, sample, rows, measureGrowth(bench));
+    const Growth growth = measureGrowth(bench);
+    measureHeld(bench, sample);
+    measureAtOnce(bench, sample);
+    printTargets(bench, sample, rows, growth);
+    if (options.plot.empty()) return;
+    plotCost(options.plot / "cost.dat", rows);
+    plotPeak(options.plot / "peak.dat", options.directory);
+}
+
+// Without entries or rounds the options are wrong.
+Options optionsOf(const std::vector<std::string>& words) {
+    Options options;
+    for (std::size_t i = 3; i < words.size(); ++i) {
+        if (words[i] == "--full") {
+            options.full = true;
+        } else if (words[i] == "--plot" && i + 1 < words.size()) {
+            options.plot = words[++i];
+        } else {
+            return {};
+        }
+    }
+    if (words.size() < 3) return {};
+    options.directory = words[0];
+    options.entries = std::strtoul(words[1].c_str(), nullptr, 10);
+    options.rounds = std::strtoul(words[2].c_str(), nullptr, 10);
+    return options;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    const bool full = argc == 5 && std::strcmp(argv[4], "--full") == 0;
-    const unsigned long entries = argc >= 4 ? std::strtoul(argv[2], nullptr, 10) : 0;
-    const unsigned long rounds = argc >= 4 ? std::strtoul(argv[3], nullptr, 10) : 0;
     std::setvbuf(stdout, nullptr, _IOLBF, 0); // a row at a time, and nothing of it twice through a fork
-    if (entries == 0 || rounds == 0 || (argc == 5 && !full) || argc > 5) {
-        std::fprintf(stderr, "usage: %s DIRECTORY ENTRIES ROUNDS [--full]\n", argv[0]);
-        return 2;
-    }
     try {
-        benchAll(argv[1], entries, rounds, full);
+        const Options options = optionsOf({argv + 1, argv + argc});
+        if (options.entries == 0 || options.rounds == 0) {
+            std::fprintf(stderr, "usage: %s DIRECTORY ENTRIES ROUNDS [--full] [--plot PLACE]\n", argv[0]);
+            return 2;
+        }
+        benchAll(options);
         return 0;
     } catch (const std::exception& error) {
         std::fflush(stdout);

@@ -2,8 +2,10 @@
 // Our own library. `make` writes the file without measuring and tells the checksums that every reader must find in it.
 
 #include <cstdio>
+#include <future>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Catalog.h"
 #include "Driver.h"
@@ -43,27 +45,58 @@ void foldFull(const VellixEntry& entry, Checksum& sum) {
     }
 }
 
+template <class Visit> void visitEntries(const char* file, Visit visit) {
+    VellixReader reader;
+    VellixDoc image(VELLIX_DOC_DOC);
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixEntry entry;
+    require(reader.load(widened(file).c_str()) && reader.getFirstDoc(image) && image.getFirstChildDoc(files),
+            "the file can't be read");
+    while (files.getNextEntry(entry)) visit(entry);
+}
+
 template <class Fold> std::uint64_t readWith(const Task& task, Meter& meter, Fold fold) {
     Checksum sum;
     meter.start();
-    {
-        VellixReader reader;
-        VellixDoc image(VELLIX_DOC_DOC);
-        VellixDoc files(VELLIX_DOC_FH);
-        VellixEntry entry;
-        require(reader.load(widened(task.file).c_str()) && reader.getFirstDoc(image) && image.getFirstChildDoc(files),
-                "the file can't be read");
-        while (files.getNextEntry(entry)) {
-            fold(entry, sum);
-            meter.entry();
-        }
-    }
+    visitEntries(task.file, [&](const VellixEntry& entry) {
+        fold(entry, sum);
+        meter.entry();
+    });
     meter.stop();
     return sum.value();
 }
 
 std::uint64_t readFile(const Task& task, Meter& meter) {
     return task.full ? readWith(task, meter, foldFull) : readWith(task, meter, foldShort);
+}
+
+struct Found {
+    unsigned long entries = 0;
+    Checksum sum;
+};
+
+Found readAlone(const char* file) {
+    Found found;
+    visitEntries(file, [&](const VellixEntry& entry) {
+        foldShort(entry, found.sum);
+        ++found.entries;
+    });
+    return found;
+}
+
+// The same file by so many threads at once, each with a reader of its own. Counts the entries of all of them.
+template <int threads> std::uint64_t readAtOnce(const Task& task, Meter& meter) {
+    meter.start();
+    std::vector<std::future<Found>> readers;
+    for (int i = 0; i < threads; ++i) readers.push_back(std::async(std::launch::async, readAlone, task.file));
+    std::vector<Found> all;
+    for (auto& reader : readers) all.push_back(reader.get());
+    for (const Found& found : all) {
+        require(found.sum.value() == all[0].sum.value(), "two readers found different things");
+        for (unsigned long i = 0; i < found.entries; ++i) meter.entry();
+    }
+    meter.stop();
+    return all[0].sum.value();
 }
 
 // The same with a walk, which finds the entries in a file of any shape.
@@ -127,5 +160,12 @@ std::uint64_t makeFile(const Task& task, Meter& meter) {
 } // namespace
 
 int main(int argc, char** argv) {
-    return driverMain(argc, argv, {{"read", readFile}, {"walk", walkFile}, {"write", writeFile}, {"make", makeFile}});
+    return driverMain(argc, argv,
+                      {{"read", readFile},
+                       {"read-1", readAtOnce<1>},
+                       {"read-2", readAtOnce<2>},
+                       {"read-4", readAtOnce<4>},
+                       {"walk", walkFile},
+                       {"write", writeFile},
+                       {"make", makeFile}});
 }

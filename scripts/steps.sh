@@ -3,8 +3,7 @@
 # Shared by the scripts that check one thing after the other; to be sourced behind lib.sh. What a step prints is kept in
 # $logs, which the script sets.
 
-rm -rf -- "$logs"
-mkdir -p "$logs"
+{ rm -rf -- "$logs" && mkdir -p "$logs"; } 2>/dev/null || fail "the checkout can't be written to"
 
 passed=0
 failed=0
@@ -31,11 +30,6 @@ run_tests() {
     local preset=$1
     shift
     ctest --preset "$preset" -j "$jobs" "$@"
-}
-
-# build_and_test PRESET [ARGUMENT OF CTEST...]
-build_and_test() {
-    build "$1" && run_tests "$@"
 }
 
 # with_kept PROGRAM VERSION COMMAND...: runs it if the program has the version that the project is kept to.

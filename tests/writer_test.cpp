@@ -341,6 +341,11 @@ TEST_F(WriterTest, MarkOfARootThatChanged) {
          {},
          R"(<CatFH OP="0" RT="7">)",
          VELLIX_ERR_SYNTAX},
+        {"taken away",
+         [](VellixDoc& root) { root.setType(VELLIX_DOC_NONE); },
+         {},
+         R"(<CatDoc IC="0" ID="nightly"/>)",
+         VELLIX_ERR_SYNTAX},
         {"too late", {}, [&](VellixDoc& root) { root = image; }, R"(<CatResults IC="1" ID="7">)", 0},
     };
     for (const auto& c : cases) {
@@ -349,7 +354,9 @@ TEST_F(WriterTest, MarkOfARootThatChanged) {
         ASSERT_TRUE(create(writer));
         writer.getRootDoc().addAttribute(1, "7");
         if (c.before) c.before(writer.getRootDoc());
-        addEmptyDoc(writer, VELLIX_DOC_DOC);
+        VellixDoc added(image);
+        writer.addDoc(added);
+        added.close();
         if (c.behind) c.behind(writer.getRootDoc());
         writer.markComplete();
         writer.close();

@@ -104,10 +104,10 @@ bool setText(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number, co
 
 std::optional<std::uint64_t> getNumber(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number,
                                        unsigned int width) {
-    const std::string* const text = getText(entry, type, number);
+    const char* const text = getText(entry, type, number);
     if (text == nullptr) return std::nullopt;
     const bool radix64 = xmlRowAt(type, number)->encoding == VELLIX_ENC_RADIX64;
-    const std::optional<Number> value = radix64 ? readRadix64(*text) : readDecimal(*text);
+    const std::optional<Number> value = radix64 ? readRadix64(text) : readDecimal(text);
     if (!value) return std::nullopt;
     const std::uint64_t highest = std::uint64_t{1} << (width - 1);
     const std::uint64_t most = value->negative ? highest : highest - 1 + highest;
@@ -115,11 +115,9 @@ std::optional<std::uint64_t> getNumber(const VellixEntry& entry, VELLIX_DOC_TYPE
     return value->negative ? std::uint64_t{0} - value->magnitude : value->magnitude;
 }
 
-const std::string* getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {
+const char* getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {
     const VellixMapTag* const row = rowFor(entry, type, number);
-    if (row == nullptr) return nullptr;
-    const unsigned short slot = slotFor(entry, *row, number);
-    return entry.getAttribute(slot) != nullptr ? &entry.getAttributeStr(slot) : nullptr;
+    return row != nullptr ? entry.getAttribute(slotFor(entry, *row, number)) : nullptr;
 }
 
 bool erase(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {

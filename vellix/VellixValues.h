@@ -64,7 +64,7 @@ VELLIX_API bool setText(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short
                         std::size_t length);
 VELLIX_API std::optional<std::uint64_t> getNumber(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number,
                                                   unsigned int width);
-VELLIX_API const std::string* getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number);
+VELLIX_API const char* getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number);
 VELLIX_API bool erase(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number);
 
 // The bits of `value`, nothing if `Value` can't hold it.
@@ -131,9 +131,9 @@ std::enable_if_t<detail::isInteger<Value>, std::optional<Value>> get(const Velli
 /// Returns the text that the attribute holds, which lives until the slot next changes. Nothing if it is absent or an
 /// attribute of another document type.
 inline std::optional<std::string_view> get(const VellixEntry& entry, Attribute<std::string_view> attribute) {
-    const std::string* const text = detail::getText(entry, attribute.type, attribute.number);
+    const char* const text = detail::getText(entry, attribute.type, attribute.number);
     if (text == nullptr) return std::nullopt;
-    return *text;
+    return text;
 }
 
 /// Makes the attribute absent, so that an entry used again keeps no value of its last use. False, with

@@ -9,7 +9,7 @@ namespace vellix {
 
 namespace {
 
-WalkScope scopeOf(WalkCore* walk, const Document* open, std::uint64_t number, VELLIX_DOC_TYPE type) {
+detail::WalkScope scopeOf(WalkCore* walk, const Document* open, std::uint64_t number, VELLIX_DOC_TYPE type) {
     return {walk, open, number, type, nullptr, 0};
 }
 
@@ -122,11 +122,15 @@ const Document* Step::within(VELLIX_DOC_TYPE type) const {
 
 // --- Ranges ---
 
+namespace detail {
+
 const Step* nextIn(WalkScope& scope, const Step* /*current*/) { return scope.walk->nextStep(); }
 
 const Document* nextIn(WalkScope& scope, const Document* /*current*/) { return scope.walk->nextDocument(scope); }
 
 VellixEntry* nextIn(WalkScope& scope, VellixEntry* /*current*/) { return scope.walk->nextEntry(scope); }
+
+} // namespace detail
 
 // --- Walks ---
 

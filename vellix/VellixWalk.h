@@ -90,20 +90,26 @@ struct VELLIX_API WalkError {
 /// never 0. What it throws leaves the call of the walk that needed the bytes.
 using ReadBytes = std::function<std::size_t(char* out, std::size_t room, std::error_code& error)>;
 
-// What the ranges below look through: a walk, or the document `open` of it.
+class Step;
+
+// The steps behind the ranges. Not for callers.
+namespace detail {
+
+// What a range looks through.
 struct WalkScope {
     WalkCore* walk;
-    const Document* open; // null for the walk
+    const Document* open; // the document; null for the whole walk
     std::uint64_t number; // of that document, since the object serves for others later
     VELLIX_DOC_TYPE type; // VELLIX_DOC_NONE: any
     const Document* last; // the document that was handed out last, and its number
     std::uint64_t lastNumber;
 };
 
-class Step;
 VELLIX_API const Step* nextIn(WalkScope& scope, const Step* current);
 VELLIX_API const Document* nextIn(WalkScope& scope, const Document* current);
 VELLIX_API VellixEntry* nextIn(WalkScope& scope, VellixEntry* current);
+
+} // namespace detail
 
 // Items of a walk for a range-for. A walk has one position: a range goes on from where the walk stands, once, and an item
 // lives until the range goes on.
@@ -118,11 +124,12 @@ public:
         using reference = Item&;
 
         iterator() = default;
-        explicit iterator(const WalkScope& within) : scope(within), item(nextIn(scope, static_cast<Item*>(nullptr))) {}
+        explicit iterator(const detail::WalkScope& within)
+            : scope(within), item(detail::nextIn(scope, static_cast<Item*>(nullptr))) {}
         Item& operator*() const { return *item; }
         Item* operator->() const { return item; }
         iterator& operator++() {
-            item = nextIn(scope, item);
+            item = detail::nextIn(scope, item);
             return *this;
         }
         void operator++(int) { ++*this; }
@@ -130,16 +137,16 @@ public:
         friend bool operator!=(const iterator& left, const iterator& right) { return left.item != right.item; }
 
     private:
-        WalkScope scope = {};
+        detail::WalkScope scope = {};
         Item* item = nullptr;
     };
 
-    explicit WalkRange(const WalkScope& within) : scope(within) {}
+    explicit WalkRange(const detail::WalkScope& within) : scope(within) {}
     iterator begin() const { return iterator(scope); }
     iterator end() const { return iterator(); }
 
 private:
-    WalkScope scope;
+    detail::WalkScope scope;
 };
 
 /// The documents of one type. Going on passes over what is left of the last one, so a loop over its contents may be left at

@@ -256,11 +256,11 @@ bool WalkCore::hasEnded(const Document* document, std::uint64_t number) const {
     return !isLevel || (endShown && document->level + 1 == open);
 }
 
-bool WalkCore::hasEnded(const WalkScope& scope) const {
+bool WalkCore::hasEnded(const detail::WalkScope& scope) const {
     return scope.open != nullptr && hasEnded(scope.open, scope.number);
 }
 
-const Document* WalkCore::nextDocument(WalkScope& scope) {
+const Document* WalkCore::nextDocument(detail::WalkScope& scope) {
     const Document* const last = scope.last;
     if (last != nullptr && !hasEnded(last, scope.lastNumber)) skipTo(last->level);
     while (!hasEnded(scope)) {
@@ -276,7 +276,7 @@ const Document* WalkCore::nextDocument(WalkScope& scope) {
     return nullptr;
 }
 
-VellixEntry* WalkCore::nextEntry(const WalkScope& scope) {
+VellixEntry* WalkCore::nextEntry(const detail::WalkScope& scope) {
     while (!hasEnded(scope)) {
         const Step* const found = next({Want::kEntries, scope.type});
         if (found == nullptr) break;

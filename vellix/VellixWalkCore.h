@@ -46,8 +46,8 @@ public:
     void skip();
 
     const Step* nextStep() { return next({Want::kSteps, VELLIX_DOC_NONE}); }
-    const Document* nextDocument(WalkScope& scope);
-    VellixEntry* nextEntry(const WalkScope& scope);
+    const Document* nextDocument(detail::WalkScope& scope);
+    VellixEntry* nextEntry(const detail::WalkScope& scope);
 
     const WalkSource& bytes() const { return source; }
     bool isComplete() const { return complete; }
@@ -131,7 +131,7 @@ private:
     bool show(StepKind kind, const Document* document);
     void skipTo(std::size_t depth);
     bool hasEnded(const Document* document, std::uint64_t number) const;
-    bool hasEnded(const WalkScope& scope) const;
+    bool hasEnded(const detail::WalkScope& scope) const;
 
     WalkSource source;
     QuoteSearch quotes; // in the window

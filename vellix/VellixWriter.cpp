@@ -192,7 +192,6 @@ void VellixWriter::writeHeader() {
 // Whether what is written now can be read. Nothing more can be told behind a tag that was lost.
 bool VellixWriter::mayWrite() {
     if (!cutOff && !claim->isLost()) return true;
-    intact = false;
     setError(VELLIX_ERR_BAD_HANDLE);
     return false;
 }
@@ -254,13 +253,11 @@ bool VellixWriter::write(const char* text, unsigned long length) {
 
 // Writes the tag that opens a document, and notes where the root's has a place for the mark.
 void VellixWriter::writeOwnTag(const VellixDoc& doc, const std::string& text) {
-    if (stream == nullptr && !closed) tagMissing = true; // from a file that is still to come
+    if (stream == nullptr) tagMissing = true; // from a file that is still to come
     if (!write(text.c_str(), toldLength(text.size())) || &doc != &rootDoc) return;
     if (position - static_cast<__int64>(text.size()) != static_cast<__int64>(kXmlHeaderLength)) return;
     const std::string front = xmlDocTypeRow(doc.getType()).entryOpenTag + std::string(kMark);
-    const bool oneDigit = text.size() > front.size() + 1 && text[front.size()] >= '0' && text[front.size()] <= '9' &&
-                          text[front.size() + 1] == '"';
-    if (oneDigit && text.compare(0, front.size(), front) == 0)
+    if (text.compare(0, front.size(), front) == 0)
         completeOffset = static_cast<__int64>(kXmlHeaderLength + front.size());
 }
 
