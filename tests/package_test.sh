@@ -164,7 +164,7 @@ runtime=libvellix1
 development=libvellix-dev
 packages=("$runtime" "$development")
 [[ $kind == shared ]] || { development=libvellix-static-dev; packages=("$development"); }
-[[ $(cd "$work/deb" && echo *.deb) == "$(printf "%s_${version}_$architecture.deb " "${packages[@]}" | sort | xargs)" ]] ||
+[[ $(cd "$work/deb" && echo *.deb) == "$(printf "%s_${version}_$architecture.deb\n" "${packages[@]}" | sort | xargs)" ]] ||
     fail "other Debian packages than ${packages[*]}: $(ls "$work/deb")"
 for package in "${packages[@]}"; do
     dpkg-deb -x "$work/deb/${package}_${version}_$architecture.deb" "$work/root"
