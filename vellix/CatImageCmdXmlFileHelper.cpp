@@ -85,6 +85,10 @@ bool CatImageCmdXmlFileHelper::getFirstImageCmd(VellixEntry& entry) { return get
 
 bool CatImageCmdXmlFileHelper::getNextImageCmd(VellixEntry& entry) { return loadedCommands.getNextEntry(entry); }
 
+int CatImageCmdXmlFileHelper::getReadError() const {
+    return reader != nullptr ? reader->getLastError() : VELLIX_SUCCESS;
+}
+
 void CatImageCmdXmlFileHelper::close() {
     if (writer != nullptr) endWriting();
     loadedCommands.setReader(nullptr);

@@ -73,6 +73,10 @@ public:
     bool getFirstImageCmd(VellixEntry& entry);
     bool getNextImageCmd(VellixEntry& entry);
 
+    /// Returns why something of what was loaded last wasn't read, or why it wasn't loaded, as VellixReader::getLastError does.
+    /// VELLIX_SUCCESS at its true end, and when nothing is loaded. Ask before `close`.
+    int getReadError() const;
+
     /// Ends the file that is being written, and what is being read. The image id stays.
     void close();
 

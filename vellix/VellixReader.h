@@ -12,7 +12,7 @@
 class QuoteSearch;
 class VellixMMap;
 
-// Walks through a document file with one mapped page of 64 KB at a time, or through a text in memory.
+// Walks through a document file with one page of 64 KB at a time, or through a text in memory.
 //
 // There is one read position, and every call moves it forward: the caller hands over a document of the type that it
 // wants, and whatever stands before the next one of that type is passed over.
@@ -23,13 +23,15 @@ class VellixMMap;
 //         while (files.getNextEntry(entry))               // one entry object serves for all
 //             use(entry.getAttribute(6));
 //
-// Any bytes may be read. An entry that is longer than a page comes back whole, up to 16 MiB; a longer one is passed over.
-// A tag that breaks off gives the attributes before the break; a NUL breaks off its tag, and the walk goes on behind it.
-// Documents are looked for on the current page alone; only
-// pulling entries leads on to the next.
+// Any bytes may be read, at a cost in proportion to their number. An entry that is longer than a page, or that a page cuts,
+// comes back whole; one of more than 16 MiB is passed over. A tag that breaks off, as at the end of a file that was cut, gives
+// the attributes before the break, and of a value without its second quote the first word, with the quote in front. A NUL
+// breaks off its tag, and the walk goes on behind it.
+// Documents are looked for on the current page alone; only pulling entries leads on to the next.
 //
-// A file that another process changes while it is read may give wrong values; one that another process shortens may end
-// this process, see VellixMMap.
+// A file that another process changes while it is read may give wrong values. One that is shortened, or whose disk fails, ends
+// the walk in front of the page that can't be had; the current page stays as it is. `getLastError` tells such an end from
+// that of the file.
 //
 // A reader belongs to one thread at a time, with the documents that pull from it. It can't be copied.
 class VELLIX_API VellixReader {
@@ -41,8 +43,8 @@ public:
     VellixReader(const VellixReader&) = delete;
     VellixReader& operator=(const VellixReader&) = delete;
 
-    /// Opens a file, maps its first page and reads the root's tag. Starts over if something was loaded before. True also
-    /// if there is no such tag or the file is empty. False if `path` is null or the file can't be opened or mapped: the
+    /// Opens a file, reads its first page and the root's tag there. Starts over if something was loaded before. True also
+    /// if there is no such tag or the file is empty. False if `path` is null or the file can't be opened or read: the
     /// root is empty then, and there is nothing to walk. A file that grows afterwards is read up to its first size.
     /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
     /// gives any name of a file.
@@ -96,7 +98,8 @@ protected:
     /// needed. True if it has attributes then.
     bool readEntry(VellixEntry& entry);
 
-    /// Returns the cursor over the current page, null before the first `load`. It lives until the next page.
+    /// Returns the cursor over the current page; null before the first `load` and after one that failed to open or read a
+    /// file. What it points at lives until the next page.
     XmlStr* getXmlStr();
 
 private:
