@@ -63,7 +63,7 @@ check_references() {
             for place in "$(dirname "$document")" "$1/$2" "$1/include" "$1/include/vellix"; do
                 [[ ! -e $place/$name ]] || continue 2
             done
-            fail "${document#"$1/"} refers to $name, which is not installed"
+            fail "${document#"$1/"} refers to $name, which is not installed. Put that between <!-- sources --> and <!-- end -->"
         done < <(grep -oE '\]\([^):#]+|`[A-Za-z][A-Za-z_.-]*(/[A-Za-z_./-]*|\.(md|h))`' "$document" | sed 's/^](//' | tr -d '`')
     done
 }
