@@ -2,6 +2,7 @@
 #ifndef VELLIX_TESTS_WALK_MODEL_H
 #define VELLIX_TESTS_WALK_MODEL_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -40,6 +41,7 @@ public:
     explicit Model(const std::string& bytes) : text(bytes) { run(); }
 
     std::vector<Seen> steps;
+    std::size_t deepest = 0;       // how many documents and elements were open at once
     std::vector<std::size_t> ends; // for each level the number of steps in front of its end
 
     /// The number of the step that follows a skip from step `at`.
@@ -183,6 +185,7 @@ private:
             ends.push_back(0);
             steps.back().skipped = ends.size();
             open.push_back({type, tag.name, slots, ends.size()});
+            deepest = std::max(deepest, open.size());
         }
         if (tag.closed && type != VELLIX_DOC_NONE && opens) endTo(open.size() - 1, at);
         return tag.behind;

@@ -15,6 +15,7 @@
 
 #include "FileSupport.h"
 #include "TempDir.h"
+#include "vellix/VellixWalk.h"
 
 using namespace filetest;
 
@@ -56,6 +57,10 @@ const Shape kShapes[] = {
     {"tags hidden one by the next", "", "\xE0<\xE1\xF0y=\">"},
     {"tags hidden behind a quote", "", "\xE0<\" NM=1>"},
     {"tags hidden by a lead byte", "", "NM=\xF0<'&lt;"},
+    {"tags read one by one", "", "\xE0<\"/>"},
+    {"documents in each other", "", "<CatFH>"},
+    {"unknown elements in each other", "", "<a>"},
+    {"names that differ late", "", "<aaaaaaaaaaaaaaaa></aaaaaaaaaaaaaaab>"},
     {"images", "<CatImage PT=\"1\">", "<CatImage PT=\"2\"><CatFrag MV=\"3\"/>"},
 };
 
@@ -170,6 +175,27 @@ TEST_F(Cost, ReaderOverFile) {
     expectLinear(read);
     const std::string longest = textOf(kShapes[0], 17U << 20); // longer than any tag that is read
     EXPECT_LE(costOf(read, longest), kMostPerByte * longest.size());
+}
+
+// All steps of a text, of pieces as small as they can be and of a part, and what is passed over.
+TEST_F(Cost, Walks) {
+    expectLinear([](const std::string& text) {
+        vellix::Walk walk = vellix::Walk::overText(text);
+        while (walk.next() != nullptr) continue;
+        vellix::Walk part = walk.part(text.size() / 2, text.size(), VELLIX_DOC_FH);
+        while (part.next() != nullptr) continue;
+        vellix::Walk passed = vellix::Walk::overText(text);
+        while (passed.next() != nullptr) passed.skip();
+        vellix::Walk others = vellix::Walk::overText(text);
+        EXPECT_TRUE(others.entries(VELLIX_DOC_SPN).begin() == others.entries(VELLIX_DOC_SPN).end());
+        vellix::Walk pieces =
+            vellix::Walk::overPieces([&, at = std::size_t{0}](char* out, std::size_t, std::error_code&) mutable {
+                if (at == text.size()) return std::size_t{0};
+                *out = text[at++];
+                return std::size_t{1};
+            });
+        while (pieces.next() != nullptr) continue;
+    });
 }
 
 TEST_F(Cost, TextsThatAreWritten) {

@@ -170,9 +170,9 @@ WalkRange<const Step>::iterator Walk::begin() {
 
 WalkRange<const Step>::iterator Walk::end() { return {}; }
 
-DocumentRange Walk::documents(VELLIX_DOC_TYPE type) { return DocumentRange(scopeOf(core.get(), nullptr, 0, type)); }
+DocumentRange Walk::documents(VELLIX_DOC_TYPE type) & { return DocumentRange(scopeOf(core.get(), nullptr, 0, type)); }
 
-EntryRange Walk::entries(VELLIX_DOC_TYPE type) { return EntryRange(scopeOf(core.get(), nullptr, 0, type)); }
+EntryRange Walk::entries(VELLIX_DOC_TYPE type) & { return EntryRange(scopeOf(core.get(), nullptr, 0, type)); }
 
 std::uint64_t Walk::unreadableTags() const { return core->unreadableTags(); }
 

@@ -305,9 +305,11 @@ public:
     WalkRange<const Step>::iterator begin();
     WalkRange<const Step>::iterator end();
 
-    /// The documents and entries of `type`, or of any, that follow, at any depth.
-    DocumentRange documents(VELLIX_DOC_TYPE type = VELLIX_DOC_NONE);
-    EntryRange entries(VELLIX_DOC_TYPE type = VELLIX_DOC_NONE);
+    /// The documents and entries of `type`, or of any, that follow, at any depth. The walk must outlive them.
+    DocumentRange documents(VELLIX_DOC_TYPE type = VELLIX_DOC_NONE) &;
+    DocumentRange documents(VELLIX_DOC_TYPE type = VELLIX_DOC_NONE) && = delete;
+    EntryRange entries(VELLIX_DOC_TYPE type = VELLIX_DOC_NONE) &;
+    EntryRange entries(VELLIX_DOC_TYPE type = VELLIX_DOC_NONE) && = delete;
 
     /// How many tags could not be read so far. Contents that were passed over, and entries of types that nobody asked for,
     /// were not tried.

@@ -113,6 +113,7 @@ private:
     void findTagEnd(Scan scan, VellixToken token);
     void readRoot();
     void locate(std::uint64_t begin);
+    bool locateFromBehind(std::uint64_t begin, std::uint64_t& at);
 
     // Steps, in VellixWalkCore.cpp.
     bool takeTag(Want want);

@@ -305,27 +305,34 @@ void WalkCore::readRoot() {
     lastCertain = 0;
 }
 
-// Moves to the first tag at or behind `begin`.
+// Moves to the first tag at or behind `begin`. The window has then passed what is in front of it.
 void WalkCore::locate(std::uint64_t begin) {
-    std::uint64_t at = 0;
-    position = begin;
     source.seek(begin);
-    if (begin == 0 || !findTag(begin, before, at) || source.isCertain(at)) return;
+    position = before; // unless there is one
+    std::uint64_t at = 0;
+    if (!findTag(begin, before, at)) return;
+    if (begin != 0 && !source.isCertain(at) && !locateFromBehind(begin, at)) return;
+    position = at;
+}
+
+// The same where the bytes next to the tag don't tell: by all tags from a certain one on.
+bool WalkCore::locateFromBehind(std::uint64_t begin, std::uint64_t& at) {
     const std::uint64_t stretch = begin / kStretch * kStretch;
     const std::uint64_t low = back(stretch, kStretch);
     if (source.findCertain(low, begin, at)) {
         lastCertain = at;
-    } else if (source.error().status != WalkStatus::good) {
-        return;
-    } else {
+    } else if (source.error().status == WalkStatus::good) {
         at = low == 0 ? 0 : stretch;
         lastCertain = back(at, 1);
+    } else {
+        return false;
     }
     source.seek(at);
-    for (std::uint64_t from = at; findTag(from, before, at) && at < begin; from = tag.behind) {
-        if (!readTag(at, {Want::kNothing, VELLIX_DOC_NONE})) return;
-        position = std::max(begin, tag.behind);
+    for (std::uint64_t from = at; findTag(from, before, at); from = tag.behind) {
+        if (at >= begin) return true;
+        if (!readTag(at, {Want::kNothing, VELLIX_DOC_NONE})) return false;
     }
+    return false;
 }
 
 } // namespace vellix
