@@ -28,6 +28,7 @@
 #include <unistd.h>
 
 #include "vellix/CatImageCmdXmlFileHelper.h"
+#include "vellix/VellixPath.h"
 
 namespace fs = std::filesystem;
 
@@ -272,7 +273,7 @@ bool storedAsText(VellixEntry& command, unsigned short id, __int64 value) {
 class Cataloger {
 public:
     Cataloger(const fs::path& path, Notebook& pages) : notebook(pages) {
-        if (!out.create(path.wstring().c_str())) throw std::runtime_error("can't write " + path.native());
+        if (!out.create(vellix::widePath(path).c_str())) throw std::runtime_error("can't write " + path.native());
         out.setImageId(kImageId);
     }
 
@@ -358,7 +359,7 @@ public:
 
     void check(const fs::path& path, unsigned long entries) {
         library.start();
-        const bool loaded = in.load(path.wstring().c_str());
+        const bool loaded = in.load(vellix::widePath(path).c_str());
         library.stop();
         if (loaded != (entries > 0)) // a file without commands can't be loaded
             differs("the file", "readable", loaded ? "yes" : "no");

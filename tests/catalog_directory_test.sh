@@ -50,7 +50,7 @@ for name in $'\xe2\x80\xaegpj' $'\xe2\x81\xa6' $'\xe2\x80\xa8' $'\xd8\x9c' $'\xc
     $'\xe0\x80\x9b' $'\xed\xa0\x80' $'\xf4\x90\x80\x80'; do
     touch -- "$work/acting/$name"
 done
-run 0 "$work/acting" "$work/catalog.xml"
+run 0 "$work/acting" "$work/catalog"$'\xff.xml'
 escaped='/\\x(E2\\x80\\xAEgpj|E2\\x81\\xA6|E2\\x80\\xA8|D8\\x9C|C2\\x9B31m|E0\\x80\\x9B|ED\\xA0\\x80|F4\\x90\\x80\\x80)$'
 [[ $(grep -cE "$escaped" "$work/out") -eq 8 ]] || fail "not eight escaped names"
 rm -- "$work"/acting/*

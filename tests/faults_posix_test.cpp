@@ -156,6 +156,21 @@ TEST_F(PosixFaults, DiskFullForOneRecord) {
     }
 }
 
+// What was blanked out may stand behind the end of all that was written. It belongs to the file, but not to its text.
+TEST_F(PosixFaults, DiskFullForTheLastRecord) {
+    VellixWriter writer;
+    ASSERT_TRUE(writer.create(dir.wide("a.xml").c_str()));
+    addSample(writer);
+    {
+        const FileSizeLimit full(1000);
+        EXPECT_FALSE(writer.write(fileEntry(std::string(2000, 'x'))));
+    }
+    const char* const text = writer.serialize();
+    EXPECT_EQ(bytesOf(dir.file("a.xml")), kSample + std::string(1000 - kSample.size(), ' '));
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(std::string(text, static_cast<std::size_t>(writer.size() - 1)), kSample);
+}
+
 // Among records of all sizes is one over three pages, of which the disk takes a part.
 TEST_F(PosixFaults, DiskFullAtChosenBytesOfALargeFile) {
     for (std::size_t page = kPageSize; page <= 4 * kPageSize; page += kPageSize) {
@@ -189,8 +204,11 @@ TEST_F(PosixFaults, WritesToWhatIsNoFile) {
         VellixWriter writer;
         EXPECT_TRUE(writer.create(std::filesystem::path(path).wstring().c_str()));
         addSample(writer, written);
+        EXPECT_FALSE(writer.sync());
         writer.markComplete();
         EXPECT_EQ(writer.serialize(), nullptr);
+        EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
+        EXPECT_EQ(writer.isIntact(), written[0]);
     };
     bool written[2];
     writeTo("/dev/full", written);

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <new>
 #include <string>
@@ -250,6 +251,49 @@ TEST_F(Faults, NoMemoryForTexts) {
         changed.removeAttribute(19);
         EXPECT_EQ(changed.toString(), tag);
     });
+}
+
+// What a call can't do for lack of memory it doesn't begin, whether the entry is a copy or was used before.
+TEST_F(Faults, NoMemoryLeavesAnEntryAsItWas) {
+    const std::string longText(100000, 'x');
+    const std::string tag = "<" + longText + " PT=\"" + longText + "\" NM=\"&lt;" + longText + "\" SZ=\"7\"/>";
+    const VellixEntry other(VELLIX_DOC_FH, tag.data(), static_cast<unsigned long>(tag.size()), true);
+    const char* const kSmall = R"(<ET NM="name" PT="a &amp; b"/>)";
+    VellixDoc otherDoc(VELLIX_DOC_FH);
+    VellixEntry held = other;
+    otherDoc.addEntry(held);
+    const std::function<void(VellixDoc&)> calls[] = {
+        [&](VellixDoc& doc) { doc.addAttribute(9, 12, false); },
+        [&](VellixDoc& doc) { doc.addAttribute(19, "new"); },
+        [&](VellixDoc& doc) { doc.addAttribute(7, L"wide"); }, // up to here an entry that was used has memory for it
+        [&](VellixDoc& doc) { doc.addAttribute(7, longText); },
+        [&](VellixDoc& doc) { doc.addAttribute("PT", 2, longText.c_str()); },
+        [&](VellixDoc& doc) { doc.VellixEntry::operator=(other); },
+        [&](VellixDoc& doc) { doc = otherDoc; },
+        [&](VellixDoc& doc) { doc.loadFromBuffer(VELLIX_DOC_IMAGE, tag.data(), tag.size(), true); },
+        [&](VellixDoc& doc) { doc.getAttributeStr(7); },
+    };
+    for (const auto& call : calls) {
+        for (const bool isOpen : {false, true}) {
+            if (isOpen && &call - calls < 3) continue;
+            SCOPED_TRACE(std::to_string(&call - calls) + (isOpen ? ", used before" : ", a copy"));
+            failEachAllocation([&](Failing& failing) {
+                VellixDoc entry(VELLIX_DOC_FH);
+                entry.VellixEntry::loadFromBuffer(VELLIX_DOC_FH, kSmall, 30, true);
+                if (!isOpen) entry.VellixEntry::operator=(VellixEntry(static_cast<const VellixEntry&>(entry)));
+                const char* const name = entry.getAttribute(6);
+                failing.arm();
+                const bool done = attempt([&] { call(entry); });
+                failing.disarm();
+                EXPECT_EQ(done, failing.failures() == 0);
+                if (done) return;
+                EXPECT_EQ(entry.getAttribute(6), name);
+                EXPECT_EQ(entry.VellixEntry::toString(), R"(<CatFH NM="name" PT="a &amp; b"/>)");
+                EXPECT_STREQ(entry.getEntryName(), "ET");
+                EXPECT_EQ(entry.getNumberOfEntries(), 0U);
+            });
+        }
+    }
 }
 
 TEST_F(Faults, NoMemoryWhileCommanding) {

@@ -214,6 +214,23 @@ TEST_F(PowerCuts, AtEveryCall) {
     }
 }
 
+// What can't be marked isn't stored either: a file of another root, and one that has lost something.
+TEST_F(PowerCuts, NothingIsStoredWithoutNeed) {
+    for (const VELLIX_DOC_TYPE root : {VELLIX_DOC_FH, VELLIX_DOC_RESULTS}) {
+        const Disk disk(dir.file("a.xml"), [](const std::string&) {});
+        VellixWriter writer(root);
+        VellixDoc files(VELLIX_DOC_FH);
+        VellixEntry entry = fileEntry(std::string(root == VELLIX_DOC_FH ? 1 : 17U << 20, 'x'));
+        ASSERT_TRUE(writer.create(dir.wide("a.xml").c_str()));
+        writer.addDoc(files);
+        EXPECT_EQ(files.addEntry(entry), root == VELLIX_DOC_FH);
+        files.close();
+        writer.markComplete();
+        writer.close();
+        EXPECT_EQ(disk.storing, 0);
+    }
+}
+
 // A system that doesn't store the file prevents the mark. What it didn't store may be lost; but not behind the mark.
 TEST_F(PowerCuts, RefusedByTheSystem) {
     const struct {

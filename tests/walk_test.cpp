@@ -201,4 +201,155 @@ TEST_F(Walks, SkipFromAnyStep) {
     }
 }
 
+// What can't be opened, read on or cut into parts is told, and what comes in front of it is given.
+TEST_F(Walks, WhatKeepsAWalkFromTheEnd) {
+    for (const char* const name : {"missing", ""}) { // the second one is the directory
+        Walk walk(dir.file(name));
+        EXPECT_FALSE(walk);
+        EXPECT_EQ(walk.error().status, WalkStatus::notOpened);
+        EXPECT_TRUE(walk.error().system);
+        EXPECT_EQ(walk.error().message().rfind("the file can't be opened: ", 0), 0U);
+        EXPECT_EQ(walk.next(), nullptr);
+        EXPECT_EQ(walk.part(0, 10).error().status, WalkStatus::notOpened);
+    }
+    const std::vector<Seen> steps = Model(kSample).steps;
+    for (std::size_t length = 0; length <= kSample.size(); ++length) {
+        Walk walk = Walk::overPieces([&, at = std::size_t{0}](char* out, std::size_t, std::error_code& error) mutable {
+            if (at == length) error = std::make_error_code(std::errc::io_error);
+            if (at != length) *out = kSample[at++];
+            return std::size_t{error ? 0U : 1U};
+        });
+        std::size_t whole = 0; // steps whose tags stand in front of the failure
+        const std::vector<Seen> given = stepsOf(walk);
+        while (whole < given.size() && given[whole].shown() == steps[whole].shown()) ++whole;
+        EXPECT_EQ(whole, given.size()) << length;
+        const std::size_t tags = static_cast<std::size_t>(std::count(kSample.begin(), kSample.begin() + length, '>'));
+        EXPECT_GE(given.size() + 1, tags) << length; // the header is no step
+        EXPECT_EQ(walk.error().status, WalkStatus::notRead);
+        EXPECT_EQ(walk.error().system, std::errc::io_error);
+        EXPECT_EQ(walk.error().offset, length);
+        EXPECT_EQ(walk.part(0, 10).error().status, WalkStatus::noParts);
+    }
+    Walk throwing = Walk::overPieces([at = 0](char* out, std::size_t room, std::error_code&) mutable {
+        if (++at == 2) throw std::runtime_error("later");
+        const std::size_t begin = at == 1 ? 0 : 120;
+        return kSample.copy(out, std::min(room, at < 4 ? 120 - begin / 2 : 0), begin);
+    });
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_NE(throwing.next(), nullptr);
+    EXPECT_THROW(while (throwing.next() != nullptr){}, std::runtime_error);
+    const vellix::Step* const next = throwing.next();
+    EXPECT_TRUE(next != nullptr && next->name() == "ET" && slotsOf(next->attributes()) == "6=b.txt; 9=7");
+}
+
+TEST_F(Walks, AFileThatIsShortened) {
+    writeFile(dir.file("a.xml"), "<CatFH>" + std::string(3 * kWindow, ' ') + "<ET NM=\"a\"/>");
+    Walk walk(dir.file("a.xml"));
+    EXPECT_NE(walk.next(), nullptr);
+    std::filesystem::resize_file(dir.file("a.xml"), kWindow + 1);
+    EXPECT_EQ(walk.next(), nullptr);
+    EXPECT_EQ(walk.error().status, WalkStatus::shortened);
+    EXPECT_EQ(walk.error().offset, kWindow + 1);
+}
+
+// A step is given as soon as its tag is whole, and the root is known from the start.
+TEST_F(Walks, StreamsThatWaitForAnAnswer) {
+    const std::vector<std::string> pieces = {"<?xml?><CatRes",
+                                             "ults IC=\"1\" ID=\"s\"",
+                                             ">",
+                                             "<CatDoc ID=\"1\"",
+                                             "><CatFH>",
+                                             "<ET NM=\"a\"",
+                                             " SZ=\"1\"/",
+                                             ">",
+                                             "</CatFH",
+                                             ">"};
+    std::size_t given = 0;
+    Walk walk = Walk::overPieces([&](char* out, std::size_t, std::error_code&) {
+        return given < pieces.size() ? pieces[given++].copy(out, 100) : 0;
+    });
+    EXPECT_TRUE(walk.isComplete());
+    EXPECT_EQ(walk.sessionId(), "s");
+    for (const std::size_t wanted : {3, 5, 5, 8, 10}) {
+        EXPECT_NE(walk.next(), nullptr);
+        EXPECT_EQ(given, wanted);
+    }
+}
+
+TEST_F(Walks, TheRoot) {
+    const std::string far(65536, ' ');
+    for (const auto& [text, root] :
+         rowsOf("<CatResults IC=\"1\" ID=\"s\"> => +s | <a><catdoc IC='2'/> => + | <CatDoc ID=\"4\" IC=\"0\"> => -4"
+                " | <CatFH><CatResults IC=\"1\"/> => - | <ET ID=\"1\"/> => - | x => -")) {
+        Walk walk = Walk::overText(text);
+        EXPECT_EQ((walk.isComplete() ? "+" : "-") + walk.sessionId(), root) << text;
+        EXPECT_EQ(walk.part(1, 2).sessionId(), walk.sessionId());
+    }
+    EXPECT_FALSE(Walk::overText(far + "<CatDoc IC=\"1\"/>").isComplete());
+    EXPECT_TRUE(Walk::overText(far.substr(1) + "<CatDoc IC=\"1\"/>").isComplete());
+}
+
+TEST_F(Walks, LongTags) {
+    for (const std::size_t length : {kLongestTag, kLongestTag + 1, 2 * kLongestTag + kWindow}) {
+        SCOPED_TRACE(length);
+        const std::string front = "<CatFH>" + std::string(kWindow / 2, ' ');
+        std::string tag = "<ET NM=\"a\" PT=\"";
+        tag += std::string(length - tag.size() - 3, 'x') + "\"/>";
+        const std::string text = front + tag + "<ET NM=\"b\"/></CatFH>";
+        const std::vector<std::string> given = overPieces(text, 1000003);
+        EXPECT_TRUE(walked(Walk::overText(text)) == given);
+        EXPECT_TRUE(overFile(text) == given);
+        std::vector<Seen> expected = Model(text).steps;
+        ASSERT_EQ(given.size(), expected.size());
+        if (length > kLongestTag) {
+            expected[1].kind = StepKind::unreadable;
+            expected[1].error = TagError::tooLong;
+            expected[1].slots = "6=a"; // and what is read of the value that is cut
+        }
+        for (std::size_t i = 0; i < given.size(); ++i) EXPECT_EQ(given[i].rfind(expected[i].shown(), 0), 0U) << i;
+    }
+}
+
+// Where no "<" is certain for long, stretches begin afresh, the same for all: a part needn't look back to the start.
+TEST_F(Walks, StretchesWithoutACertainTag) {
+    const std::string unit =
+        "\xE0<a b=\"" + std::string(5000, 'x') + "\" c=\xE0<d e=\"" + std::string(5000, 'x') + "\">";
+    std::string text;
+    while (text.size() < 9 * kLongestTag) text += unit;
+    Walk walk = Walk::overText(text);
+    std::vector<std::uint64_t> expected;
+    for (const vellix::Step& step : walk) expected.push_back(step.offset());
+    for (std::size_t cut = 0; cut + kLongestTag / 2 < text.size(); cut += kLongestTag) {
+        for (const std::size_t begin : {cut, cut + 4000, cut + 10000}) {
+            std::vector<std::uint64_t> found;
+            Walk part = walk.part(begin, begin + 2 * unit.size());
+            for (const vellix::Step& step : part) found.push_back(step.offset());
+            const auto first = std::lower_bound(expected.begin(), expected.end(), begin);
+            EXPECT_TRUE(!found.empty() && std::equal(found.begin(), found.end(), first)) << begin;
+        }
+    }
+}
+
+TEST_F(Walks, DocumentsTooDeep) {
+    std::string text = "<CatResults>";
+    for (int i = 0; i < 100; ++i) text += i % 2 == 0 ? "<CatSpn>" : "<CatFH>";
+    text += "<ET NM=\"lost\"/>";
+    for (int i = 0; i < 50; ++i) text += "</CatFH></CatSpn>";
+    for (int i = 0; i < 1000; ++i) text += "<br>"; // unknown elements take no room from documents
+    text += "<CatFH><ET NM=\"found\"/></CatFH></CatResults>";
+    Walk walk = Walk::overText(text);
+    std::size_t begins = 0;
+    std::size_t deepest = 0;
+    std::string names;
+    for (const vellix::Step& step : walk) {
+        if (step.kind() == StepKind::documentBegin) ++begins;
+        if (step.kind() == StepKind::entry) names += step.attributes().getAttributeStr(6);
+        EXPECT_TRUE(step.error() != TagError::tooDeep || step.attributes().isEmpty());
+        deepest = std::max(deepest, step.depth());
+    }
+    EXPECT_EQ(begins, 64U + 1U);
+    EXPECT_EQ(walk.unreadableTags(), 37U + 1U);
+    EXPECT_EQ(deepest, 64U);
+    EXPECT_EQ(names, "found");
+}
+
 } // namespace

@@ -31,8 +31,16 @@ class WalkCore;
 // A slot is absent or present; a present one may be empty. Every entry has 78 slots, so its type can change after the
 // fact, but a slot takes a value only while the type has an attribute at that place.
 //
-// An entry belongs to one thread at a time; two entries share no state. Where memory runs out and nothing else is said,
-// std::bad_alloc leaves the call, and the entry keeps what it held.
+// A text that a getter hands out belongs to the entry. It lives until its slot next changes, or the entry is cleared,
+// assigned to, loaded, moved from or destroyed. What happens to other slots doesn't touch it. It may be given to any setter
+// of the same entry, as a whole or from its middle on.
+//
+// An entry can be used again and again, with `clear` or without, and soon allocates nothing any more for values of up to
+// 64 KB together. Its memory stays within a few times of what it held lately, besides some KB. A copy is one allocation of
+// just the size of what is copied.
+//
+// An entry belongs to one thread at a time, getters included; two entries share no state. Where memory runs out and nothing
+// else is said, std::bad_alloc leaves the call, and the entry keeps what it held.
 class VELLIX_API VellixEntry {
 public:
     /// Makes an entry of `type`. An `id` other than 0 is stored in slot 1 as a number. `flag` has no effect.
@@ -42,10 +50,10 @@ public:
     /// `buffer` leaves the entry empty. `flag` has no effect.
     VellixEntry(VELLIX_DOC_TYPE type, const char* buffer, unsigned long length, bool flag);
 
-    /// Copies everything. If memory for the entry name can't be had the copy has none.
+    /// Copies everything.
     VellixEntry(const VellixEntry& other);
 
-    /// Takes over the content of `other`, which may afterwards only be assigned to, loaded or destroyed.
+    /// Takes over the content of `other`, which is left as an empty entry of VELLIX_DOC_NONE without an error.
     VellixEntry(VellixEntry&& other) noexcept;
 
     virtual ~VellixEntry();
@@ -56,8 +64,8 @@ public:
     /// As the copying form; `other` is left as the moving constructor leaves it.
     void operator=(VellixEntry&& other) noexcept;
 
-    /// Makes the entry new: type NONE is replaced by `type`, everything else returns to what construction gives. Then
-    /// reads one tag from `buffer`, if it isn't null, and drops the result. `flag` has no effect.
+    /// Makes the entry new: everything returns to what construction with `type` gives. Then reads one tag from `buffer`, if
+    /// it isn't null, and drops the result. `buffer` may be text of the entry itself. `flag` has no effect.
     void loadFromBuffer(VELLIX_DOC_TYPE type, const char* buffer, unsigned long length, bool flag);
 
     /// Makes every slot absent, drops the name, sets the type to VELLIX_DOC_NONE and both counters to 0. The error code
@@ -222,7 +230,7 @@ public:
 
     // Text getters. They give the slot's text as it stands, whatever the data type.
 
-    /// Returns the text, which the entry owns and which lives until the slot next changes, or null for an absent slot.
+    /// Returns the text, or null for an absent slot.
     const char* getAttribute(unsigned short id) const;
 
     /// Gives the caller a copy of the text, to be released with `free`, and its length in bytes. False for an absent
@@ -232,12 +240,11 @@ public:
     /// Copies the text to `value`. False for an absent slot, and `value` stays untouched.
     bool getAttribute(unsigned short id, std::string& value) const;
 
-    /// Returns the text and its length, without a copy, for as long as the pointer form does. For an absent slot that is a
-    /// view without data.
+    /// Returns the text with its length. A view without data stands for an absent slot.
     std::string_view getAttributeView(unsigned short id) const;
 
-    /// Returns the text, which lives until the slot next changes. For an absent slot that is an empty string, always the
-    /// same one.
+    /// Returns the text as a string, which is made at the first call and lives as long as the text does. For an absent slot
+    /// that is an empty string, always the same one.
     const std::string& getAttributeStr(unsigned short id) const;
 
     /// Puts the escaped form of the text in `value`. False for an absent slot, or if memory ran out, and `value` stays
@@ -245,7 +252,7 @@ public:
     bool getAttributeXmlEncoded(unsigned short id, std::string& value) const;
 
     /// Replaces every present text by its escaped form. A second call changes nothing, and the text forms stay the same.
-    /// A text for which memory runs out stays as it was.
+    /// A text for which memory runs out stays as it was. Slots with nothing to escape don't change.
     void encodingAttributes();
 
     // Text forms. The text of an entry is its open tag, then for each present slot in ascending order a blank, the tag,

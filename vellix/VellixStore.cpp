@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kFirstSize = 2048;  // bytes of an open store that was never filled, its fields included
 constexpr std::size_t kMostRoom = 65536;  // larger contents go to blocks, and those go at `clear`
-constexpr std::size_t kSmallBlock = 1024; // a block that is kept for the next text, whatever its length
+constexpr std::size_t kSmallBlock = 4096; // a block that is kept for the next text, whatever its length
 constexpr std::size_t kLeastBlock = 32;
 constexpr std::size_t kMostWaste = 4; // how many times more memory than the content needs may be kept
 
@@ -153,7 +153,7 @@ void VellixStore::assign(VellixStore*& store, const VellixStore& other) {
             opened.copyTexts(other);
             return;
         }
-    } else if (bytes <= store->size && store->size / kMostWaste <= bytes) {
+    } else if (bytes <= store->size && (store->size <= kFirstSize || store->size / kMostWaste <= bytes)) {
         if (store->strings != nullptr) store->strings->forgetAll();
         store->pack(other);
         return;

@@ -117,8 +117,7 @@ std::optional<std::uint64_t> getNumber(const VellixEntry& entry, VELLIX_DOC_TYPE
 
 const char* getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {
     const VellixMapTag* const row = rowFor(entry, type, number);
-    if (row == nullptr) return nullptr;
-    return entry.getAttribute(slotFor(entry, *row, number));
+    return row != nullptr ? entry.getAttribute(slotFor(entry, *row, number)) : nullptr;
 }
 
 bool erase(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {

@@ -22,7 +22,7 @@ constexpr std::uint64_t kStretch = 4 * kLongestTag;
 constexpr std::uint64_t kFrontOfFile = 65536;
 
 // What each byte pays for reading tags in vain.
-constexpr std::uint64_t kPatiencePerByte = 8;
+constexpr std::uint64_t kPatiencePerByte = 2;
 
 // The bytes that decide on a tag at `at` end here. It is the same place for all tags of 16 MiB, so that what was learned of
 // quotes goes on to serve, and behind the longest tag.

@@ -257,9 +257,7 @@ void VellixWriter::writeOwnTag(const VellixDoc& doc, const std::string& text) {
     if (!write(text.c_str(), toldLength(text.size())) || &doc != &rootDoc) return;
     if (position - static_cast<__int64>(text.size()) != static_cast<__int64>(kXmlHeaderLength)) return;
     const std::string front = xmlDocTypeRow(doc.getType()).entryOpenTag + std::string(kMark);
-    const bool oneDigit = text.size() > front.size() + 1 && text[front.size()] >= '0' && text[front.size()] <= '9' &&
-                          text[front.size() + 1] == '"';
-    if (oneDigit && text.compare(0, front.size(), front) == 0)
+    if (text.compare(0, front.size(), front) == 0)
         completeOffset = static_cast<__int64>(kXmlHeaderLength + front.size());
 }
 
