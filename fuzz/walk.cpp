@@ -13,7 +13,9 @@ using vellix::Walk;
 
 namespace {
 
-constexpr std::size_t kMostBytes = 300000;
+constexpr std::size_t kMostBytes = 140000;
+constexpr std::size_t kMostSteps = 1000; // with more, steps take their time to be shown
+constexpr std::size_t kMostOpen = 32;    // no walk keeps more unknown elements open
 
 std::string blownUp(Input& input) {
     std::string text;
@@ -88,8 +90,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string steps = input.text(input.byte());
     const Input script(reinterpret_cast<const std::uint8_t*>(steps.data()), steps.size());
     const std::string text = blownUp(input);
-    const Model model(text);
-    if (model.deepest > 32) return 0; // the model knows no limit
+    const Model model(text, kMostSteps, kMostOpen);
+    if (!model.isWhole) return 0;
 
     const Guarded bytes(text);
     Walk walk = Walk::overText({bytes.data(), bytes.size()});

@@ -38,10 +38,15 @@ struct Seen {
 
 class Model {
 public:
-    explicit Model(const std::string& bytes) : text(bytes) { run(); }
+    /// Ends early where there are more than `mostSteps` or documents are deeper in each other than `mostOpen`.
+    explicit Model(const std::string& bytes, std::size_t mostSteps = ~std::size_t{0}, std::size_t mostOpen = 64)
+        : text(bytes) {
+        run(mostSteps, mostOpen);
+    }
+
+    bool isWhole = false;
 
     std::vector<Seen> steps;
-    std::size_t deepest = 0;       // how many documents and elements were open at once
     std::vector<std::size_t> ends; // for each level the number of steps in front of its end
 
     /// The number of the step that follows a skip from step `at`.
@@ -106,13 +111,15 @@ private:
         return VELLIX_DOC_NONE;
     }
 
-    void run() {
+    void run(std::size_t mostSteps, std::size_t mostOpen) {
         std::size_t at = 0;
         while ((at = text.find('<', at)) != std::string::npos) {
             const char mark = at + 1 < text.size() ? text[at + 1] : '\0';
             at = mark == '?' ? at + 2 : mark == '/' ? closeTag(at) : openTag(at);
+            if (steps.size() > mostSteps || open.size() > mostOpen) return;
         }
         endTo(0, text.size());
+        isWhole = true;
     }
 
     void add(StepKind kind, VELLIX_DOC_TYPE type, const std::string& name, std::uint64_t offset, TagError error,
@@ -185,7 +192,6 @@ private:
             ends.push_back(0);
             steps.back().skipped = ends.size();
             open.push_back({type, tag.name, slots, ends.size()});
-            deepest = std::max(deepest, open.size());
         }
         if (tag.closed && type != VELLIX_DOC_NONE && opens) endTo(open.size() - 1, at);
         return tag.behind;

@@ -223,7 +223,7 @@ TEST_F(Walks, WhatKeepsAWalkFromTheEnd) {
         const std::vector<Seen> given = stepsOf(walk);
         while (whole < given.size() && given[whole].shown() == steps[whole].shown()) ++whole;
         EXPECT_EQ(whole, given.size()) << length;
-        const std::size_t tags = static_cast<std::size_t>(std::count(kSample.begin(), kSample.begin() + length, '>'));
+        const std::size_t tags = split(kSample.substr(0, length), ">").size() - 1;
         EXPECT_GE(given.size() + 1, tags) << length; // the header is no step
         EXPECT_EQ(walk.error().status, WalkStatus::notRead);
         EXPECT_EQ(walk.error().system, std::errc::io_error);
@@ -269,7 +269,7 @@ TEST_F(Walks, StreamsThatWaitForAnAnswer) {
     });
     EXPECT_TRUE(walk.isComplete());
     EXPECT_EQ(walk.sessionId(), "s");
-    for (const std::size_t wanted : {3, 5, 5, 8, 10}) {
+    for (const std::size_t wanted : {3U, 5U, 5U, 8U, 10U}) {
         EXPECT_NE(walk.next(), nullptr);
         EXPECT_EQ(given, wanted);
     }
