@@ -129,7 +129,7 @@ public:
         for (;;) {
             if (end - at < static_cast<std::ptrdiff_t>(kBlock) || outEnd - out <= static_cast<std::ptrdiff_t>(kBlock))
                 return false;
-            const unsigned int stops = platform::copyAndFindSpecial(at, out);
+            const unsigned int stops = platform::copyAndFindSpecial<kBlock>(at, out);
             if (stops == 0) {
                 advance(kBlock);
                 continue;
