@@ -63,7 +63,7 @@ constexpr TagLetters kTagLetters;
 bool isTagLetter(char c) { return kTagLetters.are[static_cast<unsigned char>(c)]; }
 
 bool sameBytes(const char* left, const char* right, std::size_t length) {
-    if (length < 4 || length > 8) return std::memcmp(left, right, length) == 0;
+    if (length - 4 > 4) return std::memcmp(left, right, length) == 0; // shorter or longer than most
     std::uint32_t a = 0;
     std::uint32_t b = 0;
     std::memcpy(&a, left, 4);
@@ -103,6 +103,8 @@ private:
     AttributeOrder& orderIn(OpenStore& values) const;
     const char* readTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
                         const VellixMapTag*& attribute) const;
+    const char* findTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
+                        const VellixMapTag*& attribute) const;
     void takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const;
     bool takeDifficult(const VellixMapTag* attribute, const char* value, const ValueEnd& valueEnd);
     bool takeReferences(const VellixMapTag* attribute, const char* value, std::size_t length);
@@ -127,6 +129,31 @@ bool VellixTagParser::start(XmlStr& text, TagState& state, VellixToken& name) {
     text.position += name.length + 1;
     state = kExpectEquals;
     return takeName(name);
+}
+
+// Reads what stands in front of a value and returns the value, or null for any other form than the written one. `attribute`
+// becomes the tag's row in `map`, null for an unknown tag. Entries of one document mostly have the same attributes in the
+// same order, so the row that followed last time is tried first.
+inline const char* VellixTagParser::readTag(const char* at, const char* end, const VellixMapTag* map,
+                                            unsigned char& follower, const VellixMapTag*& attribute) const {
+    if (at != end && *at == ' ') ++at;
+    if (map == nullptr || !beginsWith(at, end, map[follower])) return findTag(at, end, map, follower, attribute);
+    attribute = map + follower;
+    return at + attribute->tagAssignLen;
+}
+
+// Stores a value that stands in the store's room already.
+inline void VellixTagParser::takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const {
+    char* const text = values.roomLeft();
+    auto length = static_cast<std::size_t>(copy.copyEnd() - text);
+    std::size_t escaped = length + copy.growth();
+    const int limit = values.order.map[attribute.id].maxLen;
+    if (limit >= 0 && length > static_cast<std::size_t>(limit)) {
+        length = static_cast<std::size_t>(limit);
+        escaped = static_cast<std::size_t>(escapedLength(text, length)); // the cut may go through a character
+    }
+    text[length] = '\0';
+    values.take(attribute.id, length, escaped);
 }
 
 // Reads the attributes at the position that have the form in which they are written, and stops before anything else. The
@@ -169,36 +196,15 @@ AttributeOrder& VellixTagParser::orderIn(OpenStore& values) const {
     return values.order;
 }
 
-// Reads what stands in front of a value and returns the value, or null for any other form than the written one. `attribute`
-// becomes the tag's row in `map`, null for an unknown tag. Entries of one document mostly have the same attributes in the
-// same order, so the row that followed last time is tried first.
-const char* VellixTagParser::readTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
+// Reads what stands in front of a value whose tag isn't the expected one.
+const char* VellixTagParser::findTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
                                      const VellixMapTag*& attribute) const {
-    if (at != end && *at == ' ') ++at;
-    if (map != nullptr && beginsWith(at, end, map[follower])) {
-        attribute = map + follower;
-        return at + attribute->tagAssignLen;
-    }
     const char* const name = at;
     while (at != end && isTagLetter(*at)) ++at;
     if (at == name || end - at < 3 || at[0] != '=' || at[1] != '"') return nullptr;
     attribute = xmlRowByTag(entry.type, name, static_cast<unsigned long>(at - name));
     if (attribute != nullptr) follower = static_cast<unsigned char>(attribute - map);
     return at + 2;
-}
-
-// Stores a value that stands in the store's room already.
-inline void VellixTagParser::takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const {
-    char* const text = values.roomLeft();
-    auto length = static_cast<std::size_t>(copy.copyEnd() - text);
-    std::size_t escaped = length + copy.growth();
-    const int limit = values.order.map[attribute.id].maxLen;
-    if (limit >= 0 && length > static_cast<std::size_t>(limit)) {
-        length = static_cast<std::size_t>(limit);
-        escaped = static_cast<std::size_t>(escapedLength(text, length)); // the cut may go through a character
-    }
-    text[length] = '\0';
-    values.take(attribute.id, length, escaped);
 }
 
 // Stores any other value, of which only the end is known.
