@@ -10,7 +10,7 @@
 
 // A driver is a program that does one job and tells in one line what it cost:
 //     DRIVER JOB FILE ENTRIES [--full]
-//     entries=100000 checksum=85944171f73967e8 cpu_ns=51034112 bytes=25690112 peak_kb=412 allocations=0
+//     entries=100000 checksum=85944171f73967e8 cpu_ns=51034112 wall_ns=51210482 waits=0 bytes=25690112 peak_kb=412 ...
 namespace bench {
 
 struct Task {
@@ -45,6 +45,8 @@ private:
     unsigned long warmAllocations = 0;
     double allocationsPerEntry = 0;
     long long cpu = 0;  // nanoseconds of user and system time
+    long long wall = 0; // nanoseconds that passed
+    long waits = 0;     // for a lock, for another thread or for the disk
     long long peak = 0; // kilobytes
 };
 

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // The parts of the library by themselves. What is put in comes from the same catalog as the whole jobs.
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -16,6 +20,7 @@
 #include "EntrySetter.h"
 #include "vellix/VellixDoc.h"
 #include "vellix/VellixMMap.h"
+#include "vellix/VellixWalk.h"
 
 namespace {
 
@@ -67,6 +72,18 @@ void escape(State& state, const char* text) {
 }
 BENCHMARK_CAPTURE(escape, plain, kPlainPath);
 BENCHMARK_CAPTURE(escape, special, kSpecialPath);
+
+void escapeKnownLength(State& state, const char* text) {
+    const auto size = static_cast<int>(xmlLen(text)) + 1;
+    std::vector<char> buffer(static_cast<std::size_t>(size));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(xmlEncode(text, buffer.data(), size));
+        benchmark::ClobberMemory();
+    }
+    countBytes(state, std::strlen(text));
+}
+BENCHMARK_CAPTURE(escapeKnownLength, plain, kPlainPath);
+BENCHMARK_CAPTURE(escapeKnownLength, special, kSpecialPath);
 
 void decode(State& state, const char* text) {
     std::string escaped;
@@ -405,6 +422,41 @@ void heldLoad(State& state) {
     }
 }
 BENCHMARK(heldLoad)->Unit(benchmark::kMillisecond);
+
+// --- Walks ---
+
+// A text of some 25 MB, walked through in parts of a megabyte by so many threads.
+void walkInParts(State& state) {
+    constexpr std::size_t kPartLength = 1000000;
+    constexpr unsigned long kEntries = 100000;
+    std::string text;
+    VellixEntry entry;
+    for (unsigned long i = 0; i < kEntries; ++i) {
+        fill(entry, catalog()[i]);
+        entry.serialize(text);
+    }
+    const vellix::Walk whole = vellix::Walk::overText(text);
+    for (auto _ : state) {
+        std::atomic<std::size_t> next{0};
+        std::atomic<unsigned long> entries{0};
+        const auto work = [&] {
+            for (std::size_t begin = next.fetch_add(kPartLength); begin < text.size();
+                 begin = next.fetch_add(kPartLength)) {
+                vellix::Walk part = whole.part(begin, begin + kPartLength, VELLIX_DOC_FH);
+                unsigned long count = 0;
+                for (const VellixEntry& file : part.entries(VELLIX_DOC_FH)) count += file.isEmpty() ? 0 : 1;
+                entries += count;
+            }
+        };
+        std::vector<std::thread> threads;
+        for (std::int64_t i = 1; i < state.range(0); ++i) threads.emplace_back(work);
+        work();
+        for (std::thread& thread : threads) thread.join();
+        if (entries != kEntries) state.SkipWithError("entries are missing");
+    }
+    countBytes(state, text.size());
+}
+BENCHMARK(walkInParts)->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 } // namespace
 

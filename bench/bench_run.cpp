@@ -2,13 +2,13 @@
 // Runs the drivers that were built next to it, each as a process of its own and in turn for several rounds, checks that
 // all of them saw the same entries, and prints one table and what the library has to reach.
 //
-//     bench_run DIRECTORY ENTRIES ROUNDS [--full]
+//     bench_run DIRECTORY ENTRIES ROUNDS [--full] [--plot PLACE]
 //
-// The files go to DIRECTORY, which must have room for the largest of them twice. Exit status: 0 if everything agreed, 1 if
+// The files go to DIRECTORY, which must have room for the largest of them twice. With --plot, what pictures are drawn from
+// goes to PLACE: cost.dat and peak.dat. Exit status: 0 if everything agreed, 1 if
 // not, 2 for wrong arguments.
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -23,16 +23,14 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <sys/ptrace.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "Processes.h"
 
 namespace fs = std::filesystem;
+using namespace bench;
 
 namespace {
 
-enum class Kind { read, limit, write, writePaged };
+enum class Kind { read, limit, write, writePaged, held };
 
 struct Driver {
     const char* label;
@@ -41,6 +39,7 @@ struct Driver {
     Kind kind;
     bool full;
     bool always; // with `full`: also without --full on the command line
+    unsigned long threads = 1;
 };
 
 constexpr Driver kVellixRead = {"read, vellix", "vellix", "read", Kind::read, false, true};
@@ -48,15 +47,19 @@ constexpr Driver kVellixWrite = {"write, vellix", "vellix", "write", Kind::write
 
 constexpr Driver kDrivers[] = {
     kVellixRead,
+    {"read, vellix, by a walk", "vellix", "walk", Kind::read, false, true},
+    {"read, by hand", "hand", "read", Kind::read, false, true},
     {"read, pugixml in place", "pugixml", "read", Kind::read, false, true},
     {"read, expat", "expat", "read", Kind::read, false, true},
     {"read, xmlTextReader", "libxml2", "read", Kind::read, false, true},
     {"read --full, vellix", "vellix", "read", Kind::read, true, true},
+    {"read --full, by hand", "hand", "read", Kind::read, true, true},
     {"read --full, pugixml in place", "pugixml", "read", Kind::read, true, true},
     {"read --full, expat", "expat", "read", Kind::read, true, false},
     {"read --full, xmlTextReader", "libxml2", "read", Kind::read, true, false},
     {"limit, 64 KB views touched", "limits", "read", Kind::limit, false, true},
     kVellixWrite,
+    {"write, by hand", "hand", "write", Kind::writePaged, false, true},
     {"write, fprintf, fflush each", "stdio", "write-flush", Kind::write, false, true},
     {"write, fprintf", "stdio", "write", Kind::write, false, true},
     {"write, fprintf of a known form, fflush", "stdio", "write-known-flush", Kind::write, false, true},
@@ -65,14 +68,29 @@ constexpr Driver kDrivers[] = {
     {"limit, one write per record", "limits", "write", Kind::writePaged, false, true},
 };
 
+constexpr Driver kHeld[] = {
+    {"build from entries", "held", "build", Kind::held, false, true},
+    {"copy", "held", "copy", Kind::held, false, true},
+    {"load from a text", "held", "load", Kind::held, false, true},
+};
+
+constexpr Driver kAtOnce[] = {
+    {"1 reader", "vellix", "read-1", Kind::read, false, true, 1},
+    {"2 readers", "vellix", "read-2", Kind::read, false, true, 2},
+    {"4 readers", "vellix", "read-4", Kind::read, false, true, 4},
+};
+
 constexpr unsigned long kFewEntries = 10000;
 constexpr unsigned long kManyEntries = 1000000;
+constexpr unsigned long kPlottedEntries[] = {kFewEntries, 30000, 100000, 300000, kManyEntries};
 
 // What a driver told in its line.
 struct Figures {
     unsigned long entries = 0;
     std::string checksum, shortSum, fullSum;
-    double cpu = 0; // nanoseconds
+    double cpu = 0;  // nanoseconds
+    double wall = 0; // nanoseconds
+    double waits = 0;
     double bytes = 0;
     double peak = 0;        // kilobytes
     double allocations = 0; // per entry
@@ -93,83 +111,12 @@ struct Row {
     std::optional<double> systemCalls;
 };
 
-// --- Processes ---
+bool isBuilt(const Driver& driver) { return fs::exists(driverPath(driver.program)); }
 
-fs::path programPath(const char* program) {
-    return fs::read_symlink("/proc/self/exe").parent_path() / (std::string("bench_") + program);
-}
-
-bool isBuilt(const Driver& driver) { return fs::exists(programPath(driver.program)); }
-
-std::vector<std::string> commandOf(const char* program, const char* job, const fs::path& file, unsigned long entries,
-                                   bool full) {
-    std::vector<std::string> command = {programPath(program), job, file, std::to_string(entries)};
+Command commandOf(const char* program, const char* job, const fs::path& file, unsigned long entries, bool full) {
+    Command command = {driverPath(program), job, file, std::to_string(entries)};
     if (full) command.emplace_back("--full");
     return command;
-}
-
-std::string joined(const std::vector<std::string>& command) {
-    std::string text;
-    for (const std::string& word : command) text += (text.empty() ? "" : " ") + word;
-    return text;
-}
-
-[[noreturn]] void becomeProgram(const std::vector<std::string>& command, int output) {
-    std::vector<char*> words;
-    words.reserve(command.size() + 1);
-    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
-    words.push_back(nullptr);
-    dup2(output, STDOUT_FILENO);
-    execv(words[0], words.data());
-    _exit(127);
-}
-
-int waitFor(pid_t child) {
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) throw std::runtime_error("a driver was lost");
-    }
-    return status;
-}
-
-std::string outputOf(const std::vector<std::string>& command) {
-    int ends[2] = {};
-    if (pipe(ends) != 0) throw std::runtime_error("no pipe");
-    const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("no process");
-    if (child == 0) becomeProgram(command, ends[1]);
-    close(ends[1]);
-    std::string text;
-    char part[512];
-    for (ssize_t length = 0; (length = read(ends[0], part, sizeof part)) > 0;)
-        text.append(part, static_cast<std::size_t>(length));
-    close(ends[0]);
-    if (waitFor(child) != 0) throw std::runtime_error(joined(command) + " failed");
-    return text;
-}
-
-// Stops the child at each system call. Both its beginning and its end are such a stop.
-std::optional<double> systemCallsOf(const std::vector<std::string>& command) {
-    const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("no process");
-    if (child == 0) {
-        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(126);
-        becomeProgram(command, open("/dev/null", O_WRONLY | O_CLOEXEC));
-    }
-    int status = waitFor(child);
-    if (WIFEXITED(status)) return std::nullopt; // the system doesn't allow it
-    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    unsigned long stops = 0;
-    long signal = 0;
-    while (ptrace(PTRACE_SYSCALL, child, nullptr, signal) == 0) {
-        status = waitFor(child);
-        if (!WIFSTOPPED(status)) break;
-        const bool systemCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
-        stops += systemCall ? 1 : 0;
-        signal = systemCall ? 0 : WSTOPSIG(status);
-    }
-    if (status != 0) throw std::runtime_error(joined(command) + " failed while its system calls were counted");
-    return static_cast<double>(stops) / 2;
 }
 
 Figures parsed(const std::string& line) {
@@ -187,6 +134,8 @@ Figures parsed(const std::string& line) {
     figures.shortSum = words["short"];
     figures.fullSum = words["full"];
     figures.cpu = number("cpu_ns");
+    figures.wall = number("wall_ns");
+    figures.waits = number("waits");
     figures.bytes = number("bytes");
     figures.peak = number("peak_kb");
     figures.allocations = number("allocations");
@@ -221,6 +170,12 @@ void checkContent(const char* reader, const std::string& writer, const Sample& s
 
 // --- Measuring ---
 
+double medianOf(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
 class Bench {
 public:
     Bench(fs::path directory, unsigned long roundCount, bool withFull)
@@ -241,8 +196,11 @@ public:
         const fs::path file = fileOf(driver, sample);
         const Figures figures =
             parsed(outputOf(commandOf(driver.program, driver.job, file, sample.entries, driver.full)));
-        expect(figures.entries == sample.entries, driver.label, "the number of entries differs");
-        if (driver.kind == Kind::read) {
+        expect(figures.entries == sample.entries * driver.threads, driver.label, "the number of entries differs");
+        if (driver.kind == Kind::held) {
+            if (heldSum.empty()) heldSum = figures.checksum;
+            expect(figures.checksum == heldSum, driver.label, "the text differs");
+        } else if (driver.kind == Kind::read) {
             expect(figures.checksum == (driver.full ? sample.fullSum : sample.shortSum), driver.label,
                    "the checksum differs");
         } else if (driver.kind != Kind::limit) {
@@ -251,7 +209,7 @@ public:
         results[key(driver, sample)].push_back(figures);
     }
 
-    void measure(const std::vector<Sample>& samples, const std::vector<Driver>& drivers) {
+    template <class Drivers> void measure(const std::vector<Sample>& samples, const Drivers& drivers) {
         for (unsigned long round = 0; round < rounds; ++round) {
             for (const Sample& sample : samples) {
                 for (const Driver& driver : drivers) run(driver, sample, round == 0);
@@ -259,22 +217,33 @@ public:
         }
     }
 
+    double median(const Driver& driver, const Sample& sample, double Figures::*field) const {
+        std::vector<double> values;
+        for (const Figures& figures : results.at(key(driver, sample))) values.push_back(figures.*field);
+        return medianOf(std::move(values));
+    }
+
     Row row(const Driver& driver, const Sample& sample) const {
-        const std::vector<Figures>& all = results.at(key(driver, sample));
-        const auto median = [&](double Figures::*field) {
-            std::vector<double> values;
-            values.reserve(all.size());
-            for (const Figures& figures : all) values.push_back(figures.*field);
-            std::sort(values.begin(), values.end());
-            const std::size_t middle = values.size() / 2;
-            return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-        };
+        const double cpu = median(driver, sample, &Figures::cpu);
         Row row;
-        row.cpuPerEntry = median(&Figures::cpu) / static_cast<double>(sample.entries);
-        row.speed = median(&Figures::bytes) * 1000 / median(&Figures::cpu);
-        row.peak = median(&Figures::peak) / 1024;
-        row.allocations = median(&Figures::allocations);
+        row.cpuPerEntry = cpu / static_cast<double>(sample.entries * driver.threads);
+        row.speed = median(driver, sample, &Figures::bytes) * 1000 / cpu;
+        row.peak = median(driver, sample, &Figures::peak) / 1024;
+        row.allocations = median(driver, sample, &Figures::allocations);
         return row;
+    }
+
+    // One driver's figure in parts of another's, the median of all rounds: what slows a machine down for a while slows
+    // both. Nothing if the other was not there.
+    std::optional<double> ratio(const char* mine, const char* theirs, const Sample& sample,
+                                double Figures::*field = &Figures::cpu) const {
+        const auto other = results.find(key(theirs, sample));
+        if (other == results.end()) return std::nullopt;
+        const std::vector<Figures>& own = results.at(key(mine, sample));
+        std::vector<double> ratios;
+        for (std::size_t round = 0; round < own.size(); ++round)
+            ratios.push_back(own[round].*field / other->second[round].*field);
+        return medianOf(std::move(ratios));
     }
 
     std::optional<double> systemCallsPerEntry(const Driver& driver, const Sample& sample) const {
@@ -285,25 +254,27 @@ public:
     }
 
 private:
-    static std::string key(const Driver& driver, const Sample& sample) {
-        return driver.label + ('/' + std::to_string(sample.entries));
+    static std::string key(const char* label, const Sample& sample) {
+        return label + ('/' + std::to_string(sample.entries));
     }
+    static std::string key(const Driver& driver, const Sample& sample) { return key(driver.label, sample); }
 
     fs::path fileOf(const Driver& driver, const Sample& sample) const {
-        const bool reads = driver.kind == Kind::read || driver.kind == Kind::limit;
-        return reads ? sample.file : scratch / "written.xml";
+        const bool writes = driver.kind == Kind::write || driver.kind == Kind::writePaged;
+        return writes ? scratch / "written.xml" : sample.file;
     }
 
     static void checkWritten(const Driver& driver, const Sample& sample, const fs::path& file, bool firstRound) {
         if (driver.kind == Kind::writePaged) expect(sameBytes(file, sample.file), driver.label, "the file differs");
         if (driver.kind != Kind::writePaged || firstRound) checkContent("vellix", driver.label, sample, file);
-        if (firstRound && fs::exists(programPath("expat"))) checkContent("expat", driver.label, sample, file);
+        if (firstRound && fs::exists(driverPath("expat"))) checkContent("expat", driver.label, sample, file);
     }
 
     fs::path scratch;
     unsigned long rounds;
     bool full;
     std::map<std::string, std::vector<Figures>> results;
+    std::string heldSum; // of the text of a held document
 };
 
 // --- Printing ---
@@ -379,7 +350,7 @@ struct Growth {
 Growth measureGrowth(Bench& bench) {
     const Sample few = bench.make(kFewEntries);
     const Sample many = bench.make(kManyEntries);
-    bench.measure({few, many}, {kVellixRead, kVellixWrite});
+    bench.measure({few, many}, std::vector<Driver>{kVellixRead, kVellixWrite});
     Growth growth;
     const auto grown = [&](const Driver& driver) {
         const Row small = bench.row(driver, few);
@@ -394,51 +365,141 @@ Growth measureGrowth(Bench& bench) {
     return growth;
 }
 
-void printTargets(Rows rows, const Growth& growth) {
-    const auto ratio = [&](const char* mine, const char* theirs) -> std::optional<double> {
-        if (rows.count(theirs) == 0) return std::nullopt;
-        return rows[mine].cpuPerEntry / rows[theirs].cpuPerEntry;
-    };
+void measureHeld(Bench& bench, const Sample& sample) {
+    bench.measure({sample}, kHeld);
+    std::printf("\n%-34s %12s %12s %10s\n", "held document", "CPU ns/entry", "bytes/entry", "allocs");
+    for (const Driver& driver : kHeld) {
+        const Row row = bench.row(driver, sample);
+        const double bytes = row.peak * 1024 * 1024 / static_cast<double>(sample.entries);
+        std::printf("%-34s %12.0f %12.0f %10.3f\n", driver.label, row.cpuPerEntry, bytes, row.allocations);
+    }
+}
+
+// Each thread reads the whole file, so so many of them read so many times as much.
+void measureAtOnce(Bench& bench, const Sample& sample) {
+    bench.measure({sample}, kAtOnce);
+    std::printf("\n%-34s %12s %12s %10s\n", "read, vellix, at once", "CPU ns/entry", "times one", "waits");
+    for (const Driver& driver : kAtOnce) {
+        const auto longer = bench.ratio(driver.label, kAtOnce[0].label, sample, &Figures::wall);
+        std::printf("%-34s %12.0f %12.2f %10.0f\n", driver.label, bench.row(driver, sample).cpuPerEntry,
+                    static_cast<double>(driver.threads) / *longer, bench.median(driver, sample, &Figures::waits));
+    }
+}
+
+void printTargets(const Bench& bench, const Sample& sample, Rows rows, const Growth& growth) {
+    const auto ratio = [&](const char* mine, const char* theirs) { return bench.ratio(mine, theirs, sample); };
     const Row read = rows[kVellixRead.label];
     const Row write = rows[kVellixWrite.label];
+    const char* const fullRead = "read --full, vellix";
     const Target targets[] = {
-        {"read against pugixml in place", ratio("read, vellix", "read, pugixml in place"), 0.65, 0.5},
-        {"read against expat", ratio("read, vellix", "read, expat"), 0.25, 0.19},
-        {"read --full against pugixml in place", ratio("read --full, vellix", "read --full, pugixml in place"), 0.75,
-         0.6},
-        {"write against fprintf with fflush each", ratio("write, vellix", "write, fprintf, fflush each"), 0.67, 0.58},
-        {"write against one write per ready record", ratio("write, vellix", "limit, one write per record"), 2.4, 2.0},
+        {"read against pugixml in place", ratio(kVellixRead.label, "read, pugixml in place"), 0.45, 0.36},
+        {"read --full against pugixml in place", ratio(fullRead, "read --full, pugixml in place"), 0.55, 0.45},
+        {"read against expat", ratio(kVellixRead.label, "read, expat"), 0.16, 0.13},
+        {"read against the same by hand", ratio(kVellixRead.label, "read, by hand"), 1.35, 1.1},
+        {"write against the same by hand", ratio(kVellixWrite.label, "write, by hand"), 1.2, 1.08},
+        {"write against one write per ready record", ratio(kVellixWrite.label, "limit, one write per record"), 2, 1.8},
+        {"write against fprintf with fflush each", ratio(kVellixWrite.label, "write, fprintf, fflush each"), 0.55, 0.5},
         {"allocations per entry", std::max(read.allocations, write.allocations), 0, 0},
-        {"peak MB, 10,000 to 1,000,000 entries", std::max({read.peak, write.peak, growth.peak}), 0.6, 0.3},
+        {"peak MB, 10,000 to 1,000,000 entries", std::max({read.peak, write.peak, growth.peak}), 0.5, 0.3},
         {"growth of CPU per entry in between, read", growth.read, 0.1, 0, true},
         {"growth of CPU per entry in between, write", growth.write, 0.1, 0, true},
     };
-    std::printf("\n%-44s %8s %10s %8s\n", "ratio of medians", "measured", "must reach", "aim");
+    std::printf("\n%-44s %8s %10s %8s\n", "median ratio of the rounds", "measured", "must reach", "aim");
     for (const Target& target : targets) printTarget(target);
 }
 
-void benchAll(const fs::path& directory, unsigned long entries, unsigned long rounds, bool full) {
-    Bench bench(directory, rounds, full);
-    const Sample sample = bench.make(entries);
+// --- Data of pictures ---
+
+// A line for each bar: its place from above, its name, its length and its colour. Reading and writing stand apart.
+void plotCost(const fs::path& file, const Rows& rows) {
+    std::ofstream out(file);
+    int place = 0;
+    for (const Driver& driver : kDrivers) {
+        const auto row = rows.find(driver.label);
+        if (row == rows.end()) continue;
+        if (driver.job == kVellixWrite.job && driver.program == kVellixWrite.program) ++place;
+        const std::string program = driver.program;
+        const int colour = program == "vellix" ? 1 : program == "hand" ? 2 : program == "limits" ? 3 : 4;
+        out << place++ << '\t' << driver.label << '\t' << std::lround(row->second.cpuPerEntry) << '\t' << colour
+            << '\n';
+    }
+    expect(out.flush().good(), file, "can't be written");
+}
+
+// A line for each number of entries, a column for each reader.
+void plotPeak(const fs::path& file, const fs::path& scratch) {
+    Bench bench(scratch, 3, false);
+    std::vector<Driver> readers;
+    for (const Driver& driver : kDrivers) {
+        if (driver.kind == Kind::read && !driver.full && isBuilt(driver)) readers.push_back(driver);
+    }
+    std::ofstream out(file);
+    out << "entries";
+    for (const Driver& driver : readers) out << '\t' << driver.label;
+    for (const unsigned long entries : kPlottedEntries) {
+        const Sample sample = bench.make(entries);
+        bench.measure({sample}, readers);
+        out << '\n' << entries;
+        for (const Driver& driver : readers) out << '\t' << bench.row(driver, sample).peak;
+        fs::remove(sample.file);
+    }
+    out << '\n';
+    expect(out.flush().good(), file, "can't be written");
+}
+
+struct Options {
+    fs::path directory;
+    unsigned long entries = 0;
+    unsigned long rounds = 0;
+    bool full = false;
+    fs::path plot; // empty for none
+};
+
+void benchAll(const Options& options) {
+    Bench bench(options.directory, options.rounds, options.full);
+    const Sample sample = bench.make(options.entries);
     const double megabytes = static_cast<double>(fs::file_size(sample.file)) / 1e6;
-    std::printf("%lu entries, %.1f MB, medians of %lu round(s)\n", entries, megabytes, rounds);
+    std::printf("%lu entries, %.1f MB, medians of %lu round(s)\n", options.entries, megabytes, options.rounds);
     const Rows rows = compareDrivers(bench, sample);
-    printTargets(rows, measureGrowth(bench));
+    const Growth growth = measureGrowth(bench);
+    measureHeld(bench, sample);
+    measureAtOnce(bench, sample);
+    printTargets(bench, sample, rows, growth);
+    if (options.plot.empty()) return;
+    plotCost(options.plot / "cost.dat", rows);
+    plotPeak(options.plot / "peak.dat", options.directory);
+}
+
+// Without entries or rounds the options are wrong.
+Options optionsOf(const std::vector<std::string>& words) {
+    Options options;
+    for (std::size_t i = 3; i < words.size(); ++i) {
+        if (words[i] == "--full") {
+            options.full = true;
+        } else if (words[i] == "--plot" && i + 1 < words.size()) {
+            options.plot = words[++i];
+        } else {
+            return {};
+        }
+    }
+    if (words.size() < 3) return {};
+    options.directory = words[0];
+    options.entries = std::strtoul(words[1].c_str(), nullptr, 10);
+    options.rounds = std::strtoul(words[2].c_str(), nullptr, 10);
+    return options;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    const bool full = argc == 5 && std::strcmp(argv[4], "--full") == 0;
-    const unsigned long entries = argc >= 4 ? std::strtoul(argv[2], nullptr, 10) : 0;
-    const unsigned long rounds = argc >= 4 ? std::strtoul(argv[3], nullptr, 10) : 0;
     std::setvbuf(stdout, nullptr, _IOLBF, 0); // a row at a time, and nothing of it twice through a fork
-    if (entries == 0 || rounds == 0 || (argc == 5 && !full) || argc > 5) {
-        std::fprintf(stderr, "usage: %s DIRECTORY ENTRIES ROUNDS [--full]\n", argv[0]);
-        return 2;
-    }
     try {
-        benchAll(argv[1], entries, rounds, full);
+        const Options options = optionsOf({argv + 1, argv + argc});
+        if (options.entries == 0 || options.rounds == 0) {
+            std::fprintf(stderr, "usage: %s DIRECTORY ENTRIES ROUNDS [--full] [--plot PLACE]\n", argv[0]);
+            return 2;
+        }
+        benchAll(options);
         return 0;
     } catch (const std::exception& error) {
         std::fflush(stdout);

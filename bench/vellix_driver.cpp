@@ -2,12 +2,16 @@
 // Our own library. `make` writes the file without measuring and tells the checksums that every reader must find in it.
 
 #include <cstdio>
+#include <future>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "Catalog.h"
 #include "Driver.h"
 #include "EntrySetter.h"
 #include "vellix/VellixReader.h"
+#include "vellix/VellixWalk.h"
 #include "vellix/VellixWriter.h"
 
 using namespace bench;
@@ -22,7 +26,7 @@ constexpr unsigned short kModified = 13;
 std::wstring widened(const char* path) { return std::wstring(path, path + std::char_traits<char>::length(path)); }
 
 void addText(const VellixEntry& entry, unsigned short id, Checksum& sum) {
-    const std::string& text = entry.getAttributeStr(id);
+    const std::string_view text = entry.getAttributeView(id);
     sum.add(text.data(), text.size());
 }
 
@@ -41,27 +45,78 @@ void foldFull(const VellixEntry& entry, Checksum& sum) {
     }
 }
 
+template <class Visit> void visitEntries(const char* file, Visit visit) {
+    VellixReader reader;
+    VellixDoc image(VELLIX_DOC_DOC);
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixEntry entry;
+    require(reader.load(widened(file).c_str()) && reader.getFirstDoc(image) && image.getFirstChildDoc(files),
+            "the file can't be read");
+    while (files.getNextEntry(entry)) visit(entry);
+}
+
 template <class Fold> std::uint64_t readWith(const Task& task, Meter& meter, Fold fold) {
     Checksum sum;
     meter.start();
-    {
-        VellixReader reader;
-        VellixDoc image(VELLIX_DOC_DOC);
-        VellixDoc files(VELLIX_DOC_FH);
-        VellixEntry entry;
-        require(reader.load(widened(task.file).c_str()) && reader.getFirstDoc(image) && image.getFirstChildDoc(files),
-                "the file can't be read");
-        while (files.getNextEntry(entry)) {
-            fold(entry, sum);
-            meter.entry();
-        }
-    }
+    visitEntries(task.file, [&](const VellixEntry& entry) {
+        fold(entry, sum);
+        meter.entry();
+    });
     meter.stop();
     return sum.value();
 }
 
 std::uint64_t readFile(const Task& task, Meter& meter) {
     return task.full ? readWith(task, meter, foldFull) : readWith(task, meter, foldShort);
+}
+
+struct Found {
+    unsigned long entries = 0;
+    Checksum sum;
+};
+
+Found readAlone(const char* file) {
+    Found found;
+    visitEntries(file, [&](const VellixEntry& entry) {
+        foldShort(entry, found.sum);
+        ++found.entries;
+    });
+    return found;
+}
+
+// The same file by so many threads at once, each with a reader of its own. Counts the entries of all of them.
+template <int threads> std::uint64_t readAtOnce(const Task& task, Meter& meter) {
+    meter.start();
+    std::vector<std::future<Found>> readers;
+    for (int i = 0; i < threads; ++i) readers.push_back(std::async(std::launch::async, readAlone, task.file));
+    std::vector<Found> all;
+    for (auto& reader : readers) all.push_back(reader.get());
+    for (const Found& found : all) {
+        require(found.sum.value() == all[0].sum.value(), "two readers found different things");
+        for (unsigned long i = 0; i < found.entries; ++i) meter.entry();
+    }
+    meter.stop();
+    return all[0].sum.value();
+}
+
+// The same with a walk, which finds the entries in a file of any shape.
+template <class Fold> std::uint64_t walkWith(const Task& task, Meter& meter, Fold fold) {
+    Checksum sum;
+    meter.start();
+    {
+        vellix::Walk walk(task.file);
+        for (const VellixEntry& entry : walk.entries(VELLIX_DOC_FH)) {
+            fold(entry, sum);
+            meter.entry();
+        }
+        require(static_cast<bool>(walk), "the file can't be read");
+    }
+    meter.stop();
+    return sum.value();
+}
+
+std::uint64_t walkFile(const Task& task, Meter& meter) {
+    return task.full ? walkWith(task, meter, foldFull) : walkWith(task, meter, foldShort);
 }
 
 void writeEntries(const Catalog& catalog, const Task& task, Meter& meter) {
@@ -105,5 +160,12 @@ std::uint64_t makeFile(const Task& task, Meter& meter) {
 } // namespace
 
 int main(int argc, char** argv) {
-    return driverMain(argc, argv, {{"read", readFile}, {"write", writeFile}, {"make", makeFile}});
+    return driverMain(argc, argv,
+                      {{"read", readFile},
+                       {"read-1", readAtOnce<1>},
+                       {"read-2", readAtOnce<2>},
+                       {"read-4", readAtOnce<4>},
+                       {"walk", walkFile},
+                       {"write", writeFile},
+                       {"make", makeFile}});
 }

@@ -1,57 +1,75 @@
 # SPDX-License-Identifier: Apache-2.0
-# What `cmake --install` puts in place: the library, the public headers, a CMake package, a pkg-config file, the documents.
-# All of it may be moved afterwards. `cpack` makes a Debian package of the same.
+# What `cmake --install` puts in place: the library, the public headers, a CMake package, pkg-config files, and at top level
+# the documents. All of it may be moved afterwards, and a shared and a static build may be installed into one prefix.
 
 include(CMakePackageConfigHelpers)
 
-set(vellix_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/vellix")
-set(vellix_pkgconfig_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+# vellix_install(SUFFIX LIBDIR DOCDIR RUNTIME DEVELOPMENT [EXCLUDE_FROM_ALL]): one set of rules. Its directories are relative
+# to the prefix or absolute, and its components have the names given. SUFFIX tells the sets apart.
+function(vellix_install suffix libdir docdir runtime development)
+  set(package_dir "${libdir}/cmake/vellix")
+  set(made "${PROJECT_BINARY_DIR}/install${suffix}")
+  set(target_file vellix_${vellix_kind}_targets)
 
-install(TARGETS vellix EXPORT vellixTargets FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-install(EXPORT vellixTargets NAMESPACE vellix:: DESTINATION "${vellix_package_dir}")
+  install(TARGETS vellix EXPORT ${target_file}${suffix}
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT ${runtime} ${ARGN}
+    LIBRARY DESTINATION "${libdir}" COMPONENT ${runtime} NAMELINK_COMPONENT ${development} ${ARGN}
+    ARCHIVE DESTINATION "${libdir}" COMPONENT ${development} ${ARGN}
+    INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+  install(FILES ${vellix_header_files}
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/vellix" COMPONENT ${development} ${ARGN})
 
-configure_package_config_file(
-  "${PROJECT_SOURCE_DIR}/cmake/vellixConfig.cmake.in" "${PROJECT_BINARY_DIR}/vellixConfig.cmake"
-  INSTALL_DESTINATION "${vellix_package_dir}"
-  NO_SET_AND_CHECK_MACRO)
-write_basic_package_version_file("${PROJECT_BINARY_DIR}/vellixConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
-install(FILES "${PROJECT_BINARY_DIR}/vellixConfig.cmake" "${PROJECT_BINARY_DIR}/vellixConfigVersion.cmake"
-  DESTINATION "${vellix_package_dir}")
+  install(EXPORT ${target_file}${suffix} NAMESPACE vellix:: FILE ${target_file}.cmake
+    DESTINATION "${package_dir}" COMPONENT ${development} ${ARGN})
+  configure_package_config_file(
+    "${PROJECT_SOURCE_DIR}/cmake/vellixConfig.cmake.in" "${made}/vellixConfig.cmake"
+    INSTALL_DESTINATION "${package_dir}"
+    NO_SET_AND_CHECK_MACRO)
+  write_basic_package_version_file("${made}/vellixConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+  install(FILES "${made}/vellixConfig.cmake" "${made}/vellixConfigVersion.cmake"
+    DESTINATION "${package_dir}" COMPONENT ${development} ${ARGN})
 
-# The pkg-config file names its own directory instead of the prefix, so it moves along with the rest.
-file(RELATIVE_PATH vellix_pc_to_prefix
-  "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
-string(REGEX REPLACE "/$" "" vellix_pc_to_prefix "${vellix_pc_to_prefix}")
-cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE vellix_pc_includedir)
-cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE vellix_pc_libdir)
-set(vellix_pc_cflags "")
-set(vellix_pc_private "${CMAKE_THREAD_LIBS_INIT}")
-if(NOT VELLIX_SHARED)
-  set(vellix_pc_cflags " -DVELLIX_STATIC")
-endif()
-configure_file("${PROJECT_SOURCE_DIR}/cmake/vellix.pc.in" "${PROJECT_BINARY_DIR}/vellix.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/vellix.pc" DESTINATION "${vellix_pkgconfig_dir}")
+  # These files name their own directory instead of the prefix, so they move along with the rest. vellix.pc is the same for
+  # either kind of library: the linker takes the shared one where both are there, as the CMake package does.
+  cmake_path(ABSOLUTE_PATH libdir BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" OUTPUT_VARIABLE from)
+  file(RELATIVE_PATH to_prefix "${from}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+  string(REGEX REPLACE "/$" "" to_prefix "${to_prefix}")
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE pc_includedir)
+  cmake_path(ABSOLUTE_PATH libdir BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE pc_libdir)
+  set(pc_files vellix.pc)
+  if(NOT VELLIX_SHARED)
+    list(APPEND pc_files vellix-static.pc)
+  endif()
+  foreach(file IN LISTS pc_files)
+    configure_file("${PROJECT_SOURCE_DIR}/cmake/${file}.in" "${made}/${file}" @ONLY)
+    install(FILES "${made}/${file}" DESTINATION "${libdir}/pkgconfig" COMPONENT ${development} ${ARGN})
+  endforeach()
 
-install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md")
+  if(PROJECT_IS_TOP_LEVEL)
+    vellix_install_documents("${docdir}" ${development} ${ARGN})
+  endif()
+endfunction()
 
-# One package for those who run and those who build programs. Its version is the project's.
+# What a document tells only those who have the sources stands between two comments, and isn't installed.
+function(vellix_install_documents docdir component)
+  file(GLOB documents RELATIVE "${PROJECT_SOURCE_DIR}" CONFIGURE_DEPENDS docs/*.md)
+  list(REMOVE_ITEM documents docs/architecture.md docs/performance.md) # for those who work on it
+  foreach(document IN LISTS documents ITEMS README.md CHANGELOG.md SECURITY.md)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${document}")
+    file(READ "${PROJECT_SOURCE_DIR}/${document}" text)
+    string(REGEX REPLACE "\n<!-- sources -->\n[^<]*(<[^!][^<]*)*<!-- end -->\n" "" text "${text}")
+    file(CONFIGURE OUTPUT "documents/${document}" CONTENT "${text}" @ONLY)
+    cmake_path(GET document PARENT_PATH folder)
+    install(FILES "${PROJECT_BINARY_DIR}/documents/${document}" DESTINATION "${docdir}/${folder}"
+      COMPONENT ${component} ${ARGN})
+  endforeach()
+  install(DIRECTORY docs/pictures DESTINATION "${docdir}/docs" COMPONENT ${component} ${ARGN} FILES_MATCHING PATTERN "*.svg")
+  install(FILES LICENSE DESTINATION "${docdir}" COMPONENT ${component} ${ARGN})
+  install(DIRECTORY examples DESTINATION "${docdir}" COMPONENT ${component} ${ARGN} FILES_MATCHING PATTERN "*.cpp")
+  install(DIRECTORY "${PROJECT_BINARY_DIR}/docs/html" DESTINATION "${docdir}" COMPONENT ${component} ${ARGN} OPTIONAL)
+endfunction()
+
+vellix_install("" "${CMAKE_INSTALL_LIBDIR}" "${CMAKE_INSTALL_DOCDIR}" vellix_runtime vellix_development)
 if(PROJECT_IS_TOP_LEVEL)
-  set(CPACK_GENERATOR DEB)
-  set(CPACK_PACKAGE_VENDOR "vellix developers")
-  set(CPACK_PACKAGE_CONTACT "vellix developers")
-  set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
-  set(CPACK_PACKAGE_DESCRIPTION "A C++17 library for the catalog documents of a backup system.
-Library, headers, CMake package, pkg-config file and documents.")
-  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-  set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-  set(CPACK_STRIP_FILES ON)
-  set(CPACK_DEBIAN_PACKAGE_NAME libvellix)
-  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-  set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON) # needs dpkg-shlibdeps
-  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-  include(CPack)
+  include(VellixPackage)
 endif()

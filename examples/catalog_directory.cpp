@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
@@ -27,6 +28,7 @@
 #include <unistd.h>
 
 #include "vellix/CatImageCmdXmlFileHelper.h"
+#include "vellix/VellixPath.h"
 
 namespace fs = std::filesystem;
 
@@ -148,39 +150,53 @@ private:
     std::unique_ptr<std::FILE, Close> file;
 };
 
-// The length of the UTF-8 unit that `lead` begins, 0 if none begins with it.
-std::size_t unitLength(unsigned char lead) {
-    if (lead < 0x80) return 1;
-    if (lead < 0xC2 || lead > 0xF4) return 0;
-    return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-}
+struct Character {
+    unsigned long code = 0;
+    std::size_t length = 0; // in bytes, 0 for what is no UTF-8
+};
 
-// How many bytes at `position` make a character that a terminal may have; 0 for a control character, for the backslash,
-// and for what is no UTF-8.
-std::size_t printableLength(const std::string& text, std::size_t position) {
+// The character at `position`, in its only valid form.
+Character characterAt(const std::string& text, std::size_t position) {
+    constexpr unsigned long kLeast[] = {0, 0, 0x80, 0x800, 0x10000}; // what needs that many bytes
     const auto byteAt = [&](std::size_t index) { return static_cast<unsigned char>(text[index]); };
     const unsigned char lead = byteAt(position);
-    const std::size_t length = unitLength(lead);
-    if (length > text.size() - position) return 0;
-    for (std::size_t i = position + 1; i < position + length; ++i)
-        if (byteAt(i) < 0x80 || byteAt(i) > 0xBF) return 0;
-    const bool asciiControl = lead < 0x20 || lead == 0x7F;
-    const bool latinControl = lead == 0xC2 && byteAt(position + 1) < 0xA0; // U+0080 to U+009F
-    return asciiControl || latinControl || lead == '\\' ? 0 : length;
+    if (lead < 0x80) return {lead, 1};
+    const std::size_t length = lead < 0xC0 || lead > 0xF4 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    if (length == 0 || length > text.size() - position) return {};
+    unsigned long code = lead & (0xFFU >> (length + 1));
+    for (std::size_t i = position + 1; i < position + length; ++i) {
+        if ((byteAt(i) & 0xC0U) != 0x80) return {};
+        code = code << 6 | (byteAt(i) & 0x3FU);
+    }
+    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+    return code < kLeast[length] || code > 0x10FFFF || surrogate ? Character{} : Character{code, length};
 }
 
-// The text with each byte that can't be shown, and each backslash, as \xNN.
+// What acts on the terminal or on the text around it instead of being seen: control characters, ends of lines and
+// paragraphs, marks that change the direction of writing. The backslash too, since it begins an escape here.
+bool isHidden(unsigned long code) {
+    constexpr std::pair<unsigned long, unsigned long> kRanges[] = {{0x00, 0x1F},     {'\\', '\\'},     {0x7F, 0x9F},
+                                                                   {0x061C, 0x061C}, {0x200E, 0x200F}, {0x2028, 0x202E},
+                                                                   {0x2066, 0x2069}};
+    return std::any_of(std::begin(kRanges), std::end(kRanges),
+                       [&](const auto& range) { return code >= range.first && code <= range.second; });
+}
+
+// The text as a terminal may have it: each byte of a hidden character, and each that is no UTF-8, as \xNN.
 std::string shown(const std::string& text) {
     std::string out;
     for (std::size_t position = 0; position < text.size();) {
-        const std::size_t length = printableLength(text, position);
-        if (length == 0) {
+        const Character character = characterAt(text, position);
+        const std::size_t end = position + std::max<std::size_t>(character.length, 1);
+        if (character.length != 0 && !isHidden(character.code)) {
+            out.append(text, position, character.length);
+            position = end;
+        }
+        for (; position < end; ++position) {
             std::array<char, 8> escape{};
             std::snprintf(escape.data(), escape.size(), "\\x%02X", static_cast<unsigned char>(text[position]));
             out += escape.data();
         }
-        out.append(text, position, length);
-        position += std::max<std::size_t>(length, 1);
     }
     return out;
 }
@@ -198,10 +214,10 @@ const std::string& ownerName(uid_t user) {
     return place->second;
 }
 
-// Looks at one entry, at a link itself and not at its target. False if that can't be done.
-bool look(const fs::path& path, FileFacts& facts) {
+// Looks at one entry, at a link itself and not at its target.
+std::error_code look(const fs::path& path, FileFacts& facts) {
     struct stat status = {};
-    if (lstat(path.c_str(), &status) != 0) return false;
+    if (lstat(path.c_str(), &status) != 0) return {errno, std::generic_category()};
     facts.name = path.filename().native();
     facts.path = path.parent_path().native();
     facts.owner = ownerName(status.st_uid);
@@ -211,8 +227,38 @@ bool look(const fs::path& path, FileFacts& facts) {
     facts.modified = status.st_mtime;
     facts.inode = static_cast<__int64>(status.st_ino);
     facts.mode = status.st_mode;
-    return true;
+    return {};
 }
+
+// Why something is not in the catalog.
+class Misses {
+public:
+    void add(std::error_code error) {
+        const auto kind = std::find_if(std::begin(kKinds), std::end(kKinds) - 1,
+                                       [&](const Kind& each) { return error == each.first || error == each.second; });
+        ++counts[static_cast<std::size_t>(kind - std::begin(kKinds))];
+    }
+
+    void print() const {
+        for (std::size_t i = 0; i < counts.size(); ++i)
+            if (counts[i] > 0) std::printf("\nnot in the catalog: %lu %s", counts[i], kKinds[i].meaning);
+        if (counts != Counts{}) std::puts("");
+    }
+
+private:
+    struct Kind {
+        std::errc first, second;
+        const char* meaning;
+    };
+    static constexpr Kind kKinds[] = {
+        {std::errc::no_such_file_or_directory, std::errc::not_a_directory, "that vanished while the tree was walked"},
+        {std::errc::permission_denied, std::errc::operation_not_permitted, "that may not be read"},
+        {std::errc::filename_too_long, std::errc::filename_too_long, "whose paths are too long for the system"},
+        {std::errc{}, std::errc{}, "that could not be read"}}; // all others
+
+    using Counts = std::array<unsigned long, std::size(kKinds)>;
+    Counts counts{};
+};
 
 // Stores a number. One outside the range of its attribute, such as a time before 1970, is refused there; it goes in by the
 // attribute's tag, which takes any text, and the 64-bit getter reads it back all the same. True if it took that road.
@@ -227,7 +273,7 @@ bool storedAsText(VellixEntry& command, unsigned short id, __int64 value) {
 class Cataloger {
 public:
     Cataloger(const fs::path& path, Notebook& pages) : notebook(pages) {
-        if (!out.create(path.wstring().c_str())) throw std::runtime_error("can't write " + shown(path.native()));
+        if (!out.create(vellix::widePath(path).c_str())) throw std::runtime_error("can't write " + path.native());
         out.setImageId(kImageId);
     }
 
@@ -243,8 +289,8 @@ public:
             for (fs::directory_iterator place(directory, error), end; !error && place != end; place.increment(error))
                 if (add(place->path())) waiting.push_back(place->path());
             if (error && entries == 0 && waiting.empty())
-                throw std::runtime_error("can't list " + shown(directory.native()) + ": " + error.message());
-            unreadable += error ? 1 : 0;
+                throw std::runtime_error("can't list " + directory.native() + ": " + error.message());
+            if (error) misses.add(error);
         }
         library.start();
         out.close();
@@ -255,7 +301,7 @@ public:
     }
 
     unsigned long entries = 0;
-    unsigned long unreadable = 0;   // what vanished or may not be looked at, and directories that may not be listed
+    Misses misses;                  // entries that can't be looked at, and directories that can't be listed
     unsigned long outsideRange = 0; // numbers that their attributes don't admit
     double walkSeconds = 0;         // without the library's part
     Stopwatch library;
@@ -263,8 +309,8 @@ public:
 private:
     // Writes the command of one entry. True for a directory.
     bool add(const fs::path& path) {
-        if (!look(path, facts)) {
-            ++unreadable;
+        if (const std::error_code error = look(path, facts)) {
+            misses.add(error);
             return false;
         }
         notebook.write(facts);
@@ -313,7 +359,7 @@ public:
 
     void check(const fs::path& path, unsigned long entries) {
         library.start();
-        const bool loaded = in.load(path.wstring().c_str());
+        const bool loaded = in.load(vellix::widePath(path).c_str());
         library.stop();
         if (loaded != (entries > 0)) // a file without commands can't be loaded
             differs("the file", "readable", loaded ? "yes" : "no");
@@ -390,9 +436,7 @@ private:
 
 void printNotes(const Cataloger& cataloger) {
     if (cataloger.entries > kRowsShown) std::printf("... and %lu more\n", cataloger.entries - kRowsShown);
-    if (cataloger.unreadable > 0)
-        std::printf("\nnot in the catalog: %lu files or directories that vanished or may not be read\n",
-                    cataloger.unreadable);
+    cataloger.misses.print();
     if (cataloger.outsideRange > 0)
         std::printf("\nstored as text: %lu numbers outside the range of their attributes\n", cataloger.outsideRange);
 }
@@ -432,7 +476,7 @@ int main(int argumentCount, char** arguments) {
     try {
         return catalogAndCheck(arguments[1], arguments[2]) ? 0 : 1;
     } catch (const std::exception& problem) {
-        std::fprintf(stderr, "catalog_directory: %s\n", problem.what());
+        std::fprintf(stderr, "catalog_directory: %s\n", shown(problem.what()).c_str());
     } catch (VELLIX_ERROR code) {
         std::fprintf(stderr, "catalog_directory: error %d\n", static_cast<int>(code));
     }

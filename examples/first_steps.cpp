@@ -1,31 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 // Writes a catalog file with two entries and reads it back.
-#include <cstdio>
+#include <iostream>
 
 #include "vellix/CatImageCmdXmlFileHelper.h"
+#include "vellix/VellixAttributes.h"
+#include "vellix/VellixWalk.h"
 
 int main() {
-    constexpr unsigned short kName = 6; // attribute NM, a text
-    constexpr unsigned short kSize = 9; // attribute SZ, a number of 64 bits
-
     CatImageCmdXmlFileHelper out;
     if (!out.create(L"first_steps.xml")) return 1;
     out.setImageId("42");
     VellixEntry file(VELLIX_DOC_FH);
     for (const char* name : {"a.txt", "b & c.txt"}) {
-        file.addAttribute(kName, name);
-        file.addAttribute(kSize, 1234, false);
+        vellix::set(file, vellix::fh::NM, name);
+        vellix::set(file, vellix::fh::SZ, 1234);
         if (!out.addImageCmd(file)) return 1;
     }
     out.close();
 
-    CatImageCmdXmlFileHelper in;
-    if (!in.load(L"first_steps.xml")) return 1;
-    std::printf("image %s\n", in.getImageId());
-    while (in.getNextImageCmd(file)) {
-        __int64 size = 0;
-        file.getAttribute(kSize, size);
-        std::printf("%8lld  %s\n", size, file.getAttribute(kName));
+    vellix::Walk walk("first_steps.xml");
+    for (const vellix::Document& image : walk.documents(VELLIX_DOC_DOC)) {
+        std::cout << "image " << vellix::get(image.attributes(), vellix::doc::ID).value_or("") << '\n';
+        for (const VellixEntry& read : image.entries(VELLIX_DOC_FH)) {
+            std::cout << vellix::get(read, vellix::fh::SZ).value_or(0) << " bytes in "
+                      << vellix::get(read, vellix::fh::NM).value_or("") << '\n';
+        }
     }
-    return 0;
+    return walk ? 0 : 1;
 }

@@ -3,23 +3,20 @@
 #include <cstdio>
 #include <string>
 
+#include "vellix/VellixAttributes.h"
 #include "vellix/VellixDoc.h"
 
 namespace {
-
-constexpr unsigned short kComplete = 0; // IC of an image, a number of 8 bits
-constexpr unsigned short kImageId = 1;  // ID of an image, a text
-constexpr unsigned short kName = 6;     // NM of a file, a text
 
 std::string hold() {
     // [hold]
     VellixDoc image(VELLIX_DOC_DOC);
     VellixDoc files(VELLIX_DOC_FH);
-    image.addAttribute(kImageId, "42");
+    vellix::set(image, vellix::doc::ID, "42");
     image.addChildDoc(files); // kept by pointer: `files` must live as long as `image` uses it
     for (const char* name : {"a.txt", "b & c.txt"}) {
         VellixEntry file(VELLIX_DOC_FH);
-        file.addAttribute(kName, name);
+        vellix::set(file, vellix::fh::NM, name);
         files.addEntry(file); // copied
     }
     std::string text;
@@ -31,8 +28,8 @@ std::string hold() {
 void refuse() {
     // [refuse]
     VellixEntry image(VELLIX_DOC_DOC);
-    if (!image.addAttribute(kComplete, 256, false)) std::printf("number refused, error %d\n", image.getLastError());
-    if (!image.addAttribute(kComplete, "yes")) std::printf("text refused, error %d\n", image.getLastError());
+    if (!vellix::set(image, vellix::doc::IC, 256)) std::printf("refused: %s\n", vellixErrorText(image.getLastError()));
+    if (!vellix::set(image, vellix::fh::NM, "a")) std::printf("refused: %s\n", vellixErrorText(image.getLastError()));
     // [refuse]
 }
 

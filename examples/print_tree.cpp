@@ -7,17 +7,16 @@
 #include <exception>
 #include <filesystem>
 #include <string>
-#include <vector>
+#include <string_view>
 
-#include "vellix/VellixEntry.h"
-#include "vellix/VellixMMap.h"
+#include "vellix/VellixWalk.h"
 
 namespace {
 
 constexpr std::size_t kDeepest = 40; // deeper tags aren't indented further: the file chooses the depth
 
 // The text with each byte outside printable ASCII, each backslash and each double quote as \xNN.
-std::string shown(const std::string& text) {
+std::string shown(std::string_view text) {
     std::string out;
     for (const char c : text) {
         char escape[5] = {c, '\0'};
@@ -28,55 +27,29 @@ std::string shown(const std::string& text) {
     return out;
 }
 
-// [type]
-// The type whose attributes the tag `name` has: an entry's depends on the document that holds it.
-VELLIX_DOC_TYPE typeOf(const std::string& name, VELLIX_DOC_TYPE holder) {
-    const VellixDocTypeRow& row = xmlDocTypeRow(holder);
-    if (row.entryOpenTag != nullptr && row.entryOpenTag + 1 == name) return holder;
-    return xmlDocTypeByName(name.data(), static_cast<unsigned long>(name.size()));
-}
-// [type]
-
-void printTag(const VellixEntry& tag, const std::string& name, std::size_t depth) {
-    std::printf("%*s%s", static_cast<int>(2 * std::min(depth, kDeepest)), "", shown(name).c_str());
+// [tag]
+void printAttributes(const VellixEntry& tag) {
     for (int id = 0; tag.getAttributeTag(id) != nullptr; ++id) {
         const char* value = tag.getAttribute(static_cast<unsigned short>(id));
         if (value != nullptr) std::printf(" %s=\"%s\"", tag.getAttributeTag(id), shown(value).c_str());
     }
-    std::printf(tag.getType() == VELLIX_DOC_NONE ? " (unknown)\n" : "\n");
 }
+// [tag]
 
 // [walk]
-void printTree(XmlStr text) {
-    std::vector<VELLIX_DOC_TYPE> open;
-    for (text.skipToTag(); !text.atEnd(); text.skipToTag()) {
-        XmlStr ahead = text; // the scanner's state is all in the cursor, so a copy looks ahead
-        const VellixTokenKind kind = xmlNextToken(&ahead).kind;
-        const VellixToken word = xmlNextToken(&ahead);
-        if (kind == VELLIX_TOKEN_OPEN && word.kind == VELLIX_TOKEN_WORD) {
-            const std::string name(word.start, word.length);
-            VellixEntry tag(typeOf(name, open.empty() ? VELLIX_DOC_NONE : open.back()));
-            tag.parseAttrXMLString(&text);
-            printTag(tag, name, open.size());
-            if (!tag.isEntryClosed()) open.push_back(tag.getType());
-        } else {
-            if (kind == VELLIX_TOKEN_CLOSE_OPEN && !open.empty()) open.pop_back();
-            xmlNextToken(&text); // past "<", "</" or "<?"
-        }
+void printTree(vellix::Walk& walk) {
+    for (const vellix::Step& step : walk) {
+        if (step.kind() == vellix::StepKind::documentEnd) continue;
+        std::printf("%*s%s", static_cast<int>(2 * std::min(step.depth(), kDeepest)), "", shown(step.name()).c_str());
+        printAttributes(step.attributes());
+        if (step.kind() == vellix::StepKind::unknown) std::printf(" (unknown)");
+        if (step.kind() == vellix::StepKind::unreadable)
+            std::printf(" (at byte %llu: %s)", static_cast<unsigned long long>(step.offset()),
+                        vellix::tagErrorText(step.error()));
+        std::printf("\n");
     }
 }
 // [walk]
-
-bool printFile(const std::filesystem::path& path) {
-    VellixMMap file;
-    if (file.open(path.wstring().c_str(), 0) != VELLIX_SUCCESS) return false;
-    file.map(file.handle(), 0, 2, 2, nullptr, 0); // all of it
-    XmlStr text;
-    text.buffer = static_cast<const char*>(file.addr()); // null for an empty file
-    if (text.buffer != nullptr) text.length = static_cast<unsigned long>(file.fileSize());
-    printTree(text);
-    return text.buffer != nullptr || file.fileSize() == 0;
-}
 
 } // namespace
 
@@ -86,8 +59,10 @@ int main(int argumentCount, char** arguments) {
         return 2;
     }
     try {
-        if (printFile(arguments[1])) return 0;
-        std::fputs("print_tree: the file can't be read\n", stderr);
+        vellix::Walk walk(arguments[1]);
+        printTree(walk);
+        if (walk) return 0;
+        std::fprintf(stderr, "print_tree: %s\n", walk.error().message().c_str());
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "print_tree: %s\n", shown(problem.what()).c_str());
     }

@@ -4,9 +4,10 @@
 #include <cctype>
 #include <cstdio>
 #include <fstream>
-#include <string>
+#include <iostream>
 
-#include "vellix/VellixReader.h"
+#include "vellix/VellixAttributes.h"
+#include "vellix/VellixWalk.h"
 #include "vellix/VellixWriter.h"
 
 namespace {
@@ -30,18 +31,18 @@ void dumpStart() {
 // [image]
 void addImage(VellixDoc& session, const char* name, unsigned int fragments) {
     VellixDoc image(VELLIX_DOC_IMAGE);
-    image.addAttribute(32, name);             // ID
-    image.addAttribute(15, fragments, false); // NFU
+    vellix::set(image, vellix::image::ID, name);
+    vellix::set(image, vellix::image::NFU, fragments);
     session.addChildDoc(image);
     for (unsigned int number = 1; number <= fragments; ++number) {
         VellixDoc fragment(VELLIX_DOC_FRAG);
-        fragment.addAttribute(1, number, false);                  // FN
-        fragment.addAttribute(16, 1073741824ULL * number, false); // SZ
+        vellix::set(fragment, vellix::frag::FN, number);
+        vellix::set(fragment, vellix::frag::SZ, 1073741824ULL * number);
         image.addChildDoc(fragment);
         fragment.close();
     }
     VellixDoc extra(VELLIX_DOC_IMAGE_EXTRA_INFO);
-    extra.addAttribute(0, 4096U, false); // SZ
+    vellix::set(extra, vellix::image_extra_info::SZ, 4096);
     image.addChildDoc(extra);
     extra.close(); // children before parents
     image.close();
@@ -52,9 +53,9 @@ bool write() {
     // [write]
     VellixWriter writer; // root CatResults; its ID is the time unless it is set here
     if (!writer.create(L"results.xml")) return false;
-    writer.getRootDoc().addAttribute(1, 1700000000, false);
+    vellix::set(writer.getRootDoc(), vellix::results::ID, "1700000000");
     VellixDoc session(VELLIX_DOC_DOC);
-    session.addAttribute(1, "nightly");
+    vellix::set(session, vellix::doc::ID, "nightly");
     writer.addDoc(session);
     addImage(session, "host_1700000000", 2);
     addImage(session, "host_1700086400", 1);
@@ -67,19 +68,18 @@ bool write() {
 
 bool read() {
     // [read]
-    VellixReader reader;
-    VellixDoc session(VELLIX_DOC_DOC);
-    if (!reader.load(L"results.xml") || !reader.getFirstDoc(session)) return false;
-    std::printf("session %s, %s\n", reader.getSessionID().c_str(), reader.isComplete() ? "complete" : "NOT COMPLETE");
-    for (;;) {
-        VellixDoc image(VELLIX_DOC_IMAGE); // a fresh one each time, since contents add up
-        if (!session.getNextChildDoc(image)) break;
-        std::string text;
-        image.serialize(text);
-        std::printf("%s\n", text.c_str());
+    vellix::Walk walk("results.xml");
+    std::cout << "session " << walk.sessionId() << (walk.isComplete() ? ", complete\n" : ", NOT COMPLETE\n");
+    for (const vellix::Document& image : walk.documents(VELLIX_DOC_IMAGE)) {
+        std::cout << "image " << vellix::get(image.attributes(), vellix::image::ID).value_or("") << '\n';
+        for (const vellix::Document& fragment : image.documents(VELLIX_DOC_FRAG)) {
+            std::cout << "    fragment " << vellix::get(fragment.attributes(), vellix::frag::FN).value_or(0) << ", "
+                      << vellix::get(fragment.attributes(), vellix::frag::SZ).value_or(0) << " bytes\n";
+        }
     }
+    if (!walk) std::cerr << walk.error().message() << '\n'; // it couldn't be read to its end
     // [read]
-    return reader.isComplete();
+    return walk && walk.isComplete();
 }
 
 } // namespace

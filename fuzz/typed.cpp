@@ -12,6 +12,12 @@ namespace {
 
 using Slots = std::array<std::optional<std::string>, kLongestMap>;
 
+// What a getter has handed out of a slot that hasn't changed since.
+struct HandedOut {
+    const char* text = nullptr;
+    const std::string* string = nullptr;
+};
+
 // `long` counts as `int`.
 template <class Number>
 using Native = std::conditional_t<std::is_same_v<Number, long>, int,
@@ -87,7 +93,7 @@ public:
     explicit Run(Input& source) : input(source), entry(source.type()) {}
 
     void step() {
-        const unsigned int operation = input.below(20);
+        const unsigned int operation = input.below(22);
         id = static_cast<unsigned short>(input.byte());
         switch (operation) {
         case 0:
@@ -128,8 +134,10 @@ public:
             return clear();
         case 18:
             return passOn();
-        default:
+        case 19:
             return escape();
+        default:
+            return setFromSlot();
         }
     }
 
@@ -139,8 +147,18 @@ public:
             const char* const value = entry.getAttribute(slot);
             require((value != nullptr) == slots[slot].has_value(), "no other slot comes or goes");
             if (value == nullptr) continue;
-            require(entry.getAttributeStr(slot) == *slots[slot], "no other slot changes");
             ++present;
+            HandedOut& held = handedOut[slot];
+            require(held.text == nullptr || (held.text == value && held.text == *slots[slot]),
+                    "what was handed out stays while its slot does");
+            held.text = value;
+            require(entry.getAttributeView(slot) == *slots[slot], "no other slot changes");
+            if (held.string == nullptr && (id + slot) % 3 != 0)
+                continue; // most slots are asked for a string now and then
+            const std::string& string = entry.getAttributeStr(slot);
+            require(held.string == nullptr || held.string == &string, "a string stays while its slot does");
+            require(string == *slots[slot], "a string is what its slot holds");
+            held.string = &string;
         }
         require(present == entry.getNumberOfAttributes() && entry.isEmpty() == (present == 0), "slots are counted");
         getNumber<short>();
@@ -175,8 +193,8 @@ private:
         require(admitted || entry.getLastError() == VELLIX_ERR_OUT_OF_RANGE,
                 "a number that is refused leaves its error");
         if (!stored) return;
-        const std::string text = entry.getAttributeStr(id);
-        slots[id] = text;
+        const std::string text = entry.getAttribute(id);
+        change(id, text);
         if (!isRadix64()) {
             using Signed = std::conditional_t<sizeof(Kept) < sizeof(int), int, std::make_signed_t<Kept>>;
             require(text == std::to_string(static_cast<Signed>(kept)),
@@ -224,12 +242,17 @@ private:
                 "an escaped text gives the plain one");
     }
 
+    void change(std::size_t slot, std::optional<std::string> text) {
+        slots[slot] = std::move(text);
+        handedOut[slot] = {};
+    }
+
     // What becomes of a text that no data type refuses.
     void expectStored(const std::string& text, bool stored) {
         require(stored == (place() != nullptr), "a text is stored where there is an attribute");
         if (!stored) return;
         const int limit = place()->maxLen;
-        slots[id] = text.substr(0, limit < 0 ? std::string::npos : static_cast<std::size_t>(limit));
+        change(id, text.substr(0, limit < 0 ? std::string::npos : static_cast<std::size_t>(limit)));
     }
 
     bool admitsText() const {
@@ -274,12 +297,28 @@ private:
     void setNull() {
         const char* const none = nullptr;
         require(!entry.addAttribute(id, none), "no text is no success");
-        if (admitsText() && id < kLongestMap) slots[id].reset();
+        if (admitsText() && id < kLongestMap) change(id, std::nullopt);
     }
 
     void remove() {
         require(entry.removeAttribute(id) == (id < kLongestMap), "every slot can be emptied");
-        if (id < kLongestMap) slots[id].reset();
+        if (id < kLongestMap) change(id, std::nullopt);
+    }
+
+    // A text of the entry itself, from somewhere in it on.
+    void setFromSlot() {
+        const std::size_t from = input.below(kLongestMap);
+        const bool asString = (input.byte() & 1U) != 0;
+        if (!slots[from]) return;
+        const std::size_t start = input.word() % (slots[from]->size() + 1);
+        const std::string text = slots[from]->substr(start);
+        const auto slot = static_cast<unsigned short>(from);
+        const char* const source = asString ? entry.getAttributeStr(slot).c_str() : entry.getAttribute(slot);
+        if (start == 0 && asString) {
+            expectText(text, entry.addAttribute(id, entry.getAttributeStr(slot)));
+        } else {
+            expectText(text, entry.addAttribute(id, source + start));
+        }
     }
 
     // A value that is read goes past the data types.
@@ -296,22 +335,40 @@ private:
     void clear() {
         entry.clear();
         slots = {};
+        handedOut = {};
         entry.setType(input.type());
     }
 
     void passOn() {
         VellixEntry other(entry);
         require(other == entry && other.toString() == entry.toString(), "a copy holds the same");
-        if (input.below(2) != 0) {
+        switch (input.below(4)) {
+        case 0:
             entry = std::move(other);
-        } else {
+            break;
+        case 1: {
             const VellixEntry moved(std::move(entry));
+            require(entry.isEmpty() && entry.getType() == VELLIX_DOC_NONE, "nothing is left of what was moved away");
             entry = moved;
+            break;
         }
+        case 2:
+            spare = std::move(entry); // which is used like a new one from here on
+            entry.setType(spare.getType());
+            slots = {};
+            break;
+        default:
+            spare = entry;
+            other.clear();
+            entry = other;
+            entry = spare;
+        }
+        handedOut = {};
     }
 
     void escape() {
         const std::string text = entry.toString();
+        handedOut = {};
         entry.encodingAttributes();
         require(entry.toString() == text, "escaping leaves the text as it was");
         for (auto& slot : slots) {
@@ -323,7 +380,9 @@ private:
 
     Input& input;
     VellixEntry entry;
+    VellixEntry spare;
     Slots slots;
+    std::array<HandedOut, kLongestMap> handedOut;
     unsigned short id = 0;
 };
 

@@ -224,12 +224,19 @@ private:
         finished = false;
         raw = false;
         markIsSet = false;
+        rootAtFront = false;
         viewed = 0;
     }
 
     void writeHeader() {
         headerWritten = true;
         file.put(kHeader, kHeader.size() + 1);
+    }
+
+    // Whether the root's tag gets to where the mark has its place.
+    void openRoot() {
+        if (root.opened || !file.isOpen) return;
+        rootAtFront = file.content() == kHeader && root.row.docType == VELLIX_DOC_RESULTS;
     }
 
     void attach(Pair& pair) {
@@ -239,6 +246,7 @@ private:
             firstDocSeen = true;
             const bool wanted = pair.model.row.includeXmlHeader != 0;
             if (wanted || (!headerWritten && root.row.includeXmlHeader != 0)) writeHeader();
+            openRoot();
             root.add(file);
         } else {
             docs.back()->doc.addChildDoc(pair.doc);
@@ -286,7 +294,7 @@ private:
         const bool added = docs.back()->doc.addEntry(entry);
         const std::string text = entryText(type, attribute);
         docs.back()->model.add(file);
-        if (!text.empty()) file.put(text);
+        file.put(text);
         require(added == (file.isOpen && !text.empty()), "an entry goes to the file");
     }
 
@@ -315,7 +323,7 @@ private:
         give(entry, attribute);
         const std::string text = entryText(type, attribute);
         require(writer.write(entry) == (file.isOpen && !text.empty()), "an entry goes to the file");
-        if (!text.empty()) file.put(text);
+        file.put(text);
     }
 
     void flush() {
@@ -336,11 +344,12 @@ private:
     void expectClosed() {
         if (!finished && file.isOpen) {
             if (!headerWritten && root.row.includeXmlHeader != 0) writeHeader();
+            if (!root.closed) openRoot();
             root.close(file);
             file.isOpen = false;
         }
         finished = true;
-        if (marked && (named || temporary)) view(markPlace() + 2);
+        if (marked && rootAtFront) view(markPlace() + 2);
     }
 
     void serialize() {
@@ -358,12 +367,7 @@ private:
     void view(std::size_t length) {
         if (viewed >= length) return;
         viewed = length;
-        const std::string& bytes = file.content();
-        const std::string front = kHeader + orEmpty(root.row.entryOpenTag) + " IC=\"";
-        const std::size_t at = front.size();
-        const bool hasPlace = bytes.compare(0, at, front) == 0 && bytes.size() >= at + 2 && bytes[at] >= '0' &&
-                              bytes[at] <= '9' && bytes[at + 1] == '"';
-        if (marked && hasPlace && viewed >= at + 2 && viewed <= bytes.size()) markIsSet = true;
+        markIsSet = markIsSet || (marked && rootAtFront && viewed >= markPlace() + 2);
     }
 
     std::string withMark() const {
@@ -405,6 +409,7 @@ private:
     bool finished = false;
     bool marked = false;
     bool markIsSet = false;
+    bool rootAtFront = false;
     bool raw = false;
     std::size_t viewed = 0;
 };

@@ -110,6 +110,21 @@ inline std::vector<std::string> readToEnd(OpenReader& reader) {
     return entries;
 }
 
+/// The values of the entries that a caller gets who asks for an image document, for the file documents in it, and for the
+/// entries of those.
+inline std::vector<std::string> readByDocuments(const std::wstring& path) {
+    std::vector<std::string> entries;
+    VellixReader reader;
+    VellixDoc image(VELLIX_DOC_DOC);
+    VellixDoc files(VELLIX_DOC_FH);
+    VellixEntry entry;
+    if (!reader.load(path.c_str()) || !reader.getFirstDoc(image)) return entries;
+    while (image.getNextChildDoc(files)) {
+        while (files.getNextEntry(entry)) entries.push_back(slotsOf(entry));
+    }
+    return entries;
+}
+
 } // namespace filetest
 
 #endif

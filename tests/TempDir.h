@@ -2,6 +2,7 @@
 #ifndef VELLIX_TESTS_TEMP_DIR_H
 #define VELLIX_TESTS_TEMP_DIR_H
 
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <ios>
@@ -9,6 +10,8 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+
+#include "vellix/VellixPath.h"
 
 // A fresh directory of its own, removed with everything in it at the end of its life.
 class TempDir {
@@ -33,7 +36,7 @@ public:
 
     /// The path of `name` in the directory, as the narrow or the wide calls take it.
     std::string file(const std::string& name) const { return (directory / name).string(); }
-    std::wstring wide(const std::string& name) const { return (directory / name).wstring(); }
+    std::wstring wide(const std::string& name) const { return vellix::widePath(directory / name); }
 
 private:
     std::filesystem::path directory;
@@ -42,7 +45,7 @@ private:
 /// Everything that the file at `path` holds. Throws, and so fails the test, if it can't be read.
 inline std::string bytesOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
-    std::string bytes(file ? std::filesystem::file_size(path) : 0, '\0');
+    std::string bytes(file ? static_cast<std::size_t>(std::filesystem::file_size(path)) : 0, '\0');
     if (!file.read(bytes.data(), static_cast<std::streamsize>(bytes.size())))
         throw std::runtime_error("can't read " + path.string());
     return bytes;

@@ -5,20 +5,26 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "FileSupport.h"
 #include "TempDir.h"
+#include "vellix/VellixWalk.h"
 
 using namespace filetest;
 
 namespace {
 
 std::uint64_t steps = 0;
+std::size_t heldBytes = 0;
+std::size_t requests = 0;
+std::uint64_t allocations = 0;
 
 // Shapes of hostile text: a front, and a unit again and again up to the size that is asked for.
 struct Shape {
@@ -51,6 +57,10 @@ const Shape kShapes[] = {
     {"tags hidden one by the next", "", "\xE0<\xE1\xF0y=\">"},
     {"tags hidden behind a quote", "", "\xE0<\" NM=1>"},
     {"tags hidden by a lead byte", "", "NM=\xF0<'&lt;"},
+    {"tags read one by one", "", "\xE0<\"/>"},
+    {"documents in each other", "", "<CatFH>"},
+    {"unknown elements in each other", "", "<a>"},
+    {"names that differ late", "", "<aaaaaaaaaaaaaaaa></aaaaaaaaaaaaaaab>"},
     {"images", "<CatImage PT=\"1\">", "<CatImage PT=\"2\"><CatFrag MV=\"3\"/>"},
 };
 
@@ -93,9 +103,11 @@ TEST_F(Cost, Tokens) {
         XmlStr cursor;
         cursor.buffer = text.data();
         cursor.length = lengthOf(text);
+        const std::uint64_t before = allocations;
         while (cursor.position < cursor.length) {
             if (xmlNextToken(&cursor).kind == VELLIX_TOKEN_EOF) ++cursor.position; // at a NUL
         }
+        EXPECT_EQ(allocations, before);
     });
 }
 
@@ -105,7 +117,32 @@ TEST_F(Cost, OneTag) {
         entry.parseAttrXMLString(text.data(), lengthOf(text));
         std::free(VellixEntry::parseAttribute(VELLIX_DOC_FH, 7, text.data(), lengthOf(text), true));
         std::free(VellixEntry::parseAttributeFast_str(VELLIX_DOC_FH, 7, text.c_str(), true));
+        const std::string pattern = text.substr(text.size() / 4, text.size() / 2) + '!';
+        VellixEntry::attr_strstr(text.c_str(), pattern.c_str());
     });
+}
+
+// Each call gets the whole rest of the text.
+TEST_F(Cost, OneTagOfMany) {
+    const auto costOfTags = [](std::size_t size) {
+        const std::string text = textOf({"", "", "<ET NM=\"a&amp;b\" SZ=\"1\"/>"}, size);
+        return costOf(
+            [](const std::string& tags) {
+                VellixEntry entry(VELLIX_DOC_FH);
+                for (std::size_t at = 0; at < tags.size(); ++at) {
+                    if (tags[at] != '<') continue;
+                    const auto rest = static_cast<unsigned long>(tags.size() - at);
+                    EXPECT_EQ(entry.parseAttrXMLString(tags.data() + at, rest), VELLIX_SUCCESS);
+                    EXPECT_EQ(
+                        shown(MallocText(VellixEntry::parseAttribute(VELLIX_DOC_FH, 9, tags.data() + at, rest, true))),
+                        "1");
+                }
+            },
+            text);
+    };
+    const std::uint64_t once = costOfTags(4 * kPageSize);
+    EXPECT_LE(once, kMostPerByte * 4 * kPageSize);
+    EXPECT_LE(costOfTags(8 * kPageSize), once * 22 / 10);
 }
 
 TEST_F(Cost, Documents) {
@@ -140,6 +177,27 @@ TEST_F(Cost, ReaderOverFile) {
     EXPECT_LE(costOf(read, longest), kMostPerByte * longest.size());
 }
 
+// All steps of a text, of pieces as small as they can be and of a part, and what is passed over.
+TEST_F(Cost, Walks) {
+    expectLinear([](const std::string& text) {
+        vellix::Walk walk = vellix::Walk::overText(text);
+        while (walk.next() != nullptr) continue;
+        vellix::Walk part = walk.part(text.size() / 2, text.size(), VELLIX_DOC_FH);
+        while (part.next() != nullptr) continue;
+        vellix::Walk passed = vellix::Walk::overText(text);
+        while (passed.next() != nullptr) passed.skip();
+        vellix::Walk others = vellix::Walk::overText(text);
+        EXPECT_TRUE(others.entries(VELLIX_DOC_SPN).begin() == others.entries(VELLIX_DOC_SPN).end());
+        vellix::Walk pieces =
+            vellix::Walk::overPieces([&, at = std::size_t{0}](char* out, std::size_t, std::error_code&) mutable {
+                if (at == text.size()) return std::size_t{0};
+                *out = text[at++];
+                return std::size_t{1};
+            });
+        while (pieces.next() != nullptr) continue;
+    });
+}
+
 TEST_F(Cost, TextsThatAreWritten) {
     expectLinear([&](const std::string& text) {
         VellixEntry entry(VELLIX_DOC_FH);
@@ -157,6 +215,173 @@ TEST_F(Cost, TextsThatAreWritten) {
     });
 }
 
+// To know the length costs no more than to have it measured, and a short limit is not paid for by the length of the text.
+TEST_F(Cost, EscapingByAKnownLength) {
+    for (const Shape& shape : kShapes) {
+        SCOPED_TRACE(shape.name);
+        const std::string text = textOf(shape, 4 * kPageSize).c_str();
+        const auto length = static_cast<int>(xmlLen(text.c_str()));
+        std::string room(static_cast<std::size_t>(length) + 1, '\0');
+        const auto costOfSize = [&](int size, bool given) {
+            return costOf(
+                [&](const std::string&) {
+                    char* const made = xmlEncode(text.c_str(), given ? &room[0] : nullptr, size);
+                    if (!given) std::free(made);
+                },
+                text);
+        };
+        for (const bool given : {false, true}) {
+            const std::uint64_t measured = costOfSize(-1, given);
+            EXPECT_LE(costOfSize(given ? length + 1 : length, given), measured + measured / 10 + 20);
+            EXPECT_LE(costOfSize(100, given), 20000U);
+        }
+    }
+}
+
+// --- Memory ---
+
+// Values of all lengths, the numbers of a round. Some hold what is escaped, a few are as long as those of a mail.
+std::string valueOf(unsigned int round, unsigned int number) {
+    const unsigned int mixed = (round * 7919 + number * 104729) % 1009;
+    return std::string(mixed % 10 == 0 ? mixed : mixed % 60, 'a') + (mixed % 3 == 0 ? "<&" : "");
+}
+
+constexpr unsigned short kIds[] = {6, 7, 19, 37, 39};
+
+void setAll(VellixEntry& entry, unsigned int round) {
+    for (const unsigned short id : kIds) entry.addAttribute(id, valueOf(round, id).c_str());
+    entry.addAttribute(9, 1U << round % 32, false);
+}
+
+// Counts what the library requests while `use` does the same thing again and again with other values.
+template <class Use> std::size_t requestsOf(const Use& use) {
+    constexpr unsigned int kRounds = 2000;
+    std::vector<std::string> texts;
+    VellixEntry source(VELLIX_DOC_FH);
+    for (unsigned int round = 0; round < kRounds; ++round) {
+        setAll(source, round);
+        texts.push_back(source.toString());
+    }
+    std::size_t before = 0;
+    for (unsigned int round = 0; round < kRounds; ++round) {
+        if (round == kRounds / 2) before = requests;
+        use(round, texts[round]);
+    }
+    return requests - before;
+}
+
+TEST(Memory, AnEntryThatIsUsedAgainRequestsNone) {
+    const auto setter = [](VellixEntry& entry, unsigned int round) {
+        static const std::string texts[] = {"", "short", std::string(50, 'b'), "a<b & so on", std::string(700, 'c')};
+        for (unsigned int i = 0; i < 5; ++i) entry.addAttribute(kIds[i], texts[(round * (i + 1)) % 5].c_str());
+        entry.addAttribute(9, 1U << round % 32, false);
+    };
+    VellixEntry entry(VELLIX_DOC_FH);
+    EXPECT_EQ(requestsOf([&](unsigned int round, const std::string&) { setter(entry, round); }), 0U) << "replaced";
+    EXPECT_EQ(requestsOf([&](unsigned int round, const std::string&) {
+                  entry.removeAttribute(kIds[round % 5]);
+                  setter(entry, round);
+              }),
+              0U)
+        << "removed";
+    EXPECT_EQ(requestsOf([&](unsigned int round, const std::string&) {
+                  entry.clear();
+                  entry.setType(VELLIX_DOC_FH);
+                  setter(entry, round);
+                  setter(entry, round + 1);
+              }),
+              0U)
+        << "cleared and set";
+    VellixEntry last;
+    EXPECT_EQ(requestsOf([&](unsigned int, const std::string& text) {
+                  entry.clear();
+                  entry.setType(VELLIX_DOC_FH);
+                  entry.parseAttrXMLString(text.data(), lengthOf(text));
+                  for (const unsigned short id : kIds) EXPECT_EQ(entry.getAttributeStr(id), entry.getAttribute(id));
+                  last = entry;
+              }),
+              0U)
+        << "parsed and assigned";
+}
+
+// Fills an entry in a way that leaves large memory unused, and then uses it for small values.
+TEST(Memory, NoMoreIsKeptThanAFewTimesTheContent) {
+    const std::string large(1U << 20, 'x');
+    const std::string tag = "<ET NM=\"" + large + "\" PT=\"&lt;" + large + "\"/>";
+    const struct {
+        const char* name;
+        void (*use)(VellixEntry& entry, const std::string& large, const std::string& tag);
+    } rows[] = {
+        {"replaced",
+         [](VellixEntry& entry, const std::string& text, const std::string&) {
+             for (unsigned short id = 0; id < 77; ++id) {
+                 entry.addAttribute(xmlRowAt(VELLIX_DOC_FH, id)->tag, xmlRowAt(VELLIX_DOC_FH, id)->tagLen,
+                                    text.c_str());
+                 entry.getAttributeStr(id);
+                 entry.addAttribute(xmlRowAt(VELLIX_DOC_FH, id)->tag, xmlRowAt(VELLIX_DOC_FH, id)->tagLen, "small");
+             }
+         }},
+        {"removed",
+         [](VellixEntry& entry, const std::string& text, const std::string&) {
+             for (const unsigned short id : kIds) {
+                 entry.addAttribute(id, text);
+                 entry.removeAttribute(id);
+             }
+         }},
+        {"parsed and cleared",
+         [](VellixEntry& entry, const std::string&, const std::string& text) {
+             entry.parseAttrXMLString(text.data(), lengthOf(text));
+             entry.getAttributeStr(6);
+             entry.encodingAttributes();
+             entry.clear();
+             entry.setType(VELLIX_DOC_FH);
+         }},
+        {"assigned",
+         [](VellixEntry& entry, const std::string& text, const std::string&) {
+             VellixEntry other(VELLIX_DOC_FH);
+             other.addAttribute(6, text);
+             entry = other;
+             other.addAttribute(6, "small");
+             entry = other;
+         }},
+        {"set in small steps",
+         [](VellixEntry& entry, const std::string& text, const std::string&) {
+             for (unsigned int i = 0; i < 20000; ++i) {
+                 entry.addAttribute(kIds[i % 5], text.c_str() + text.size() - i * i % 3000);
+                 if (i % 7 == 0) entry.removeAttribute(kIds[i % 3]);
+             }
+         }},
+    };
+    for (const auto& row : rows) {
+        const std::size_t before = heldBytes;
+        VellixEntry entry(VELLIX_DOC_FH);
+        row.use(entry, large, tag);
+        EXPECT_LE(heldBytes - before, 100000U) << row.name;
+        for (unsigned int round = 0; round < 200; ++round) {
+            entry.clear();
+            entry.setType(VELLIX_DOC_FH);
+            entry.addAttribute(6, "small");
+        }
+        EXPECT_LE(heldBytes - before, 6000U) << row.name << ", a while later";
+        EXPECT_EQ(entry.toString(), "<ET NM=\"small\"/>");
+    }
+}
+
+TEST(Memory, ACopyIsOneRequestOfItsSize) {
+    VellixEntry entry(VELLIX_DOC_FH);
+    setAll(entry, 1);
+    std::size_t bytes = 0;
+    for (const unsigned short id : kIds) bytes += std::strlen(entry.getAttribute(id)) + 1;
+    const std::size_t before = heldBytes;
+    const std::size_t requestsBefore = requests;
+    const VellixEntry copy(entry);
+    EXPECT_EQ(requests - requestsBefore, 1U);
+    EXPECT_LE(heldBytes - before, bytes + std::strlen(entry.getAttribute(9)) + 1 + 6 * 16 + 48);
+    EXPECT_TRUE(copy == entry);
+    EXPECT_EQ(VellixEntry(VellixEntry()).getNumberOfAttributes(), 0);
+    EXPECT_EQ(requests - requestsBefore, 1U) << "an entry without values needs none";
+}
+
 void* count(std::size_t bytes, void* result) {
     steps += bytes;
     return result;
@@ -164,13 +389,25 @@ void* count(std::size_t bytes, void* result) {
 
 } // namespace
 
+// The size of a block stands in front of it.
+constexpr std::size_t kHead = alignof(std::max_align_t);
+
 void* operator new(std::size_t size) {
-    void* const memory = count(size, std::malloc(size));
+    void* const memory = count(size, std::malloc(kHead + size));
     if (memory == nullptr) throw std::bad_alloc();
-    return memory;
+    *static_cast<std::size_t*>(memory) = size;
+    heldBytes += size;
+    ++requests;
+    return static_cast<char*>(memory) + kHead;
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return operator new(size); }
+void operator delete(void* memory) noexcept {
+    if (memory == nullptr) return;
+    void* const block = static_cast<char*>(memory) - kHead;
+    heldBytes -= *static_cast<std::size_t*>(block);
+    std::free(block);
+}
+void operator delete(void* memory, std::size_t) noexcept { operator delete(memory); }
 
 // The compiler calls the first one. The library's calls of the others end up here, see CMakeLists.txt.
 extern "C" {
@@ -178,6 +415,7 @@ void __sanitizer_cov_trace_pc();
 void __sanitizer_cov_trace_pc() { ++steps; }
 
 void* __real_memchr(const void* bytes, int byte, std::size_t size);
+int __real_memcmp(const void* left, const void* right, std::size_t size);
 void* __real_memcpy(void* to, const void* from, std::size_t size);
 void* __real_memmove(void* to, const void* from, std::size_t size);
 void* __real_memset(void* to, int byte, std::size_t size);
@@ -189,6 +427,10 @@ void* __wrap_memchr(const void* bytes, int byte, std::size_t size) {
     if (found != nullptr)
         size = static_cast<std::size_t>(static_cast<const char*>(found) - static_cast<const char*>(bytes));
     return count(size, found);
+}
+int __wrap_memcmp(const void* left, const void* right, std::size_t size) {
+    steps += size;
+    return __real_memcmp(left, right, size);
 }
 void* __wrap_memcpy(void* to, const void* from, std::size_t size) { return count(size, __real_memcpy(to, from, size)); }
 void* __wrap_memmove(void* to, const void* from, std::size_t size) {

@@ -268,24 +268,59 @@ TEST(Entry, CopiesAndMovesTakeTheContentOver) {
     EXPECT_EQ(target.getEntryName(), nullptr);
 }
 
-TEST(Entry, MovedFromEntriesRefuseValuesUntilTheyAreLoaded) {
+TEST(Entry, AnEntryThatWasMovedFromIsNew) {
+    VellixEntry entry = parsed(kTag);
+    for (int way = 0; way < 2; ++way) {
+        entry.setError(VELLIX_ERR_SYNTAX);
+        const char* const name = entry.getAttribute(6);
+        VellixEntry target;
+        if (way == 0) {
+            target = std::move(entry);
+        } else {
+            target = VellixEntry(std::move(entry));
+        }
+        EXPECT_EQ(target.getAttribute(6), name) << "what was handed out went along";
+        EXPECT_TRUE(entry.isEmpty() && !entry.isEntryClosed() && entry == VellixEntry());
+        EXPECT_EQ(entry.getType(), VELLIX_DOC_NONE);
+        EXPECT_EQ(entry.getLastError(), VELLIX_SUCCESS);
+        EXPECT_EQ(entry.getEntryName(), nullptr);
+        EXPECT_EQ(entry.getTotalAttributes(), 78);
+        entry.setType(VELLIX_DOC_FH);
+        EXPECT_TRUE(entry.addAttribute(6, "a&b") && entry.addAttribute(0, 5, false));
+        EXPECT_EQ(entry.toString(), kTag);
+        EXPECT_EQ(target.toString(), kTag);
+    }
+}
+
+// A copy has just the memory that it needs, so that every value below finds none.
+TEST(Entry, WhatIsHandedOutStaysWhateverOtherSlotsDo) {
     VellixEntry entry = sample();
-    const VellixEntry target(std::move(entry));
-    const auto refuses = [&entry](auto value) { EXPECT_FALSE(entry.addAttribute(9, value, false)); };
-    refuses(short{1});
-    refuses(static_cast<unsigned short>(1));
-    refuses(1);
-    refuses(1U);
-    refuses(1L);
-    refuses(1UL);
-    refuses(static_cast<__int64>(1));
-    refuses(static_cast<unsigned __int64>(1));
-    EXPECT_FALSE(entry.addAttribute(6, "a"));
-    EXPECT_TRUE(entry.isEmpty());
-    EXPECT_EQ(entry.parseAttrXMLString(kTag, static_cast<unsigned long>(std::strlen(kTag))), VELLIX_SUCCESS);
-    EXPECT_EQ(entry.toString(), kTag);
-    entry.loadFromBuffer(VELLIX_DOC_FH, kTag, static_cast<unsigned long>(std::strlen(kTag)), true);
-    EXPECT_EQ(entry.toString(), kTag);
+    const std::string large(200000, 'x');
+    for (const bool isCopy : {false, true}) {
+        VellixEntry target = isCopy ? VellixEntry(static_cast<const VellixEntry&>(entry)) : std::move(entry);
+        const char* const name = target.getAttribute(6);
+        const std::string& string = target.getAttributeStr(6);
+        EXPECT_TRUE(target.addAttribute(70, 1U, false) && target.addAttribute(7, name) &&
+                    target.addAttribute(8, large));
+        EXPECT_TRUE(target.addAttribute(19, target.getAttribute(8) + large.size() - 2));
+        EXPECT_TRUE(target.addAttribute(8, target.getAttribute(8) + large.size() - 1));
+        for (int i = 0; i < 1000; ++i) target.addAttribute(30, std::string(i, 'y'));
+        target.getAttributeStr(76);
+        target.removeAttribute(0);
+        EXPECT_EQ(target.getAttribute(6), name);
+        EXPECT_EQ(&target.getAttributeStr(6), &string);
+        EXPECT_EQ(string, "a&b");
+        EXPECT_EQ(slotsOf(target), "6=a&b; 7=a&b; 8=x; 19=xx; 30=" + std::string(999, 'y') + "; 70=1");
+        EXPECT_TRUE(target.addAttribute(6, target.getAttributeStr(6).c_str() + 1));
+        EXPECT_EQ(target.getAttributeStr(6), "&b");
+        EXPECT_EQ(target.getAttributeView(6), "&b");
+        target.loadFromBuffer(VELLIX_DOC_FH, kTag, static_cast<unsigned long>(std::strlen(kTag)), true);
+        entry = target;
+        target.addAttribute(7, "<ET NM='of its own' SZ='7'/>");
+        target.loadFromBuffer(VELLIX_DOC_FH, target.getAttribute(7), 28, true);
+        EXPECT_EQ(slotsOf(target), "6=of its own; 9=7");
+        EXPECT_EQ(target.getAttributeView(7).data(), nullptr);
+    }
 }
 
 TEST(Entry, ClearKeepsErrorAndMark) {

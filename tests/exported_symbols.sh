@@ -13,9 +13,12 @@ trap 'rm -rf -- "$work"' EXIT
 # operation that has to be exported is marked "must"; one that may be absent or inline "may".
 declared() {
     awk '
+        FNR == 1 { scope = "" }
+        /^namespace .*{$/ { scope = scope $2 "::"; next }
+        /^} \/\/ namespace / { sub($4 "::$", "", scope); next }
         { sub(/ *\/\/.*/, "") }
         /^(class|struct) VELLIX_API / {
-            name = $3
+            name = scope $3
             sub(/:$/, "", name)
             access = $1 == "class" ? "may" : "must"
             print "may vtable for " name; print "may typeinfo for " name; print "may typeinfo name for " name
@@ -30,8 +33,8 @@ declared() {
             deleted = /= delete/ || /^    template/
             print (deleted ? "may" : access) " " name "::" operation
         }
-        /VELLIX_API/ && !/^#/ && /\(/ { match($0, /[A-Za-z_][A-Za-z_0-9]*\(/); print "must " substr($0, RSTART, RLENGTH - 1) }
-        /VELLIX_API/ && /\[/ { match($0, /[A-Za-z_][A-Za-z_0-9]*\[/); print "must " substr($0, RSTART, RLENGTH - 1) }' "$@"
+        /VELLIX_API/ && !/^#/ && /\(/ { match($0, /[A-Za-z_][A-Za-z_0-9]*\(/); print "must " scope substr($0, RSTART, RLENGTH - 1) }
+        /VELLIX_API/ && /\[/ { match($0, /[A-Za-z_][A-Za-z_0-9]*\[/); print "must " scope substr($0, RSTART, RLENGTH - 1) }' "$@"
 }
 
 # The exported names: no arguments of functions or templates, no qualifiers, no ABI tags.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "TestSupport.h"
 #include "vellix/VellixEntry.h"
@@ -82,6 +83,18 @@ TEST(Extract, SearchEndsAtTheFirstBracket) {
         const ExactBytes text(parts[0] + '\0');
         const char* const found = VellixEntry::attr_strstr(text.data(), parts[1].c_str());
         EXPECT_EQ(found == nullptr ? -1 : static_cast<int>(found - text.data()), std::stoi(at)) << textAndPattern;
+    }
+    std::vector<std::string> words = {""}; // of the letters, the shorter ones first
+    for (std::size_t i = 0; words[i].size() < 8; ++i) {
+        for (const char c : {'a', 'b', '>'}) words.push_back(words[i] + c);
+    }
+    for (std::size_t i = 0; words[i].size() < 5; ++i) {
+        for (const std::string& text : words) {
+            const std::size_t at = text.find(words[i]);
+            const bool found = i == 0 || at < text.find('>');
+            ASSERT_EQ(VellixEntry::attr_strstr(text.c_str(), words[i].c_str()), found ? text.c_str() + at : nullptr)
+                << text << ' ' << words[i];
+        }
     }
     EXPECT_EQ(VellixEntry::attr_strstr(nullptr, "a"), nullptr);
     EXPECT_EQ(VellixEntry::attr_strstr("a", nullptr), nullptr);

@@ -2,6 +2,7 @@
 #include "vellix/CatImageCmdXmlFileHelper.h"
 #include "vellix/CatQueryCriteriaHelper.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -111,6 +112,70 @@ TEST_F(ImageCommands, OutOfTurn) {
     expectIdle();
 }
 
+// The tag of an image that was read goes into the next file, whole; a file under way keeps its own.
+TEST_F(ImageCommands, ImageReadAndWritten) {
+    const std::string loaded =
+        R"(<CatResults><CatDoc IC="1" ID="read"><CatFH><ET NM="a"/></CatFH></CatDoc></CatResults>)";
+    const std::string commands = R"(<CatFH><ET NM="b"/></CatFH></CatDoc></CatResults>)";
+    const auto load = [&](CatImageCmdXmlFileHelper& helper) {
+        EXPECT_TRUE(helper.load(loaded.data(), static_cast<unsigned long>(loaded.size())));
+        EXPECT_STREQ(helper.getImageId(), "read");
+    };
+    const struct {
+        const char* calls; // c is create, i is setImageId, a is addImageCmd, l is load, x is close
+        const char* tag;
+    } cases[] = {{"lca", R"(<CatDoc IC="1" ID="read">)"},
+                 {"lica", R"(<CatDoc IC="1" ID="set">)"},
+                 {"lxca", R"(<CatDoc IC="1" ID="read">)"},
+                 {"icla", R"(<CatDoc ID="set">)"},
+                 {"cla", "<CatDoc>"},
+                 {"clia", R"(<CatDoc ID="set">)"},
+                 {"ical", R"(<CatDoc ID="set">)"},
+                 {"icalxca", R"(<CatDoc IC="1" ID="read">)"},
+                 {"icalica", R"(<CatDoc ID="set">)"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.calls);
+        CatImageCmdXmlFileHelper helper;
+        EXPECT_FALSE(helper.isIntact());
+        for (const char* call = c.calls; *call != '\0'; ++call) {
+            EXPECT_TRUE(*call != 'c' || create(helper, "a.xml"));
+            if (*call == 'i') helper.setImageId("set");
+            EXPECT_TRUE(*call != 'a' || addCommand(helper, "b"));
+            if (*call == 'l') load(helper);
+            if (*call == 'x') helper.close();
+        }
+        EXPECT_TRUE(helper.isIntact());
+        helper.close();
+        EXPECT_TRUE(helper.isIntact());
+        EXPECT_EQ(bytes("a.xml"), "\">" + std::string(c.tag) + commands);
+        EXPECT_FALSE(create(helper, "no/such/directory.xml") || helper.isIntact());
+    }
+}
+
+// When there is something to stand on.
+TEST_F(ImageCommands, WhatCanBeLoaded) {
+    const struct {
+        std::string text;
+        bool loads;
+    } cases[] = {{"<CatResults><CatDoc><CatFH></CatFH></CatDoc></CatResults>", true},
+                 {"<CatResults><CatDoc/><CatFH/>", true},
+                 {"<CatResults><CatFH><CatDoc>", false},
+                 {"<CatResults><CatDoc/>", false},
+                 {"<CatDoc><CatFH></CatFH></CatDoc>", false},
+                 {"", false}};
+    for (const auto& c : cases) {
+        CatImageCmdXmlFileHelper helper;
+        VellixEntry entry;
+        EXPECT_EQ(helper.load(c.text.data(), static_cast<unsigned long>(c.text.size())), c.loads) << c.text;
+        EXPECT_FALSE(helper.getNextImageCmd(entry));
+        const std::string far =
+            c.text.substr(0, 12) + std::string(65536, ' ') + c.text.substr(std::min<std::size_t>(12, c.text.size()));
+        writeFile(dir.file("far.xml"), far);
+        EXPECT_FALSE(load(helper, "far.xml"));
+        EXPECT_EQ(helper.load(far.data(), static_cast<unsigned long>(far.size())), c.loads);
+    }
+}
+
 class Query : public testing::Test {
 protected:
     std::string textOf(CatQueryCriteriaHelper& query) {
@@ -149,6 +214,26 @@ TEST_F(Query, TextToTheByte) {
     query.setRequester("job");
     query.setRequester(nullptr);
     EXPECT_EQ(textOf(query), kHeader + R"(<CatQuery RequestID="&lt;1&gt;"/>)");
+}
+
+TEST_F(Query, NoTextThatHasLostSomething) {
+    CatQueryCriteriaHelper query;
+    VellixDoc wanted(VELLIX_DOC_IMAGE_ATTRIBUTES);
+    VellixEntry name(VELLIX_DOC_IMAGE_ATTRIBUTES);
+    name.addAttribute(4, std::string(16U << 20, 'x'));
+    EXPECT_FALSE(query.isIntact());
+    ASSERT_TRUE(query.create(nullptr));
+    EXPECT_TRUE(query.isIntact());
+    query.addDoc(wanted);
+    EXPECT_FALSE(wanted.addEntry(name));
+    wanted.close();
+    EXPECT_EQ(query.serialize(), nullptr);
+    query.close();
+    EXPECT_FALSE(query.isIntact());
+    ASSERT_TRUE(query.create(nullptr));
+    EXPECT_NE(query.serialize(), nullptr);
+    query.close();
+    EXPECT_TRUE(query.isIntact());
 }
 
 TEST_F(Query, OutOfTurn) {

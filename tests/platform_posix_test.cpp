@@ -18,10 +18,17 @@
 
 #include "PosixSupport.h"
 #include "TempDir.h"
+#include "vellix/CatImageCmdXmlFileHelper.h"
+#include "vellix/CatQueryCriteriaHelper.h"
+#include "vellix/VellixMMap.h"
+#include "vellix/VellixPath.h"
+#include "vellix/VellixReader.h"
+#include "vellix/VellixWriter.h"
 
 namespace {
 
 using namespace platform;
+using namespace std::string_literals;
 
 constexpr unsigned long kPage = 65536;
 
@@ -67,7 +74,7 @@ TEST_F(PosixFiles, EveryDescriptorIsClosedOnExecAndInTheEnd) {
 
     std::map<int, bool> opened = descriptors();
     for (const auto& [number, closedOnExec] : before) opened.erase(number);
-    EXPECT_EQ(opened.size(), 4U);
+    EXPECT_EQ(opened.size(), 3U) << "a mapping object has none of its own";
     for (const auto& [number, closedOnExec] : opened) EXPECT_TRUE(closedOnExec) << number;
 
     platform::CloseHandle(file);
@@ -116,6 +123,37 @@ TEST_F(PosixFiles, NoViewPastThePresentEnd) {
     platform::CloseHandle(file);
 }
 
+// More views at once than memory is kept for. Each is a page of its own, whatever becomes of the file.
+TEST_F(PosixFiles, PrivatePagesStayWhenTheFileIsCut) {
+    writeFile(dir.file("f"), std::string(kPage, 'a') + std::string(kPage, 'b') + "end");
+    void* const file = openPath(dir.wide("f"));
+    void* const mapping = mappingOf(file);
+    for (int round = 0; round < 2; ++round) {
+        std::vector<char*> views;
+        for (unsigned long number = 0; number < 9; ++number) {
+            const unsigned long offset = number % 3 * kPage;
+            views.push_back(
+                static_cast<char*>(MapViewOfFile(mapping, kMapCopy, 0, offset, offset < 2 * kPage ? kPage : 0)));
+            ASSERT_NE(views.back(), nullptr);
+            EXPECT_EQ(views.back()[2], "abd"[number % 3]);
+            views.back()[0] = static_cast<char>('0' + number);
+        }
+        if (round == 1) std::filesystem::resize_file(dir.file("f"), kPage - 1);
+        std::thread([&] {
+            for (std::size_t number = 0; number < views.size(); ++number) {
+                EXPECT_EQ(views[number][0], static_cast<char>('0' + number));
+                EXPECT_FALSE(platform::UnmapViewOfFile(views[number] + 1));
+                EXPECT_TRUE(platform::UnmapViewOfFile(views[number]));
+                EXPECT_FALSE(platform::UnmapViewOfFile(views[number]));
+            }
+        }).join();
+    }
+    EXPECT_EQ(MapViewOfFile(mapping, kMapCopy, 0, 0, kPage), nullptr);
+    EXPECT_EQ(platform::GetLastError(), 5U);
+    platform::CloseHandle(mapping);
+    platform::CloseHandle(file);
+}
+
 TEST_F(PosixFiles, AccessZeroCannotBeTouchedAndUnmapEndsTheWholeView) {
     writeFile(dir.file("f"), std::string(3 * kPage, 'x'));
     void* const file = openPath(dir.wide("f"));
@@ -134,23 +172,104 @@ TEST_F(PosixFiles, AccessZeroCannotBeTouchedAndUnmapEndsTheWholeView) {
     platform::CloseHandle(file);
 }
 
-TEST_F(PosixFiles, TemporaryNameThatCannotBeToldLeavesNoFile) {
+TEST_F(PosixFiles, TemporaryNameWithoutRoomLeavesNoFile) {
     wchar_t name[260];
-    {
-        const TemporaryDirectory here(dir.path());
-        const std::size_t needed = dir.path().size() + sizeof("/vellixXXXXXX");
-        EXPECT_NE(platform::_wtmpnam_s(name, needed - 1), 0);
-        EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
-        EXPECT_EQ(platform::_wtmpnam_s(name, needed), 0);
-        EXPECT_EQ(platform::_wunlink(name), 0);
+    const TemporaryDirectory here(dir.path());
+    const std::size_t needed = dir.path().size() + sizeof("/vellixXXXXXX");
+    EXPECT_NE(platform::_wtmpnam_s(name, needed - 1), 0);
+    EXPECT_STREQ(name, L"");
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+    EXPECT_EQ(platform::_wtmpnam_s(name, needed), 0);
+    EXPECT_EQ(platform::_wunlink(name), 0);
+}
+
+// Names of up to 255 bytes that hold each text of one and two bytes, and longer ones that are nearly UTF-8. An "x" parts
+// them, so none of them changes what its neighbour is.
+std::vector<std::string> hostileNames() {
+    std::vector<std::string> pieces = {"caf\xE9",
+                                       "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80",
+                                       "\xE0\x9F\xBF",
+                                       "\xE0\xA0\x80",
+                                       "\xE2\x82",
+                                       "\xED\x9F\xBF",
+                                       "\xED\xA0\x80",
+                                       "\xED\xB2\x80",
+                                       "\xED\xA0\xBD\xED\xB2\x80",
+                                       "\xED\xA0\xBD\x80",
+                                       "\xEE\x80\x80",
+                                       "\xEF\xBF\xBD",
+                                       "\xF0\x8F\xBF\xBF",
+                                       "\xF0\x90\x80\x80",
+                                       "\xF0\x9F\x98",
+                                       "\xF0\x9F\x98\xC3\xA9",
+                                       "\xF4\x8F\xBF\xBF",
+                                       "\xF4\x90\x80\x80",
+                                       "\xF5\x80\x80\x80",
+                                       "\xF8\x88\x80\x80\x80"};
+    for (int first = 1; first < 256; ++first) {
+        for (int second = 1; second < 256; ++second)
+            if (first != '/' && second != '/') pieces.push_back({static_cast<char>(first), static_cast<char>(second)});
     }
-    const std::string names[] = {"\xE9", "\x80x", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82"};
-    for (const std::string& directory : names) {
-        ASSERT_TRUE(std::filesystem::create_directory(dir.file(directory)));
-        const TemporaryDirectory here(dir.file(directory));
-        EXPECT_NE(platform::_wtmpnam_s(name, 260), 0);
-        EXPECT_STREQ(name, L"");
-        EXPECT_TRUE(std::filesystem::is_empty(dir.file(directory)));
+    std::vector<std::string> names(1);
+    for (const std::string& piece : pieces) {
+        if (names.back().size() + 1 + piece.size() > 255) names.emplace_back();
+        names.back() += "x" + piece;
+    }
+    return names;
+}
+
+TEST_F(PosixFiles, EachNameHasAWidePathThatNamesIt) {
+    for (const std::string& name : hostileNames()) {
+        std::FILE* const file = platform::_wfopen(vellix::widePath(dir.file(name)).c_str(), L"w");
+        ASSERT_NE(file, nullptr) << testing::PrintToString(name);
+        std::fclose(file);
+        ASSERT_EQ(::unlink(dir.file(name).c_str()), 0) << testing::PrintToString(name);
+    }
+    EXPECT_EQ(vellix::widePath("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\x80z"), L"a\xE9\x20AC\x1F600\xDC80z");
+    EXPECT_EQ(vellix::widePath(std::string("a\0b", 3)), L"");
+    EXPECT_EQ(vellix::widePath(""), L"");
+    EXPECT_EQ(platform::_wfopen(L"", L"w"), nullptr);
+    const wchar_t text[] = L"\xDC80"; // no byte outside a path
+    EXPECT_EQ(platform::WideCharToMultiByte(platform::kUtf8, 0, text, -1, nullptr, 0, nullptr, nullptr), 4);
+    std::fclose(platform::_wfopen(vellix::widePath(dir.file("x\xF0\x9F\x98\x80")).c_str(),
+                                  L"w")); // a pair is one character in a path too
+    EXPECT_EQ(platform::_wunlink((dir.wide("x") + L"\xD83D\xDC80").c_str()), -1);
+    EXPECT_EQ(platform::_wunlink((dir.wide("x") + L"\xD83D\xDE00").c_str()), 0);
+}
+
+TEST_F(PosixFiles, EachOperationTakesANameOfAnyBytes) {
+    for (const std::string& name : {"caf\xE9"s, "\xED\xA0\x80"s}) {
+        ASSERT_TRUE(std::filesystem::create_directory(dir.file(name)));
+        const TemporaryDirectory here(dir.file(name));
+        const std::string path = dir.file(name + "/" + name);
+        const std::wstring wide = vellix::widePath(path);
+        CatImageCmdXmlFileHelper helper;
+        ASSERT_TRUE(helper.create(wide.c_str()));
+        VellixEntry entry(VELLIX_DOC_FH, 5);
+        EXPECT_TRUE(helper.addImageCmd(entry));
+        helper.close();
+        EXPECT_TRUE(helper.load(wide.c_str()));
+        EXPECT_TRUE(VellixReader().load(wide.c_str()));
+        EXPECT_TRUE(VellixDoc(VELLIX_DOC_RESULTS).load(path.c_str()));
+        VellixMMap map;
+        EXPECT_EQ(map.open(wide.c_str(), 0), VELLIX_SUCCESS);
+        VellixWriter writer;
+        ASSERT_TRUE(writer.create(wide.c_str()));
+        writer.getRootDoc().addAttribute(1, "1");
+        VellixDoc doc(VELLIX_DOC_DOC);
+        writer.addDoc(doc);
+        doc.close();
+        writer.markComplete();
+        writer.close();
+        EXPECT_EQ(bytesOf(path),
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?><CatResults IC=\"1\" ID=\"1\"><CatDoc/></CatResults>");
+        std::filesystem::remove(path);
+        {
+            CatQueryCriteriaHelper query;
+            ASSERT_TRUE(query.create(nullptr)); // a temporary file, in that directory
+            EXPECT_FALSE(std::filesystem::is_empty(dir.file(name)));
+        }
+        EXPECT_TRUE(std::filesystem::is_empty(dir.file(name)));
     }
 }
 

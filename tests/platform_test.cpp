@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellix/platform/Platform.h"
 
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
@@ -11,6 +12,7 @@
 
 #include "TempDir.h"
 #include "TestSupport.h"
+#include "vellix/platform/Bytes.h"
 
 namespace {
 
@@ -42,6 +44,32 @@ TEST(Utf8, SizesAndFailures) {
     EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, 8, nullptr, &replaced), 0);
     EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -2, out, 8, nullptr, nullptr), 0);
     EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, -1, nullptr, nullptr), 0);
+}
+
+// Each byte value at each place, among plain bytes and among special ones; a byte behind the counted ones doesn't tell.
+template <std::size_t count> void compareBitsOfSpecial() {
+    constexpr unsigned int all = (1U << count) - 1;
+    for (const char around : {'n', '\xC3'}) {
+        const unsigned int others = around == 'n' ? 0 : all;
+        for (std::size_t place = 0; place < count; ++place) {
+            for (int value = 0; value < 256; ++value) {
+                std::array<char, kBlock + 1> text;
+                text.fill(around);
+                text[place] = static_cast<char>(value);
+                text[count] = '<';
+                const unsigned int bit = 1U << place;
+                const bool special = value >= 0x80 || "\"&'<>\0"s.find(text[place]) != std::string::npos;
+                ASSERT_EQ(bitsOfSpecial<count>(text.data()), special ? others | bit : others & ~bit)
+                    << value << " at " << place << " of " << count;
+            }
+        }
+    }
+}
+
+TEST(Bytes, BitsOfSpecial) {
+    compareBitsOfSpecial<4>();
+    compareBitsOfSpecial<8>();
+    compareBitsOfSpecial<16>();
 }
 
 class PlatformFiles : public testing::Test {
@@ -91,6 +119,37 @@ TEST_F(PlatformFiles, HandlesOfTheWrongKindFail) {
     EXPECT_FALSE(platform::CloseHandle(nullptr) || platform::CloseHandle(kInvalidHandle));
     EXPECT_TRUE(platform::CloseHandle(mapping));
     EXPECT_TRUE(platform::CloseHandle(file));
+}
+
+TEST_F(PlatformFiles, ReadsAtAnyPlace) {
+    constexpr __int64 kFar = 5LL << 30;
+    writeFile(dir.file("f"), "0123456789");
+    std::filesystem::resize_file(dir.file("f"), kFar);
+    void* const file = open("f", kGenericRead);
+    void* const mapping = mappingOf(file, kPageReadOnly);
+    const struct {
+        void* handle;
+        __int64 offset;
+        std::size_t length;
+        bool read;
+        std::string bytes;
+    } rows[] = {{file, 0, 4, true, "0123"},        {file, 9, 3, true, "9\0\0"s}, {file, kFar - 2, 6, true, "\0\0"s},
+                {file, 2, 3, true, "234"},         {file, 4, 0, true, ""},       {file, kFar, 6, true, ""},
+                {file, INT64_MAX, 6, true, ""},    {file, -1, 6, false, ""},     {mapping, 0, 6, false, ""},
+                {kInvalidHandle, 0, 6, false, ""}, {nullptr, 0, 6, false, ""}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.offset);
+        std::string bytes(8, '~');
+        std::size_t got = 99;
+        EXPECT_EQ(readAt(row.handle, row.offset, bytes.data(), row.length, got), row.read);
+        EXPECT_EQ(bytes.substr(0, got), row.bytes);
+        EXPECT_EQ(bytes.substr(row.length), std::string(8 - row.length, '~'));
+        EXPECT_TRUE(row.read || (platform::GetLastError() == (row.offset < 0 ? 87U : 6U) && systemError()));
+    }
+    platform::CloseHandle(mapping);
+    platform::CloseHandle(file);
+    EXPECT_EQ(open("none", kGenericRead), kInvalidHandle);
+    EXPECT_EQ(systemError(), std::errc::no_such_file_or_directory);
 }
 
 TEST_F(PlatformFiles, CreateFileRefuses) {
@@ -153,6 +212,37 @@ TEST_F(PlatformFiles, StreamsStandBehind32Bits) {
     EXPECT_EQ(platform::_fseeki64(stream, kFar, SEEK_CUR), 0);
     EXPECT_EQ(platform::_ftelli64(stream), kFar + 1);
     EXPECT_NE(platform::_fseeki64(stream, -1, SEEK_SET), 0);
+    std::fclose(stream);
+}
+
+TEST_F(PlatformFiles, StatesTellFilesApart) {
+    std::FILE* const stream = platform::_wfopen(dir.wide("a").c_str(), L"wb+");
+    ASSERT_NE(stream, nullptr);
+    std::setvbuf(stream, nullptr, _IONBF, 0);
+    writeFile(dir.file("b"), "12345");
+    void* const same = open("a", kBoth);
+    void* const other = open("b", kGenericRead);
+    FileState first;
+    EXPECT_TRUE(stateOf(stream, first));
+    EXPECT_EQ(first.size, 0U);
+    EXPECT_EQ(platform::writeThrough(stream, "123", 3), 3U);
+    EXPECT_TRUE(syncFile(stream) && syncFile(same));
+    void* const mapping = mappingOf(same, kPageReadWrite);
+    void* const view = MapViewOfFile(mapping, kMapWrite, 0, 0, 3);
+    ASSERT_NE(view, nullptr);
+    EXPECT_TRUE(syncView(same, view, 3));
+    FileState state;
+    EXPECT_TRUE(stateOf(same, state));
+    EXPECT_TRUE(state.volume == first.volume && state.number == first.number && state.size == 3);
+    EXPECT_TRUE(stateOf(other, state));
+    EXPECT_TRUE(state.volume == first.volume && state.number != first.number && state.size == 5);
+    for (void* const handle : {static_cast<void*>(nullptr), kInvalidHandle, mapping}) {
+        EXPECT_FALSE(stateOf(handle, state) || syncFile(handle));
+        EXPECT_EQ(platform::GetLastError(), 6U);
+    }
+    EXPECT_TRUE(platform::UnmapViewOfFile(view));
+    EXPECT_FALSE(syncView(same, view, 3));
+    for (void* const handle : {same, other, mapping}) platform::CloseHandle(handle);
     std::fclose(stream);
 }
 

@@ -32,11 +32,14 @@ protected:
         VellixDoc files(VELLIX_DOC_FH);
         VellixEntry first;
         EXPECT_TRUE(load(reader, file) && reader.getFirstDoc(files) && files.getFirstEntry(first));
-        return readToEnd(reader);
+        std::vector<std::string> entries = readToEnd(reader);
+        code = reader.getLastError();
+        return entries;
     }
 
     TempDir dir;
     int made = 0;
+    int code = 0; // what the reader of those had to tell
 };
 
 // An entry tag of exactly `length` bytes.
@@ -161,12 +164,15 @@ TEST_F(ReaderTest, WithoutAnythingLoaded) {
     EXPECT_EQ(reader.getXmlStr(), nullptr);
     expectNothing();
     EXPECT_FALSE(reader.load(nullptr) || reader.load(nullptr, 5));
+    EXPECT_EQ(reader.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
     EXPECT_TRUE(load(reader, ""));
+    EXPECT_EQ(reader.getLastError(), VELLIX_SUCCESS);
     expectNothing();
     EXPECT_TRUE(load(reader, kFront + tagOf(20)));
     EXPECT_TRUE(reader.getFirstDoc(doc));
     EXPECT_FALSE(reader.load(dir.wide("missing.xml").c_str())) << "a failed load forgets the file before";
     expectNothing();
+    EXPECT_EQ(reader.getLastError(), VELLIX_ERR_FILE_OPEN);
 }
 
 TEST_F(ReaderTest, LoadsAgain) {
@@ -190,10 +196,12 @@ TEST_F(ReaderTest, LoadsAgain) {
     ASSERT_TRUE(reader.getFirstDoc(files));
     EXPECT_TRUE(files.getNextEntry(entry));
     EXPECT_TRUE(files.getNextEntry(entry));
-    ASSERT_TRUE(reader.load(second.data(), static_cast<unsigned long>(second.size())));
+    const std::string text =
+        "<ET NM='q/>\xE0<ET PT=\"c\"/>"; // only the page behind it tells that the first tag isn't cut
+    ASSERT_TRUE(reader.load(text.data(), static_cast<unsigned long>(text.size())));
     EXPECT_EQ(reader.getSessionID(), "s");
     EXPECT_EQ(reader.position(), 0U);
-    EXPECT_EQ(readToEnd(reader).back(), "6=" + std::string(19, '3'));
+    EXPECT_EQ(readToEnd(reader), (std::vector<std::string>{"6='q", "7=c", "6=" + std::string(19, '3')}));
 }
 
 TEST_F(ReaderTest, FileSizesAtThePageSize) {
@@ -260,6 +268,36 @@ TEST_F(ReaderTest, RecordsLongerThanAPage) {
     }
 }
 
+// Tags with a quote that has no partner in more than 1 MB, each hidden from the search by a lead byte. They cost no record.
+TEST_F(ReaderTest, RecordCutBehindTagsThatOnlySeemCut) {
+    std::string odd;
+    for (int i = 0; i < 100; ++i) odd += "\xE0<' NM=1>";
+    const std::string good = R"(<ET NM="whole" PT="too"/>)";
+    for (std::size_t room = 1; room < good.size(); ++room) {
+        std::string front = pageWithRoom(odd.size() + 1 + room) + odd + '\xE0';
+        std::vector<std::string> wanted(100, "6=1");
+        wanted.emplace_back("6=whole; 7=too");
+        wanted.emplace_back("6=last");
+        EXPECT_EQ(behindFirstEntry(front + good + std::string(20 * kPageSize, 'x') + R"(<ET NM="last"/>)"), wanted)
+            << room;
+    }
+}
+
+// Whether it opens a close tag stands on the next page. The position is behind it, as in memory.
+TEST_F(ReaderTest, BracketInsideATagThatEndsAPage) {
+    const std::string tag = R"(<ET NM="a" <)";
+    for (const char* next : {"/", "?"}) {
+        OpenReader reader;
+        VellixDoc files(VELLIX_DOC_FH);
+        VellixEntry entry;
+        ASSERT_TRUE(load(reader, pageWithRoom(tag.size()) + tag + next + R"(<ET NM="b"/>)"));
+        EXPECT_TRUE(reader.getFirstDoc(files) && files.getNextEntry(entry) && files.getNextEntry(entry));
+        EXPECT_EQ(slotsOf(entry), "6=a");
+        EXPECT_EQ(reader.pageLength(), 13U);
+        EXPECT_EQ(reader.position(), 1U);
+    }
+}
+
 TEST_F(ReaderTest, LongestTag) {
     const std::size_t limit = 16U << 20;
     const std::string begin = R"(<ET OP="1" NM=")";
@@ -269,6 +307,7 @@ TEST_F(ReaderTest, LongestTag) {
         std::vector<std::string> wanted = {valuesOf(tag), "7=next"};
         if (length > limit) wanted.erase(wanted.begin());
         EXPECT_TRUE(behindFirstEntry(pageWithRoom(100) + tag + R"(<ET PT="next"/>)" + kBack) == wanted);
+        EXPECT_EQ(code, length > limit ? VELLIX_ERR_OUT_OF_RANGE : VELLIX_SUCCESS);
     }
 }
 

@@ -103,6 +103,8 @@ TEST_F(WriterTest, PageRule) {
          {{100, 100}, {70000, p + 70000}, {10, p + 70010}, {2 * p - 70010, 3 * p}, {1, 3 * p + 1}}},
         {"several pages",
          {{10, 10}, {3 * p + 5, 4 * p + 5}, {7, 4 * p + 12}, {p, 5 * p + 12}, {7, 5 * p + 19}, {p - 19, 6 * p}}},
+        {"several pages, then two entries without text",
+         {{10, 10}, {2 * p + 5, 3 * p + 5}, {0, 3 * p + 5}, {0, 3 * p + 5}, {p - 1, 5 * p - 1}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -110,6 +112,10 @@ TEST_F(WriterTest, PageRule) {
         const std::string file = fileFrom(VELLIX_DOC_NONE, [&](VellixWriter& writer) {
             for (const Step& step : c.steps) {
                 const std::string record(step.length, static_cast<char>('a' + expected.size() % 26));
+                if (record.empty()) {
+                    EXPECT_FALSE(writer.write(VellixEntry(VELLIX_DOC_NONE)));
+                    continue;
+                }
                 EXPECT_TRUE(writeText(writer, record)) << "record of " << step.length;
                 EXPECT_EQ(writer.size(), static_cast<__int64>(step.end) + 1) << "record of " << step.length;
                 if (step.end > expected.size() + step.length) expected.resize(step.end - step.length, ' ');
@@ -188,6 +194,8 @@ TEST_F(WriterTest, AddingBeforeCreate) {
     writer.markComplete();
     writer.close();
     EXPECT_EQ(bytes(), R"(<ET NM="a"/></CatFH></CatDoc></CatResults>)");
+    EXPECT_FALSE(writer.isIntact());
+    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_BAD_HANDLE);
 }
 
 TEST_F(WriterTest, CreateWhileAFileIsUnderWay) {
@@ -203,16 +211,41 @@ TEST_F(WriterTest, CreateWhileAFileIsUnderWay) {
 }
 
 // How the order of the calls decides about the file and its mark. c is create, f fills the file with the sample, x is
-// close, r is reset, m is markComplete, s is serialize.
+// close, r is reset, m is markComplete, s is serialize, y is sync.
 TEST_F(WriterTest, OrderOfCalls) {
     const struct {
         const char* calls;
         bool isMarked;
+        int code = VELLIX_SUCCESS;
     } cases[] = {
-        {"cfmx", true},   {"cfms", true},    {"cfxmx", true},   {"cfxms", true},   {"cfmxs", true},   {"cfmss", true},
-        {"mcfx", true},   {"cfx", false},    {"cfs", false},    {"cfxs", false},   {"cfsmx", false},  {"cfsms", false},
-        {"cfxm", false},  {"cfxsmx", false}, {"cfxrfs", false}, {"cfrfs", false},  {"cfxcfs", false}, {"xcfs", false},
-        {"cxrfs", false}, {"cmfxrfs", true}, {"cfxmrfs", true}, {"cfsmrfs", true}, {"cfmscfs", true}, {"cfmxrfx", true},
+        {"cfmx", true},
+        {"cfms", true},
+        {"cfxmx", true},
+        {"cfxms", true},
+        {"cfmxs", true},
+        {"cfmss", true},
+        {"mcfx", true},
+        {"cfx", false},
+        {"cfs", false},
+        {"cfxs", false},
+        {"cfymyx", true},
+        {"cfxm", false},
+        {"cfxrfs", false},
+        {"cfrfs", false},
+        {"cfxcfs", false},
+        {"xcfs", false},
+        {"cxrfs", false},
+        {"cmfxrfs", true},
+        {"cfxmrfs", true},
+        {"cfsmrfs", true},
+        {"cfmscfs", true},
+        {"cfmxrfx", true},
+        {"cfsmx", false, VELLIX_ERR_NOT_MAPPED},
+        {"cfsms", false, VELLIX_ERR_NOT_MAPPED},
+        {"cfxsmx", false, VELLIX_ERR_NOT_MAPPED},
+        {"mxcfs", true, VELLIX_ERR_FILE_OPEN},
+        {"ycfs", false, VELLIX_ERR_FILE_OPEN},
+        {"cfxys", false, VELLIX_ERR_FILE_OPEN},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.calls);
@@ -224,6 +257,7 @@ TEST_F(WriterTest, OrderOfCalls) {
             EXPECT_TRUE(*call != 'c' || create(writer));
             EXPECT_TRUE(*call != 'r' || writer.reset());
             if (*call == 'f') addSample(writer);
+            EXPECT_TRUE(*call != 'y' || writer.sync() == (call != c.calls && call[-1] != 'x'));
             EXPECT_FALSE(*call == 'f' && writer.write("", 0)); // an empty record doesn't count against the mark
             if (*call == 'x') writer.close();
             if (*call == 'm') writer.markComplete();
@@ -236,7 +270,8 @@ TEST_F(WriterTest, OrderOfCalls) {
         EXPECT_EQ(bytes(), expected);
         EXPECT_EQ(writer.size(), 174);
         EXPECT_TRUE(view == nullptr || std::string(view, 173) == expected);
-        EXPECT_EQ(writer.getLastError(), VELLIX_SUCCESS);
+        EXPECT_EQ(writer.getLastError(), c.code);
+        EXPECT_TRUE(writer.isIntact());
     }
 }
 
@@ -262,6 +297,7 @@ TEST_F(WriterTest, MarkOnlyWhereThereIsOne) {
         {"files with a header", VELLIX_DOC_FH, "OP", "0", "", 0},
         {"files, in the look of results", VELLIX_DOC_FH, "OP", "0", kHeader + R"(<CatResults IC="0")", 0},
         {"no root", VELLIX_DOC_NONE, "OP", "0", kHeader + R"(<CatResults IC="0")", 0},
+        {"results behind others", VELLIX_DOC_RESULTS, "IC", "0", kHeader + R"(<CatResults IC="0" ID="1">)", 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -272,12 +308,134 @@ TEST_F(WriterTest, MarkOnlyWhereThereIsOne) {
                 root.addAttribute(c.tag, static_cast<unsigned int>(std::strlen(c.tag)), c.value);
                 writeText(writer, c.record);
                 addEmptyDoc(writer, VELLIX_DOC_DOC);
-                if (mark) writer.markComplete();
+                if (!mark) return;
+                writer.markComplete();
+                writer.close();
+                EXPECT_EQ(writer.getLastError(), c.mark != 0 ? VELLIX_SUCCESS : VELLIX_ERR_SYNTAX);
+                EXPECT_TRUE(writer.isIntact());
+                EXPECT_EQ(std::string(writer.serialize(), static_cast<std::size_t>(writer.size() - 1)), bytes());
             });
         };
         std::string expected = fileWith(false);
         if (c.mark != 0) expected.at(c.mark) = '1';
         EXPECT_EQ(fileWith(true), expected);
+    }
+}
+
+// The root may become another one than it was made as. Its own IC counts, where it stands in the file.
+TEST_F(WriterTest, MarkOfARootThatChanged) {
+    VellixDoc image(VELLIX_DOC_DOC);
+    image.addAttribute(0, 0, false);
+    image.addAttribute(1, "nightly");
+    const struct {
+        const char* name;
+        std::function<void(VellixDoc&)> before;
+        std::function<void(VellixDoc&)> behind; // the root's tag
+        std::string file;
+        int code;
+    } cases[] = {
+        {"assigned", [&](VellixDoc& root) { root = image; }, {}, R"(<CatDoc IC="1" ID="nightly">)", 0},
+        {"retyped", [](VellixDoc& root) { root.setType(VELLIX_DOC_DOC); }, {}, R"(<CatDoc IC="1" ID="7">)", 0},
+        {"without IC",
+         [](VellixDoc& root) { root.setType(VELLIX_DOC_FH); },
+         {},
+         R"(<CatFH OP="0" RT="7">)",
+         VELLIX_ERR_SYNTAX},
+        {"taken away",
+         [](VellixDoc& root) { root.setType(VELLIX_DOC_NONE); },
+         {},
+         R"(<CatDoc IC="0" ID="nightly"/>)",
+         VELLIX_ERR_SYNTAX},
+        {"too late", {}, [&](VellixDoc& root) { root = image; }, R"(<CatResults IC="1" ID="7">)", 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        VellixWriter writer;
+        ASSERT_TRUE(create(writer));
+        writer.getRootDoc().addAttribute(1, "7");
+        if (c.before) c.before(writer.getRootDoc());
+        VellixDoc added(image);
+        writer.addDoc(added);
+        added.close();
+        if (c.behind) c.behind(writer.getRootDoc());
+        writer.markComplete();
+        writer.close();
+        EXPECT_EQ(bytes().substr(0, kHeader.size() + c.file.size()), kHeader + c.file);
+        EXPECT_EQ(writer.getLastError(), c.code);
+    }
+}
+
+// No reader takes a tag of more than 16 MiB, so none is acknowledged: not from a caller, nor from a document that was held.
+TEST_F(WriterTest, EntriesTooLongToBeRead) {
+    const std::string longest((16U << 20) - 11, 'x'); // <ET NM=""/>
+    for (const bool tooLong : {false, true}) {
+        for (const char* way : {"streamed", "held", "in a child"}) {
+            SCOPED_TRACE(way);
+            VellixWriter writer;
+            VellixDoc image(VELLIX_DOC_DOC);
+            VellixDoc files(VELLIX_DOC_FH);
+            VellixDoc parent(VELLIX_DOC_DOC);
+            VellixEntry entry = fileEntry(longest + (tooLong ? "x" : ""));
+            VellixEntry next = fileEntry("next");
+            image.addAttribute(1, "42");
+            ASSERT_TRUE(create(writer));
+            writer.addDoc(image);
+            if (*way == 'i') {
+                files.addEntry(entry);
+                parent.addChildDoc(files);
+                image.addChildDoc(parent);
+                parent.setWriter(nullptr);
+                VellixDoc holder(VELLIX_DOC_FH);
+                holder.addChildDoc(parent);
+                image.addChildDoc(holder);
+                holder.close();
+            } else {
+                if (*way == 'h') files.addEntry(entry);
+                image.addChildDoc(files);
+                EXPECT_NE(files.addEntry(*way == 'h' ? next : entry), tooLong && *way == 's');
+                files.close();
+            }
+            image.close();
+            EXPECT_EQ(writer.getLastError(), tooLong ? VELLIX_ERR_OUT_OF_RANGE : VELLIX_SUCCESS);
+            EXPECT_NE(writer.isIntact(), tooLong);
+            writer.markComplete();
+            writer.close();
+            const std::string file = bytes();
+            EXPECT_EQ(file[kMarkAt], tooLong ? '0' : '1');
+            EXPECT_NE(file.find(longest) != std::string::npos, tooLong);
+            std::vector<std::string> expected;
+            if (!tooLong) expected.push_back("6=" + longest);
+            if (*way == 'h') expected.emplace_back("6=next");
+            EXPECT_TRUE(*way == 'i' || readByDocuments(dir.wide("a.xml")) == expected);
+        }
+    }
+}
+
+// The file on which another writer of the process begins is that one's from then on.
+TEST_F(WriterTest, TwoWritersOnOneFile) {
+    for (const bool late : {false, true}) {
+        VellixWriter first;
+        VellixWriter second;
+        VellixEntry entry = fileEntry("b.txt", 7);
+        ASSERT_TRUE(create(first));
+        addSample(first);
+        if (late) first.close();
+        ASSERT_TRUE(create(second));
+        addSample(second); // as long as the other's
+        EXPECT_FALSE(first.isIntact());
+        EXPECT_FALSE(first.write(entry) || first.write("text", 4));
+        EXPECT_EQ(first.getLastError(), late ? VELLIX_ERR_FILE_OPEN : VELLIX_ERR_BAD_HANDLE);
+        first.markComplete();
+        first.setError(VELLIX_SUCCESS);
+        EXPECT_EQ(first.serialize(), nullptr);
+        EXPECT_EQ(first.getLastError(), VELLIX_ERR_FILE_OPEN);
+        EXPECT_EQ(bytes(), kSample.substr(0, 160));
+        EXPECT_TRUE(second.isIntact());
+        second.markComplete();
+        second.close();
+        EXPECT_EQ(bytes(), marked(kSample));
+        first.reset(); // and now it is the first one's again
+        EXPECT_TRUE(!second.isIntact() && first.isIntact());
     }
 }
 
@@ -296,6 +454,7 @@ TEST_F(WriterTest, RemapInADerivedClass) {
     EXPECT_TRUE(writer.remap(11) && writer.remap(0));
     EXPECT_FALSE(writer.remap(0) || writer.remap(173));
     EXPECT_TRUE(writer.remap(174)); // more than there is: asked for, and not to be had
+    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_NOT_MAPPED);
     writer.markComplete();
     EXPECT_EQ(writer.serialize(), nullptr);
     EXPECT_EQ(bytes(), kSample);

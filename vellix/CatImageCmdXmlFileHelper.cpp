@@ -13,7 +13,7 @@ constexpr unsigned short kImageId = 1; // ID of the CatDoc document
 } // namespace
 
 CatImageCmdXmlFileHelper::CatImageCmdXmlFileHelper()
-    : imageDoc(VELLIX_DOC_DOC), commandDoc(VELLIX_DOC_FH), loadedCommands(VELLIX_DOC_FH) {}
+    : imageDoc(VELLIX_DOC_DOC), commandDoc(VELLIX_DOC_FH), loadedImage(VELLIX_DOC_DOC), loadedCommands(VELLIX_DOC_FH) {}
 
 CatImageCmdXmlFileHelper::~CatImageCmdXmlFileHelper() {
     try {
@@ -27,14 +27,20 @@ CatImageCmdXmlFileHelper::~CatImageCmdXmlFileHelper() {
 
 bool CatImageCmdXmlFileHelper::create(const wchar_t* path) {
     if (writer != nullptr) close();
+    intact = false;
     commandDoc = VellixDoc(VELLIX_DOC_FH);
     writer.reset(new (std::nothrow) VellixWriter(VELLIX_DOC_RESULTS));
     return writer != nullptr && writer->create(path);
 }
 
-void CatImageCmdXmlFileHelper::setImageId(const char* id) { imageDoc.addAttribute(kImageId, id); }
+void CatImageCmdXmlFileHelper::setImageId(const char* id) {
+    imageDoc.addAttribute(kImageId, id);
+    imageWaits = false;
+}
 
-const char* CatImageCmdXmlFileHelper::getImageId() const { return imageDoc.getAttribute(kImageId); }
+const char* CatImageCmdXmlFileHelper::getImageId() const {
+    return (imageWaits ? loadedImage : imageDoc).getAttribute(kImageId);
+}
 
 bool CatImageCmdXmlFileHelper::addImageCmd(VellixEntry& entry) {
     if (writer == nullptr) return false;
@@ -59,15 +65,29 @@ bool CatImageCmdXmlFileHelper::load(const char* text, unsigned long length) {
 }
 
 bool CatImageCmdXmlFileHelper::standOnFirstCommand() {
-    VellixDoc loadedImage(VELLIX_DOC_DOC);
-    if (!reader->getFirstDoc(loadedImage)) return false;
-    setImageId(loadedImage.getAttribute(kImageId));
-    return loadedImage.getFirstChildDoc(loadedCommands);
+    VellixDoc image(VELLIX_DOC_DOC);
+    if (!reader->getFirstDoc(image)) return false;
+    loadedImage = static_cast<const VellixEntry&>(image);
+    imageWaits = true;
+    if (writer == nullptr) takeLoadedImage();
+    return image.getFirstChildDoc(loadedCommands);
 }
+
+// Lets the next file have the tag of the image that was read.
+void CatImageCmdXmlFileHelper::takeLoadedImage() {
+    if (imageWaits) imageDoc = static_cast<const VellixEntry&>(loadedImage);
+    imageWaits = false;
+}
+
+bool CatImageCmdXmlFileHelper::isIntact() const { return writer != nullptr ? writer->isIntact() : intact; }
 
 bool CatImageCmdXmlFileHelper::getFirstImageCmd(VellixEntry& entry) { return getNextImageCmd(entry); }
 
 bool CatImageCmdXmlFileHelper::getNextImageCmd(VellixEntry& entry) { return loadedCommands.getNextEntry(entry); }
+
+int CatImageCmdXmlFileHelper::getReadError() const {
+    return reader != nullptr ? reader->getLastError() : VELLIX_SUCCESS;
+}
 
 void CatImageCmdXmlFileHelper::close() {
     if (writer != nullptr) endWriting();
@@ -80,8 +100,10 @@ void CatImageCmdXmlFileHelper::endWriting() {
     commandDoc.close();
     imageDoc.close();
     writer->close();
+    intact = writer->isIntact();
     commandDoc.setWriter(nullptr);
     imageDoc.setWriter(nullptr);
     writer.reset();
     firstCommand = true;
+    takeLoadedImage();
 }

@@ -38,21 +38,33 @@ public:
     CatImageCmdXmlFileHelper& operator=(const CatImageCmdXmlFileHelper&) = delete;
 
     /// Starts a file at `path`. If one is being written `close` comes first, which also ends what is being read. The image
-    /// id stays. False if it can't be opened.
+    /// id stays, with what `load` read along with it. False if it can't be opened.
+    /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
+    /// gives any name of a file.
     bool create(const wchar_t* path);
 
     /// Sets the image id; null takes it away. It reaches the file if this comes before the first `addImageCmd`.
     void setImageId(const char* id);
 
-    /// Returns the image id, set or read, or null if there is none. It lives until the id next changes.
+    /// Returns the image id that was set or read last, or null if there is none. It lives until the next `setImageId`,
+    /// `load`, `create` or `close`.
     const char* getImageId() const;
 
     /// Appends a command, whose type becomes VELLIX_DOC_FH. False if no file is being written or the command could not
     /// be written.
     bool addImageCmd(VellixEntry& entry);
 
-    /// Opens a file, or a text in memory that must outlive the reading, and stands on its first command. If
-    /// something is being read `close` comes first, which also ends a file that is being written. False if it can't be opened or holds no commands.
+    /// True if a file is being written and nothing of it was lost so far, or if the last one that was written is whole. It
+    /// says nothing of what is read.
+    bool isIntact() const;
+
+    /// Opens a file, or a text in memory that must outlive the reading, and stands in front of its first command. If
+    /// something is being read `close` comes first, which also ends a file that is being written. False if it can't be
+    /// opened, or if its first page doesn't hold the tags CatResults, CatDoc and CatFH in this order; a text counts as one
+    /// page. True also without any command: then the first `getNextImageCmd` is false.
+    /// The image document takes all attributes of the CatDoc tag, and hands them on to the next file that is written. A
+    /// file that is being written keeps its own, also if its tag is still to come.
+    /// The path is as for `create`.
     bool load(const wchar_t* path);
     bool load(const char* text, unsigned long length);
 
@@ -61,19 +73,27 @@ public:
     bool getFirstImageCmd(VellixEntry& entry);
     bool getNextImageCmd(VellixEntry& entry);
 
+    /// Returns why something of what was loaded last wasn't read, or why it wasn't loaded, as VellixReader::getLastError does.
+    /// VELLIX_SUCCESS at its true end, and when nothing is loaded. Ask before `close`.
+    int getReadError() const;
+
     /// Ends the file that is being written, and what is being read. The image id stays.
     void close();
 
 private:
     bool standOnFirstCommand();
+    void takeLoadedImage();
     void endWriting();
 
     std::unique_ptr<VellixWriter> writer;
     std::unique_ptr<VellixReader> reader;
-    VellixDoc imageDoc; // holds the image id, set or read
+    VellixDoc imageDoc; // the tag of the file that is written now or next
     VellixDoc commandDoc;
+    VellixDoc loadedImage;
+    bool imageWaits = false;  // for the end of a file, to take the place of `imageDoc`
     VellixDoc loadedCommands; // apart from `commandDoc`, so that reading doesn't disturb a file that is being written
     bool firstCommand = true; // no command has been added to the file yet
+    bool intact = false;      // the file that was ended last
 };
 
 #endif

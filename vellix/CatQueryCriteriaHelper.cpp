@@ -24,6 +24,7 @@ CatQueryCriteriaHelper::~CatQueryCriteriaHelper() {
 
 bool CatQueryCriteriaHelper::create(const wchar_t* path) {
     if (writer != nullptr) close();
+    intact = false;
     writer.reset(new (std::nothrow) VellixWriter(VELLIX_DOC_QUERY));
     if (writer == nullptr) return false;
     if (!(path != nullptr ? writer->create(path) : writer->create())) return false;
@@ -41,7 +42,12 @@ void CatQueryCriteriaHelper::setRequestId(const char* requestId) {
 
 bool CatQueryCriteriaHelper::addDoc(VellixDoc& doc) { return writer != nullptr && writer->addDoc(doc); }
 
-const char* CatQueryCriteriaHelper::serialize() { return writer != nullptr ? writer->serialize() : nullptr; }
+const char* CatQueryCriteriaHelper::serialize() {
+    const char* const text = writer != nullptr ? writer->serialize() : nullptr;
+    return isIntact() ? text : nullptr;
+}
+
+bool CatQueryCriteriaHelper::isIntact() const { return writer != nullptr ? writer->isIntact() : intact; }
 
 __int64 CatQueryCriteriaHelper::size() const { return writer != nullptr ? writer->size() : 0; }
 
@@ -49,5 +55,6 @@ void CatQueryCriteriaHelper::close() {
     if (writer == nullptr) return;
     root = nullptr;
     writer->close();
+    intact = writer->isIntact();
     writer.reset();
 }

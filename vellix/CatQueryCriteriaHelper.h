@@ -24,7 +24,11 @@ class VellixWriter;
 //     wanted.addEntry(name);                              // <ImageAttributes><requestReturnAtt name="Name"/>
 //     wanted.close();                                     // children first
 //     format.close();
-//     const char* text = query.serialize();               // query.size() - 1 bytes
+//     const char* text = query.serialize();               // query.size() - 1 bytes; null if anything was lost
+//
+// Close each document before `serialize`, or its close tag is missing in the text, and nobody tells. And close or destroy
+// each before `close`, the next `create` and the end of the helper: a document that was added keeps a pointer to what these
+// destroy, and would write there.
 //
 // A root of VELLIX_DOC_QUERY holds VELLIX_DOC_RETURN_RESULT_FORMAT and VELLIX_DOC_QUERY_CONSTRAINTS. The first holds
 // VELLIX_DOC_RESULT_CONSTRAINTS, VELLIX_DOC_IMAGE_ATTRIBUTES and VELLIX_DOC_ENTRY_ATTRIBUTES; the second holds
@@ -43,8 +47,10 @@ public:
     CatQueryCriteriaHelper& operator=(const CatQueryCriteriaHelper&) = delete;
 
     /// Starts a query in a file at `path`, or in a temporary one if `path` is null, after closing the one before. False
-    /// if the file can't be opened: `addDoc` then still answers true, but nothing is written. Lets the exceptions of
-    /// VellixWriter through.
+    /// if the file can't be opened: `addDoc` then still answers true, but nothing is written, and `serialize` gives null.
+    /// Lets the exceptions of VellixWriter through.
+    /// The path is the system's own on Windows; elsewhere it stands for UTF-8, whatever the locale, and `vellix::widePath`
+    /// gives any name of a file.
     bool create(const wchar_t* path);
 
     /// Set who asks and the number or name of the request, before the first `addDoc`. Null takes the attribute away.
@@ -56,8 +62,13 @@ public:
     bool addDoc(VellixDoc& doc);
 
     /// Ends the query and returns its text, which has no NUL behind it, belongs to the helper and lives until `close` or
-    /// `create`. Null if no query was started or its file can't be mapped.
+    /// `create`. Null if no query was started, if anything that was to be written is missing in it, or if its file was
+    /// changed or replaced by somebody else or can't be mapped. Whoever shortens the file while its text is read ends the
+    /// process.
     const char* serialize();
+
+    /// True if a query was started and nothing of it was lost so far, and behind `close` if nothing was up to the end.
+    bool isIntact() const;
 
     /// Returns the number of bytes written so far plus 1; 0 if no query was started.
     __int64 size() const;
@@ -68,6 +79,7 @@ public:
 private:
     std::unique_ptr<VellixWriter> writer;
     VellixDoc* root = nullptr; // the writer's, while a query is being built
+    bool intact = false;       // of the query that was closed last
 };
 
 #endif

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellix/VellixDoc.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -108,27 +109,41 @@ void VellixDoc::setReader(VellixReader* source) { reader = source; }
 
 // --- The way to the file ---
 
-// Writes what `append` appends to a string as one record. If it can't be built for lack of memory the file has lost a
-// record, and the writer has to know.
-template <class Append> void VellixDoc::writeRecord(Append append) {
+// Builds the text of a record. If that can't be had for lack of memory the file has lost it, and the writer has to know.
+template <class Append> std::string VellixDoc::textFrom(Append append) {
     std::string text;
     try {
         append(text);
     } catch (...) {
-        writer->recordLost();
+        writer->tagLost();
         throw;
     }
-    writer->write(text.c_str(), toldLength(text.size()));
+    return text;
 }
 
 bool VellixDoc::writeOpenTag() {
     if (openTagWritten) return false;
     openTagWritten = true;
     if (writer == nullptr) return true;
-    writeRecord([this](std::string& text) { VellixEntry::serialize(text); });
-    for (const VellixDoc* child : childDocs) writeRecord([child](std::string& text) { child->serialize(text); });
-    for (const VellixEntry& entry : entries) writeRecord([&entry](std::string& text) { entry.serialize(text); });
+    writer->writeOwnTag(*this, textFrom([this](std::string& text) { VellixEntry::serialize(text); }));
+    for (const VellixDoc* child : childDocs) {
+        if (child->hasLongEntry()) {
+            writer->refuseLongTag();
+            continue;
+        }
+        const std::string text = textFrom([child](std::string& out) { child->serialize(out); });
+        writer->write(text.c_str(), toldLength(text.size()));
+    }
+    for (const VellixEntry& entry : entries) writer->write(entry);
     return true;
+}
+
+// Whether it holds an entry that a reader wouldn't take from a file.
+bool VellixDoc::hasLongEntry() const { // NOLINT(misc-no-recursion): as deep as the caller's tree
+    const auto isLong = [](const VellixEntry& entry) { return entry.size() > kLongestTag; };
+    const auto holdsOne = [](const VellixDoc* child) { return child->hasLongEntry(); };
+    return std::any_of(entries.begin(), entries.end(), isLong) ||
+           std::any_of(childDocs.begin(), childDocs.end(), holdsOne);
 }
 
 bool VellixDoc::writeCloseTag() {

@@ -56,12 +56,14 @@ public:
     void operator=(const VellixEntry& entry);
 
     /// Adds an entry: writes it for a streaming document, keeps a copy otherwise. Sets the type of the caller's `entry`
-    /// to the document's. False only if the writer did not write it, see VellixWriter.
+    /// to the document's. False only if the writer did not write it, see VellixWriter::write.
     bool addEntry(VellixEntry& entry);
 
     /// Adds a child document. For a streaming document that gives `child` the writer and writes this document's own tag;
-    /// the child's goes out when something is added to it or it is closed. Otherwise the pointer is kept: `child` stays
-    /// the caller's, and documents must form a tree. Always true.
+    /// the child's goes out when something is added to it, or when it is closed. The `close` of a child that was closed
+    /// before and had nothing added since writes nothing: call `reset` on it before it serves again. Without a writer the
+    /// pointer is kept: `child` stays the caller's, and documents must form a tree. Always true; whether the tag was
+    /// written shows in VellixWriter::isIntact.
     bool addChildDoc(VellixDoc& child);
 
     /// Set where the document streams to or pulls from. Null ends that. Nothing else happens.
@@ -80,11 +82,15 @@ public:
     /// operation of the base, which clears attributes, name, type and counters.
     void clear();
 
-    /// Sends what is missing of the document to the writer, and then clears it. A second call does nothing until
-    /// something is added to a streaming document, which begins a second element with the same attributes.
+    /// Sends what is missing of the document to the writer, and then clears it. A second call does nothing, until
+    /// something is added to a streaming document, which begins a second element with the same attributes, or `reset` was
+    /// called.
     void close();
 
-    /// Closes the document, and lets a later `close` run again.
+    /// Closes the document unless it is closed, and lets a later `close` run again. That makes an object serve for several
+    /// elements: with `reset` behind each `close`, every further `close` writes an element of its own, if nothing is added
+    /// an empty one. It has the same attributes, and its tag and close tag stand apart (<CatFH></CatFH>) once anything was
+    /// ever added, since the counters stay.
     void reset();
 
     /// Pull the next entry. Both are one operation: `getFirstEntry` rewinds nothing. `entry` is cleared and gets the
@@ -104,15 +110,19 @@ public:
     /// passed over, as is what stands behind a syntax error in a tag. What the document held stays in front. A text that
     /// begins with a tag instead of a header is read with the document's present type in hand: a first tag of another
     /// name leaves the document as it is.
+    /// A literal and a `const char*` are paths: the form below takes them. A std::string is a text, whatever it holds.
+    ///     doc.load("a.xml");                              // the file
+    ///     doc.load(std::string("<CatDoc ID=\"1\"/>"));     // the text
     /// True, also for a text without tags. False for a null `text` of some length (VELLIX_ERR_NULL_ARGUMENT), and if
     /// memory ran out at the start or a string is longer than an `unsigned long` can count (VELLIX_ERR_NO_MEMORY).
     bool load(const char* text, unsigned long length);
     bool load(const std::string& text);
 
-    /// Reads a regular file whole and loads its text. False, with the code in `getLastError`: `path` is null
+    /// Reads a regular file whole and loads its text; for the path of a std::string, give `path.c_str()`. False, with the code in `getLastError`: `path` is null
     /// (VELLIX_ERR_NULL_ARGUMENT); the file can't be opened or read (VELLIX_ERR_FILE_OPEN); its size can't be told
     /// (VELLIX_ERR_FILE_SIZE); no memory for its text, or more text than an `unsigned long` can count
-    /// (VELLIX_ERR_NO_MEMORY). False without a code: it is empty.
+    /// (VELLIX_ERR_NO_MEMORY). False without a code: it is empty. The bytes of `path` go to the system as they are, on
+    /// Windows in its code page.
     bool load(const char* path);
 
     /// Appends the document's text to `out`: the XML header if its type has one, its own tag, its child documents, its
@@ -140,7 +150,8 @@ private:
     bool holdsAnything() const;
     std::uint64_t textLength() const;
     char* putText(char* out) const;
-    template <class Append> void writeRecord(Append append);
+    bool hasLongEntry() const;
+    template <class Append> std::string textFrom(Append append);
 
     bool openTagWritten = false;
     bool closeTagWritten = false;

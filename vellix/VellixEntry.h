@@ -5,13 +5,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "vellix/VellixSchema.h"
 #include "vellix/VellixTypes.h"
 #include "vellix/VellixUtils.h"
 
 class QuoteSearch;
+class VellixStore;
+
+namespace vellix {
+class WalkCore;
+} // namespace vellix
 
 // One tag with its attributes: the leaf unit of a catalog document, and the base of VellixDoc.
 //
@@ -26,8 +31,16 @@ class QuoteSearch;
 // A slot is absent or present; a present one may be empty. Every entry has 78 slots, so its type can change after the
 // fact, but a slot takes a value only while the type has an attribute at that place.
 //
-// An entry belongs to one thread at a time; two entries share no state. Where memory runs out and nothing else is said,
-// std::bad_alloc leaves the call, and the entry keeps what it held.
+// A text that a getter hands out belongs to the entry. It lives until its slot next changes, or the entry is cleared,
+// assigned to, loaded, moved from or destroyed. What happens to other slots doesn't touch it. It may be given to any setter
+// of the same entry, as a whole or from its middle on.
+//
+// An entry can be used again and again, with `clear` or without, and soon allocates nothing any more for values of up to
+// 64 KB together. Its memory stays within a few times of what it held lately, besides some KB. A copy is one allocation of
+// just the size of what is copied.
+//
+// An entry belongs to one thread at a time, getters included; two entries share no state. Where memory runs out and nothing
+// else is said, std::bad_alloc leaves the call, and the entry keeps what it held.
 class VELLIX_API VellixEntry {
 public:
     /// Makes an entry of `type`. An `id` other than 0 is stored in slot 1 as a number. `flag` has no effect.
@@ -37,10 +50,10 @@ public:
     /// `buffer` leaves the entry empty. `flag` has no effect.
     VellixEntry(VELLIX_DOC_TYPE type, const char* buffer, unsigned long length, bool flag);
 
-    /// Copies everything. If memory for the entry name can't be had the copy has none.
+    /// Copies everything.
     VellixEntry(const VellixEntry& other);
 
-    /// Takes over the content of `other`, which may afterwards only be assigned to, loaded or destroyed.
+    /// Takes over the content of `other`, which is left as an empty entry of VELLIX_DOC_NONE without an error.
     VellixEntry(VellixEntry&& other) noexcept;
 
     virtual ~VellixEntry();
@@ -51,8 +64,8 @@ public:
     /// As the copying form; `other` is left as the moving constructor leaves it.
     void operator=(VellixEntry&& other) noexcept;
 
-    /// Makes the entry new: type NONE is replaced by `type`, everything else returns to what construction gives. Then
-    /// reads one tag from `buffer`, if it isn't null, and drops the result. `flag` has no effect.
+    /// Makes the entry new: everything returns to what construction with `type` gives. Then reads one tag from `buffer`, if
+    /// it isn't null, and drops the result. `buffer` may be text of the entry itself. `flag` has no effect.
     void loadFromBuffer(VELLIX_DOC_TYPE type, const char* buffer, unsigned long length, bool flag);
 
     /// Makes every slot absent, drops the name, sets the type to VELLIX_DOC_NONE and both counters to 0. The error code
@@ -119,28 +132,48 @@ public:
     /// Returns the largest number of bytes that the attribute takes; -2 means no limit, or no attribute row.
     int getAttributeMaxLen(int position) const;
 
+    // The width of long. The `long` and `unsigned long` forms of setters and getters carry 32 bits on every system. But on
+    // 64-bit Linux std::int64_t, std::uint64_t, std::size_t, time_t and off_t are `long`, and are taken for 32 bits:
+    //     file.addAttribute(9, std::uint64_t{3000000000}, false);  // true, and SZ is "-1294967296"
+    //     file.addAttribute(9, std::uint64_t{5368709120}, false);  // false, and SZ keeps what it held
+    //     std::uint64_t size = 0;
+    //     file.getAttribute(9, size);                              // false: SZ has 64 bits
+    // `vellix::set` and `vellix::get` of VellixAttributes.h take any integer by its value. Or convert: to `__int64` or
+    // `unsigned __int64` what goes in, from a variable of such a type what comes out.
+
     // Setters. Each answers whether the value was stored. Common to all of them:
     // - A value for an `id` at whose place the entry's type has no attribute is refused: false, and nothing changes.
     // - A value that the attribute's data type refuses: false, VELLIX_ERR_OUT_OF_RANGE for a number and
     //   VELLIX_ERR_TYPE_MISMATCH for a text, and the slot stays as it was.
-    // - A number is weighed only against data types narrower than its own C++ type. An unsigned number of 32 or 64 bits
-    //   is refused by the signed ones among them, however small it is.
+    // - A number is tested only against data types that are narrower than its own C++ type. An unsigned number of 32 or 64
+    //   bits is refused by the signed ones among them, however small it is. Data types as wide or wider take every number,
+    //   whatever its sign: -5 given as `int` is stored in an unsigned attribute of 32 or 64 bits, as "-5".
     // - Where the `id` of the row at that place differs (CatSearchCriteria 9 to 11, 42, 43), nothing is tested.
     // - A value longer than the attribute's limit is cut to it, counted in bytes.
-    // - A decimal number stands as the signed number of its width: 4294967295 given as `unsigned int` is "-1", and the
-    //   getters of the same width give it back.
+    // - A decimal number is written with the sign that its bits have in 32 or 64 bits. So 4294967295 given as `unsigned
+    //   int` is "-1", which the `unsigned int` getter reads back as 4294967295, but the `__int64` getter as -1. Given as
+    //   `__int64` it is "4294967295", which the 64-bit getters read back, but the `unsigned int` getter as 2147483647. A
+    //   `short` or an `unsigned short` stands as it is.
     // - `pad` right-aligns a radix-64 number with blanks to 3, 6 or 12 characters by its width of 16, 32 or 64 bits. It
     //   means nothing in a decimal attribute.
 
     bool addAttribute(unsigned short id, short value, bool pad);
     bool addAttribute(unsigned short id, unsigned short value, bool pad);
     bool addAttribute(unsigned short id, int value, bool pad);
+
+    /// A value above 2147483647 is stored as a negative number.
     bool addAttribute(unsigned short id, unsigned int value, bool pad);
 
-    /// As the `int` form. A value that 32 bits can't hold is refused first of all, with VELLIX_ERR_OUT_OF_RANGE.
+    /// As the `int` form: 32 bits. A value that they can't hold is refused first of all, with VELLIX_ERR_OUT_OF_RANGE.
     bool addAttribute(unsigned short id, long value, bool pad);
+
+    /// As the `unsigned int` form: 32 bits, and a value above 2147483647 is stored as a negative number. A value above
+    /// 4294967295 is refused first of all, with VELLIX_ERR_OUT_OF_RANGE.
     bool addAttribute(unsigned short id, unsigned long value, bool pad);
+
     bool addAttribute(unsigned short id, __int64 value, bool pad);
+
+    /// A value above 9223372036854775807 is stored as a negative number.
     bool addAttribute(unsigned short id, unsigned __int64 value, bool pad);
 
     /// Stores a text, up to its NUL. A null `value` makes the slot absent and answers false, unless the attribute is
@@ -165,22 +198,39 @@ public:
     //   16 bits and untouched for 32 and 64.
     // - An absent slot: false, no error, and `value` is 0.
     // - Text that is no number gives what the attribute's form makes of it: the decimal digits that it starts with, 0
-    //   without any, the nearest limit of a 32- or 64-bit integer; all bits set for a bad radix-64 digit. The result is true.
+    //   without any; all bits set for a bad radix-64 digit. The result is true.
+    // - Decimal text is read as a signed number of 32 bits, or of 64 by the `__int64` forms, also into an unsigned `value`.
+    //   A number outside that range becomes its nearest limit. The result is true. `vellix::get` refuses instead.
 
+    /// Keeps the low 16 bits of the 32: "70000" is 4464, "65535" is -1.
     bool getAttribute(unsigned short id, short& value);
+
+    /// Keeps the low 16 bits of the 32: "70000" is 4464, "-1" is 65535.
     bool getAttribute(unsigned short id, unsigned short& value);
+
+    /// "3000000000" is 2147483647.
     bool getAttribute(unsigned short id, int& value);
+
+    /// The bits of the signed number: "-1" is 4294967295, "-1294967296" is 3000000000. But "3000000000" is 2147483647.
     bool getAttribute(unsigned short id, unsigned int& value);
 
-    /// The 32-bit result of the `int` form, widened by its own sign.
+    /// The result of the `int` form, and so 32 bits. An attribute of 64 bits is refused, also where `long` has as many.
     bool getAttribute(unsigned short id, long& value);
+
+    /// The result of the `unsigned int` form, and so 32 bits: 0 to 4294967295. An attribute of 64 bits is refused.
     bool getAttribute(unsigned short id, unsigned long& value);
+
+    /// Reads "-1" as -1, also in an unsigned attribute of 32 bits, where it stands for 4294967295. A radix-64 number from
+    /// 2147483648 up comes back negative: "zzzzz1" is -1.
     bool getAttribute(unsigned short id, __int64& value);
+
+    /// The bits of the signed number: "-1" is 18446744073709551615, also in an attribute of 32 bits, and so is the radix-64
+    /// number "zzzzz1". "18446744073709551615" is 9223372036854775807.
     bool getAttribute(unsigned short id, unsigned __int64& value);
 
     // Text getters. They give the slot's text as it stands, whatever the data type.
 
-    /// Returns the text, which the entry owns and which lives until the slot next changes, or null for an absent slot.
+    /// Returns the text, or null for an absent slot.
     const char* getAttribute(unsigned short id) const;
 
     /// Gives the caller a copy of the text, to be released with `free`, and its length in bytes. False for an absent
@@ -190,8 +240,11 @@ public:
     /// Copies the text to `value`. False for an absent slot, and `value` stays untouched.
     bool getAttribute(unsigned short id, std::string& value) const;
 
-    /// Returns the text, which lives until the slot next changes. For an absent slot that is an empty string, always the
-    /// same one.
+    /// Returns the text with its length. A view without data stands for an absent slot.
+    std::string_view getAttributeView(unsigned short id) const;
+
+    /// Returns the text as a string, which is made at the first call and lives as long as the text does. For an absent slot
+    /// that is an empty string, always the same one.
     const std::string& getAttributeStr(unsigned short id) const;
 
     /// Puts the escaped form of the text in `value`. False for an absent slot, or if memory ran out, and `value` stays
@@ -199,7 +252,7 @@ public:
     bool getAttributeXmlEncoded(unsigned short id, std::string& value) const;
 
     /// Replaces every present text by its escaped form. A second call changes nothing, and the text forms stay the same.
-    /// A text for which memory runs out stays as it was.
+    /// A text for which memory runs out stays as it was. Slots with nothing to escape don't change.
     void encodingAttributes();
 
     // Text forms. The text of an entry is its open tag, then for each present slot in ascending order a blank, the tag,
@@ -237,8 +290,9 @@ public:
     // - VELLIX_ERR_SYNTAX: the first token is no "<", or a token stands where it may not. A tag without attributes that
     //   ends in ">" counts here too, with name and type set.
     // Attributes read before a failure stay. The first word becomes the entry's name, unless it has one; an entry of
-    // VELLIX_DOC_NONE takes its type from that word, and a word that names no type is forgotten again. Tags that the
-    // type doesn't know drop out. Numbers are stored as the text that was read.
+    // VELLIX_DOC_NONE takes its type from that word. A word that names no type is forgotten again, and the next word that
+    // stands where a tag may is tried in its place. Tags that the type doesn't know drop out. Numbers are stored as the
+    // text that was read.
 
     /// Reads one tag at the position of `text`, and leaves the position behind the token that decided the result.
     int parseAttrXMLString(XmlStr* text);
@@ -290,63 +344,31 @@ protected:
     bool isLeaf() const;
 
 private:
-    friend class VellixDoc;    // maintains the two counters
-    friend class VellixReader; // asks parses whether they met the end of a page
-    friend class VellixWriter; // writes entries into its own buffer
+    friend class VellixDoc;        // maintains the two counters
+    friend class VellixReader;     // asks parses whether they met the end of a page
+    friend class VellixWriter;     // writes entries into its own buffer
+    friend class VellixTagParser;  // stores what it reads
+    friend class vellix::WalkCore; // asks parses whether they met the end of what is known
 
-    void initAttribute();
-    void resetAttribute();
-    void copyAttribute(const VellixEntry& other);
-    void copyState(const VellixEntry& other);
-    void takeStore(VellixEntry& other) noexcept;
     const VellixDocTypeRow& row() const;
-    bool isPresent(unsigned int id) const;
-    std::size_t usedSlots() const;
-    void makeSlots(std::size_t count);
-    std::string& slotToFill(unsigned int id);
-    void dropSlot(unsigned int id);
-    void keepSlot(unsigned int id, std::size_t escaped);
-    bool storeText(unsigned int id, const char* value, std::size_t length, bool plain);
-    bool storeHugeText(unsigned int id, const char* value, std::size_t length);
+    void makeNew(VELLIX_DOC_TYPE newType) noexcept;
     bool admitsText(unsigned short id);
     template <class Number> bool addNumber(unsigned short id, Number value, bool pad);
     template <class Number, class Value> bool getNumber(unsigned short id, Value& value);
+    int parseTag(XmlStr& text, QuoteSearch* search, bool& metEnd);
     template <class Visit> void eachAttribute(Visit visit) const;
     const char* plainCloseTag() const;
     std::uint64_t textSize(const char* openTag, const char* closeTag) const;
     std::uint64_t textBound(const char* openTag) const;
     char* putText(char* out, const char* openTag) const;
     void putPieces(char* out, std::size_t room, const char* openTag) const;
-    int parseTag(XmlStr& text, QuoteSearch* search, bool& metEnd);
-    int parseAttributes(XmlStr& text, QuoteSearch* search, bool& metEnd);
-    bool takeOwnName(XmlStr& text, VellixToken& name);
-    const VellixMapTag* attributeOf(const VellixToken& name) const;
-    bool parsePlainAttributes(XmlStr& text, int& state);
-    unsigned char* followersIn(const VellixMapTag* map);
-    const char* readTag(const char* at, const char* end, unsigned char& follower, const VellixMapTag*& attribute);
-    bool takeName(const char* word, std::size_t length);
-    bool takeValue(const VellixMapTag* attribute, const VellixToken& value);
-    bool takeReferences(const VellixMapTag* attribute, const VellixToken& value);
 
-    static constexpr unsigned int kPresentWords = (kLongestMap + 63) / 64;
-
-    std::vector<int> attrLen;           // for each present slot the escaped length of its value
-    std::vector<std::string> attrValue; // an absent slot keeps its old string, for its memory; those behind are absent
-    std::string decodedValue;           // scratch of parses, kept for its memory
-    unsigned int totalAttributes = 0;   // 0 when the content was moved away
-    unsigned short numAttributes = 0;   // slots that are present
-    std::uint64_t escapedTotal = 0;     // the sum of their escaped lengths
-    std::uint64_t present[kPresentWords] = {}; // a bit for each of them
-    const VellixMapTag* learnedMap = nullptr;
-    unsigned char followers[kLongestMap] = {}; // for each row of that map, the row whose attribute came next last time
-    bool entryNamed = false;
-    std::string entryName; // without meaning while `entryNamed` is false, kept for its memory
-    bool bulky = false;    // a slot or the name has grown so large that its memory isn't worth keeping
+    VellixStore* store; // the values and the name; never null
     int lastError = VELLIX_SUCCESS;
-    bool entryClosed = false;
     VELLIX_DOC_TYPE type;
     unsigned long numChildDocs = 0;
     unsigned long numEntries = 0;
+    bool entryClosed = false;
 };
 
 #endif

@@ -18,13 +18,11 @@ constexpr __int64 kTwoTo32 = 1LL << 32;
 struct OpenRow {
     unsigned long access;
     unsigned long shareMode;
-    unsigned long disposition;
 };
 
-const OpenRow kOpenToRead = {platform::kGenericRead, platform::kShareRead, platform::kOpenExisting};
+const OpenRow kOpenToRead = {platform::kGenericRead, platform::kShareRead};
 const OpenRow kOpenToWrite = {platform::kGenericRead | platform::kGenericWrite,
-                              platform::kShareRead | platform::kShareWrite | platform::kShareDelete,
-                              platform::kOpenAlways};
+                              platform::kShareRead | platform::kShareWrite | platform::kShareDelete};
 
 unsigned long pageProtection(int prot) {
     return (prot & kProtRead) != 0 ? platform::kPageReadOnly : platform::kSecCommit | platform::kPageReadWrite;
@@ -49,28 +47,35 @@ VellixMMap::VellixMMap() : fileHandle(platform::kInvalidHandle), mappingHandle(p
 
 VellixMMap::~VellixMMap() { close(); }
 
-int VellixMMap::open(const wchar_t* path, int mode) {
+int VellixMMap::open(const wchar_t* path, int mode) { return openFile(path, mode, mode != 0); }
+
+int VellixMMap::openFile(const wchar_t* path, int mode, bool mayCreate) {
     close();
     if (path == nullptr) return VELLIX_ERR_NULL_ARGUMENT;
     filePath = path;
     const OpenRow& row = mode == 0 ? kOpenToRead : kOpenToWrite;
-    fileHandle = platform::CreateFileW(filePath.c_str(), row.access, row.shareMode, nullptr, row.disposition,
+    const unsigned long disposition = mayCreate ? platform::kOpenAlways : platform::kOpenExisting;
+    fileHandle = platform::CreateFileW(filePath.c_str(), row.access, row.shareMode, nullptr, disposition,
                                        platform::kAttributeNormal, nullptr);
     return LoadFileInfo() == VELLIX_SUCCESS ? VELLIX_SUCCESS : VELLIX_ERR_FILE_OPEN;
 }
 
 int VellixMMap::map(void* /*start*/, int length, int prot, int flags, void* /*fd*/, __int64 offset) {
+    if (length < 0) offset = -1; // no view begins there or ends there
+    mapView(length < 0 ? 0 : static_cast<std::size_t>(length), prot, flags, offset);
+    return VELLIX_SUCCESS;
+}
+
+void VellixMMap::mapView(std::size_t length, int prot, int flags, __int64 offset) {
     // Made once. A null that came of it stays until `close`, and every view of it is null.
     if (mappingHandle == platform::kInvalidHandle) {
         mappingHandle = platform::CreateFileMappingW(fileHandle, nullptr, pageProtection(prot), 0, 0, nullptr);
     }
     viewAddress = nullptr;
-    if (length < 0 || offset < 0) return VELLIX_SUCCESS; // no view begins or ends there
+    if (offset < 0) return;
     const auto high = static_cast<unsigned long>(offset / kTwoTo32);
     const auto low = static_cast<unsigned long>(offset % kTwoTo32);
-    viewAddress =
-        platform::MapViewOfFile(mappingHandle, viewAccess(prot, flags), high, low, static_cast<std::size_t>(length));
-    return VELLIX_SUCCESS;
+    viewAddress = platform::MapViewOfFile(mappingHandle, viewAccess(prot, flags), high, low, length);
 }
 
 int VellixMMap::unmap(void* view) {

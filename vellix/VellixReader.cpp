@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
+#include <vector>
 
 #include "vellix/VellixFormat.h"
 #include "vellix/VellixMMap.h"
@@ -13,15 +15,12 @@ namespace {
 
 constexpr int kReadOnly = 0; // mode of VellixMMap::open
 constexpr int kProtRead = 2; // of VellixMMap::map
-constexpr int kShared = 2;
+constexpr int kPrivate = 1;  // a page of a shared view could be taken away
 
-// A tag of more bytes than this is passed over.
-constexpr std::size_t kLongestTag = std::size_t{16} * 1024 * 1024;
-
-// How many bytes may be looked at in vain, and how many of them each page that is passed makes good. A tag that seems cut
-// may turn out to end early after all, and a file can be made of such tags.
-constexpr std::size_t kMostInVain = 16 * static_cast<std::size_t>(kPageSize);
-constexpr std::size_t kInVainPerPage = 4 * static_cast<std::size_t>(kPageSize);
+// Why there is no view. To be asked right behind the call for it.
+int pageError() {
+    return platform::GetLastError() == platform::kNotEnoughMemory ? VELLIX_ERR_NO_MEMORY : VELLIX_ERR_NOT_MAPPED;
+}
 
 } // namespace
 
@@ -38,24 +37,25 @@ VellixReader::~VellixReader() = default;
 
 bool VellixReader::load(const wchar_t* path) {
     startOver();
-    if (path == nullptr) return false;
+    if (path == nullptr) return failed(VELLIX_ERR_NULL_ARGUMENT);
     filePath = path;
     if (mmap->open(filePath.c_str(), kReadOnly) != VELLIX_SUCCESS) {
         mmap->close();
-        return false;
+        return failed(VELLIX_ERR_FILE_OPEN);
     }
     fileHandle = mmap->handle();
     fileLength = mmap->fileSize();
     if (!mapPage(0)) {
+        const int error = lastError;
         startOver();
-        return false;
+        return failed(error);
     }
     readRoot();
     return true;
 }
 
 bool VellixReader::load(const char* text, unsigned long length) {
-    if (text == nullptr && length != 0) return false;
+    if (text == nullptr && length != 0) return failed(VELLIX_ERR_NULL_ARGUMENT);
     if (pageOffset != 0) return setText(text, length);
     startOver();
     if (!setText(text, length)) return false;
@@ -72,7 +72,8 @@ void VellixReader::startOver() {
     pageOffset = 0;
     pageLength = 0;
     morePages = false;
-    lookedInVain = 0;
+    vainStates.clear();
+    lastError = VELLIX_SUCCESS;
     xmlStr.reset();
     const VELLIX_DOC_TYPE type = root.getType();
     root.clear();
@@ -88,15 +89,21 @@ void VellixReader::readRoot() {
 
 bool VellixReader::setText(const char* text, unsigned long length) {
     if (xmlStr == nullptr) xmlStr.reset(new (std::nothrow) XmlStr);
-    if (xmlStr == nullptr) return false;
+    if (xmlStr == nullptr) return failed(VELLIX_ERR_NO_MEMORY);
     *xmlStr = XmlStr();
-    quoteSearch->startOver();
+    quoteSearch->startOver(vainStatesAt(pageOffset + pageLength));
     xmlStr->buffer = text;
     xmlStr->length = length;
     return true;
 }
 
-// Makes the page at `offset` current, with the position at its start. If it can't be mapped no page counts as mapped, and
+// Records why a call fails, and is its answer.
+bool VellixReader::failed(int error) {
+    lastError = error;
+    return false;
+}
+
+// Makes the page at `offset` current, with the position at its start. If it can't be had no page counts as mapped, and
 // there is nothing more to walk.
 bool VellixReader::mapPage(__int64 offset) {
     if (offset > fileLength) return false;
@@ -106,13 +113,13 @@ bool VellixReader::mapPage(__int64 offset) {
     pageOffset = 0;
     pageAddress = nullptr;
     morePages = false;
-    if (!unmapped) return false;
-    setText(nullptr, 0);
+    if (!unmapped) return failed(VELLIX_ERR_NOT_MAPPED);
+    if (!setText(nullptr, 0)) return false;
     const __int64 rest = fileLength - offset;
     const __int64 length = std::min(rest, kPageSize);
     if (length > 0) {
-        mmap->map(fileHandle, static_cast<int>(length), kProtRead, kShared, nullptr, offset);
-        if (mmap->addr() == nullptr) return false;
+        mmap->map(fileHandle, static_cast<int>(length), kProtRead, kPrivate, nullptr, offset);
+        if (mmap->addr() == nullptr) return failed(pageError());
     }
     pageOffset = offset;
     pageLength = static_cast<unsigned int>(length);
@@ -130,6 +137,7 @@ bool VellixReader::atEnd() const { return xmlStr == nullptr || xmlStr->atEnd(); 
 // Parses the tag at the position. True if it may read otherwise with the next page behind it.
 bool VellixReader::parseTag(VellixEntry& entry) {
     bool metEnd = false;
+    quoteSearch->forgetOpen();
     entry.parseTag(*xmlStr, quoteSearch.get(), metEnd);
     return metEnd;
 }
@@ -214,47 +222,97 @@ bool VellixReader::readEntry(VellixEntry& entry) {
             const unsigned long start = xmlStr->position;
             const bool cut = parseTag(entry);
             if (!cut || !morePages) break;
-            if (start != xmlStr->length && lookedInVain <= kMostInVain) {
-                if (readCutTag(entry, start, startAfresh)) break;
-                startAfresh();
-                continue;
-            }
-            if (!xmlStr->atEnd() || !entry.isEmpty()) break; // as it stands, since looking ahead has not paid
+            if (start != xmlStr->length && readCutTag(entry, start, startAfresh)) break;
             startAfresh();
+            if (!atEnd()) continue;
         }
         if (!mapNextPage()) break;
-        lookedInVain -= std::min(lookedInVain, kInVainPerPage);
+        vainStates.erase(vainStates.begin(), vainStates.lower_bound(pageOffset));
     }
     return !entry.isEmpty();
 }
 
-// Reads the tag at `start`, which the end of the page cuts, from as many pages as it takes. It is parsed again only when
-// what is known of it has doubled, so that the cost stays linear. False if it was passed over.
+// Reads the tag at `start`, which the end of the page cuts, from as many pages as it takes. What is known of it at least
+// doubles before it is parsed again, so that the cost stays linear. False if it was passed over, and if a page can't be had.
 template <class StartAfresh>
 bool VellixReader::readCutTag(VellixEntry& entry, unsigned long start, StartAfresh startAfresh) {
-    const bool ofFile = xmlStr->buffer == pageAddress;
-    std::string tag(xmlStr->buffer + start, xmlStr->length - start);
+    const XmlStr before = *xmlStr;
+    const bool ofFile = before.buffer == pageAddress; // and not in the place of a page
+    const __int64 page = pageOffset;
+    std::string tag(before.buffer + start, before.length - start);
     const __int64 tagOffset = pageOffset + pageLength - static_cast<__int64>(tag.size());
+    const __int64 limit = tagOffset + static_cast<__int64>(kLongestTag) + 1;
     const std::size_t carried = tag.size();
+    unsigned int openState = quoteSearch->openState();
+    __int64 end = pageOffset + pageLength; // of what is known
     bool cut = true;
     XmlStr text;
-    while (cut && morePages && tag.size() <= kLongestTag) {
-        const std::size_t enough = std::min(2 * tag.size(), kLongestTag + 1);
-        while (tag.size() < enough && mapNextPage()) tag.append(pageAddress, pageLength);
+    while (cut && end < std::min(fileLength, limit)) {
+        __int64 enough = 2 * end - tagOffset;
+        if (openState != QuoteSearch::kStates) {
+            __int64 quoteEnd = end; // stays, if the search is in vain
+            if (!followOpenSearch(end, openState, limit, quoteEnd)) return false;
+            enough = quoteEnd != end ? std::max(enough, quoteEnd) : end;
+        }
+        if (!appendPages(tag, end, std::min(enough, limit))) return false;
         startAfresh();
         text = XmlStr();
         text.buffer = tag.data();
         text.length = static_cast<unsigned long>(tag.size());
-        entry.parseTag(text, nullptr, cut);
+        QuoteSearch search;
+        search.startOver(vainStatesAt(end));
+        entry.parseTag(text, &search, cut);
+        openState = search.openState();
     }
-    if (cut && morePages) { // endless: the rest of it holds no "<" that the scanner would see
-        xmlStr->position = xmlStr->length;
-        return false;
+    const bool endless = cut && end < fileLength; // the rest of it holds no "<" that the scanner would see
+    const bool tooLong = endless || text.position > kLongestTag;
+    if (tooLong) failed(VELLIX_ERR_OUT_OF_RANGE);
+    if (endless || text.position > carried) {
+        standBehind(endless ? end : tagOffset + static_cast<__int64>(text.position));
+    } else if (mapPage(page) && (ofFile || setText(before.buffer, before.length))) {
+        xmlStr->position = start + text.position;
     }
-    if (text.position <= carried) lookedInVain += tag.size();
-    const std::size_t end = ofFile ? text.position : std::max<std::size_t>(text.position, carried);
-    standBehind(tagOffset + static_cast<__int64>(end));
-    return text.position <= kLongestTag;
+    return !tooLong;
+}
+
+// Appends the pages from `end` on to `text`, until it reaches `enough` or the end of the file, and moves `end` along. False if
+// a page can't be had.
+bool VellixReader::appendPages(std::string& text, __int64& end, __int64 enough) {
+    for (; end < std::min(enough, fileLength); end += pageLength) {
+        if (!mapPage(end)) return false;
+        text.append(pageAddress, pageLength);
+    }
+    return true;
+}
+
+// Follows a search for a quote that was left open at `offset`, where a page ends, up to `limit`. `quoteEnd` becomes where
+// the quote ends, or the limit; it stays if there is no quote, and no search comes this way again. Each page is searched
+// in vain for each state once, so the cost of all searches is linear. False if a page can't be had.
+bool VellixReader::followOpenSearch(__int64 offset, unsigned int state, __int64 limit, __int64& quoteEnd) {
+    std::vector<std::pair<__int64, unsigned int>> passed;
+    QuoteSearch::Outcome outcome = QuoteSearch::kMetEnd;
+    while (outcome >= QuoteSearch::kMetEnd && offset < fileLength && (vainStatesAt(offset) >> state & 1U) == 0) {
+        if (offset >= limit) {
+            quoteEnd = limit;
+            return true;
+        }
+        passed.emplace_back(offset, state);
+        if (!mapPage(offset)) return false;
+        std::size_t behind = 0;
+        outcome = QuoteSearch::goOn(pageAddress, pageLength, state, behind);
+        if (outcome == QuoteSearch::kFound) {
+            quoteEnd = offset + static_cast<__int64>(behind);
+            return true;
+        }
+        offset += pageLength;
+    }
+    for (const auto& [place, left] : passed) vainStates[place] |= 1U << left;
+    return true;
+}
+
+unsigned int VellixReader::vainStatesAt(__int64 offset) const {
+    const auto known = vainStates.find(offset);
+    return known != vainStates.end() ? known->second : 0;
 }
 
 // Moves the position to `offset` of the file, in the page to which the byte before it belongs.
@@ -273,5 +331,7 @@ bool VellixReader::isComplete() {
     int mark = 0;
     return root.getAttribute(0, mark) && mark != 0;
 }
+
+int VellixReader::getLastError() const { return lastError; }
 
 XmlStr* VellixReader::getXmlStr() { return xmlStr.get(); }

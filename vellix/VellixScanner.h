@@ -17,14 +17,27 @@
 // from the search in the tag before it. Then each of them would run to the end of the text. So once many bytes were
 // searched in vain, notes are taken: how searches end that come by a place. Places are noted where a unit begins next to
 // the start of a block. A unit has four bytes at most, so a block has four of them.
+//
+// A search that meets the end of the text is open: where the text goes on elsewhere, so may the search. What it needs for
+// that is its state, the quote and how many bytes of its last unit stand behind the end.
 class QuoteSearch {
 public:
-    enum Outcome : unsigned char { kUnknown, kFound, kStopped, kMetEnd }; ///< stopped: by a "<" or a NUL
+    enum Outcome : unsigned char {
+        kUnknown,
+        kFound,
+        kStopped,    ///< by a "<" or a NUL
+        kMetEnd = 4, ///< and up to 7, with the number of bytes that the last unit lacks
+    };
 
-    /// Forgets what is known, for another text.
-    void startOver() {
+    static constexpr unsigned int kStates = 8; ///< the states of open searches are below this
+
+    /// Forgets what is known, for another text. `vain` has a bit for each state in which a search can't find its quote
+    /// behind the end of the text either: it stops there.
+    void startOver(unsigned int vain = 0) {
         inVain = 0;
         notes.reset();
+        vainStates = vain;
+        forgetOpen();
     }
 
     /// True from when notes are taken.
@@ -33,14 +46,24 @@ public:
     /// Searches from `at`, where a unit begins, and moves `at`: to the quote if it was found.
     Outcome find(const char* text, std::size_t length, std::size_t& at, char quote);
 
+    /// Returns the state of the first search that was left open since `forgetOpen`, kStates if there was none.
+    unsigned int openState() const { return firstOpen; }
+    void forgetOpen() { firstOpen = kStates; }
+
+    /// Goes on with an open search in the text behind it, and tells its new state, or where behind the quote stands.
+    static Outcome goOn(const char* text, std::size_t length, unsigned int& state, std::size_t& behind);
+
 private:
+    Outcome findAnywhere(const char* text, std::size_t length, std::size_t& at, char quote);
     void takeNotes(const char* text, std::size_t length);
     Outcome findWithNotes(const char* text, std::size_t length, std::size_t& at, char quote);
 
     std::size_t inVain = 0; // bytes searched without success
     const char* notedText = nullptr;
     std::size_t notedLength = 0;
-    std::unique_ptr<std::uint16_t[]> notes; // for each block two bits for each quote and place
+    std::unique_ptr<std::uint32_t[]> notes; // for each block three bits for each quote and place
+    unsigned int vainStates = 0;
+    unsigned int firstOpen = kStates;
 };
 
 /// As xmlNextToken. `metEnd` tells whether the end of the text had a part in what the token is, so that it might be

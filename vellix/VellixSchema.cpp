@@ -421,7 +421,7 @@ constexpr bool sameFolded(const char* left, const char* right, unsigned long len
     return true;
 }
 
-constexpr unsigned long kLongestTag = 23;
+constexpr unsigned long kLongestAttributeTag = 23;
 constexpr unsigned long kExactKey = 4;
 
 // A number for the bytes of a tag in lower case. Up to four bytes it tells the tag.
@@ -480,7 +480,7 @@ constexpr bool isConsistent() {
         if (static_cast<std::size_t>(row.docType) != type) return false;
         if (row.mapTagLen > longest) longest = row.mapTagLen;
         for (unsigned int position = 0; position < row.mapTagLen; ++position) {
-            if (row.mapTag[position].tagLen > kLongestTag) return false;
+            if (row.mapTag[position].tagLen > kLongestAttributeTag) return false;
             if (row.mapTag[position].id >= row.mapTagLen) return false;
             if ((row.mapTag[position].tag == nullptr) != (position + 1 == row.mapTagLen)) return false;
         }
@@ -502,7 +502,7 @@ VELLIX_DOC_TYPE xmlDocTypeByName(const char* name, unsigned long length) {
 }
 
 const VellixMapTag* xmlRowByTag(VELLIX_DOC_TYPE type, const char* tag, unsigned long length) {
-    if (tag == nullptr || length > kLongestTag) return nullptr;
+    if (tag == nullptr || length > kLongestAttributeTag) return nullptr;
     const VellixDocTypeRow& row = xmlDocTypeRow(type);
     const TagIndex& index = kTagIndex[static_cast<std::size_t>(row.docType)];
     const unsigned int position = index.places[index.find(row.mapTag, tag, length)].position;

@@ -89,9 +89,9 @@ struct VellixDocTypeRow {
     const char* entryOpenTag;       ///< what opens an entry in a document of this type
     const VellixMapTag* mapTag;     ///< the first row of the type's attribute map; null for a type without one
     unsigned int mapTagLen;         ///< rows of that map, its end row included
-    unsigned char includeXmlHeader; ///< 1 if a document of this type stands behind an XML declaration
+    unsigned char includeXmlHeader; ///< 1 if an XML declaration stands in front of a file or text of this type
     unsigned char cacheData;        ///< 1 if the contents of a document of this type are read along with its tag
-    unsigned char isLeafDoc;        ///< 1 if documents of this type have no child documents
+    unsigned char isLeafDoc;        ///< 1 if documents of this type have no child documents but entries
 };
 
 /// Rows of the longest attribute map, its end row included.

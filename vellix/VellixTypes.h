@@ -19,7 +19,9 @@
 #endif
 
 /// The signed 64-bit integer of the interface: the compiler's own where it has one, otherwise `long long`. It is a macro,
-/// so that `unsigned __int64` can be written too.
+/// so that `unsigned __int64` can be written too. Where another header defines a type or a member of this name, include the
+/// library's headers last. Where the program itself uses that name, write `#undef __int64` behind the last of them: the
+/// operations take `long long` all the same.
 #if !defined(_MSC_VER) && !defined(__int64)
 #define __int64 long long
 #endif
@@ -35,9 +37,14 @@ enum VELLIX_ERROR : int {
     VELLIX_ERR_NULL_ARGUMENT = 5, ///< a null text or path
     VELLIX_ERR_SYNTAX = 6,        ///< a token that the parser does not allow at this place
     VELLIX_ERR_NOT_MAPPED = 7,    ///< an address that is not the current view
-    VELLIX_ERR_BAD_HANDLE = 8,    ///< no open file
+    VELLIX_ERR_BAD_HANDLE = 8,    ///< no open file, or one that has lost something
     VELLIX_ERR_FILE_OPEN = 9,     ///< a file could not be opened or has no stream
-    VELLIX_ERR_FILE_SIZE = 10     ///< the size of a file could not be read
+    VELLIX_ERR_FILE_SIZE = 10     ///< the size of a file could not be read, or isn't what it has to be
 };
+
+/// Returns what a VELLIX_ERROR value means, in a few English words for a message, and "unknown error" for any other
+/// number. The text is constant; any thread may call this at any time.
+///     vellixErrorText(VELLIX_ERR_FILE_OPEN)            // "the file can't be opened, or is not open"
+VELLIX_API const char* vellixErrorText(int code);
 
 #endif

@@ -1,80 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellix/VellixUtils.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
-#include "vellix/VellixScanner.h"
 #include "vellix/VellixText.h"
 
-#define ROW_OF_16(step) step, step, step, step, step, step, step, step, step, step, step, step, step, step, step, step
 const signed char xmlStepTable[256] = {
-    0,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1, // 00: the terminator
-    ROW_OF_16(1),
-    ROW_OF_16(1),
-    ROW_OF_16(1), // 10 to 3F
-    ROW_OF_16(1),
-    ROW_OF_16(1),
-    ROW_OF_16(1),
-    ROW_OF_16(1), // 40 to 7F
-    ROW_OF_16(1),
-    ROW_OF_16(1),
-    ROW_OF_16(1),
-    ROW_OF_16(1), // 80 to BF: continuation bytes on their own
-    1,
-    1,
-    2,
-    2,
-    2,
-    2,
-    2,
-    2,
-    2,
-    2,
-    2,
-    2,
-    2,
-    2,
-    2,
-    2,            // C0: C0 and C1 begin nothing in UTF-8
-    ROW_OF_16(2), // D0
-    ROW_OF_16(3), // E0
-    4,
-    4,
-    4,
-    4,
-    4,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1,
-    1, // F0: F5 and above begin nothing in UTF-8
+    0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 00: the terminator
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 10
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 20
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 30
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 40
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 50
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 60
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 70
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 80: continuation bytes on their own, to BF
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // 90
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // A0
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // B0
+    1, 1, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, // C0: C0 and C1 begin nothing in UTF-8
+    2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, // D0
+    3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, // E0
+    4, 4, 4, 4, 4, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, // F0: F5 and above begin nothing in UTF-8
 };
-#undef ROW_OF_16
 
 #define ROW(character, text)                                                                                           \
     { character, text, sizeof(text) - 1 }
@@ -101,17 +54,28 @@ struct Measure {
     std::uint64_t escaped;
 };
 
-// Measures the longest beginning of `text` that has at most `units` units and at most `room` bytes in escaped form.
-Measure measureWithin(const char* text, std::size_t units, std::size_t room) {
+// Measures the longest beginning of `text` that has at most `units` units and at most `room` bytes in escaped form. The
+// text is not looked at behind the bytes that so many units can have.
+Measure measureBeginning(const char* text, std::size_t units, std::size_t room) {
+    constexpr std::size_t kLongestUnit = 4;
+    const std::size_t length = lengthWithin(text, std::min(units, SIZE_MAX / kLongestUnit) * kLongestUnit);
     Measure measure = {0, 0};
-    const std::size_t length = std::strlen(text);
     while (measure.source < length && units > 0) {
-        std::size_t unit = 0;
-        const std::size_t escaped = putUnit(text + measure.source, length - measure.source, nullptr, unit);
-        if (escaped > room - measure.escaped) break;
-        measure.source += unit;
-        measure.escaped += escaped;
-        --units;
+        const char* const at = text + measure.source;
+        const auto roomLeft = room - static_cast<std::size_t>(measure.escaped);
+        std::size_t source = 0;
+        if (platform::isSpecial(*at)) {
+            const std::size_t escaped = putUnit(at, length - measure.source, nullptr, source);
+            if (escaped > roomLeft) break;
+            measure.escaped += escaped;
+            --units;
+        } else {
+            source = std::min({plainEnd(text, measure.source, length) - measure.source, units, roomLeft});
+            if (source == 0) break;
+            measure.escaped += source;
+            units -= source;
+        }
+        measure.source += source;
     }
     return measure;
 }
@@ -119,6 +83,16 @@ Measure measureWithin(const char* text, std::size_t units, std::size_t room) {
 Measure measureWhole(const char* text) {
     const std::size_t length = std::strlen(text);
     return {length, escapedLength(text, length)};
+}
+
+// As measureBeginning. Mostly that is the whole text, which is measured faster.
+Measure measureWithin(const char* text, std::size_t units, std::size_t room) {
+    const std::size_t length = lengthWithin(text, units);
+    if (text[length] == '\0') {
+        const std::uint64_t escaped = escapedLength(text, length);
+        if (escaped <= room) return {length, escaped};
+    }
+    return measureBeginning(text, units, room);
 }
 
 } // namespace
@@ -161,32 +135,4 @@ char* xmlDecode(const char* text, unsigned long length) {
     if (written == kBadReference) return nullptr; // the text has changed since it was counted
     plain.get()[written] = '\0';
     return plain.release();
-}
-
-bool XmlStr::atEnd() const {
-    if (position >= length) return true;
-    return stopAtTagEnd && buffer[position] == '>';
-}
-
-void XmlStr::skipToTag() {
-    if (stopAtTagEnd) {
-        while (!atEnd() && buffer[position] != '<') ++position;
-    } else if (!atEnd()) {
-        const auto* tag = static_cast<const char*>(std::memchr(buffer + position, '<', length - position));
-        position = tag != nullptr ? static_cast<unsigned long>(tag - buffer) : length;
-    }
-}
-
-char xmlNextChar(XmlStr* text) {
-    if (text == nullptr || text->position >= text->length) return '\0';
-    const char* const at = text->buffer + text->position;
-    const char c = *at;
-    text->position += static_cast<unsigned long>(unitLength(at, text->length - text->position));
-    return c;
-}
-
-VellixToken xmlNextToken(XmlStr* text) {
-    bool metEnd = false;
-    if (text == nullptr) return {nullptr, VELLIX_TOKEN_EOF, 0};
-    return scanToken(*text, nullptr, metEnd);
 }

@@ -40,9 +40,9 @@ VELLIX_API unsigned long xmlLen(const char* text);
 /// With a null `destination` the buffer comes from `malloc`, is as large as what is written, and the caller releases it
 /// with `free`; null then means that memory ran out. With a `destination` given that is the result, and it must have room
 /// for xmlLen(text) + 1 bytes.
-/// `size` is the escaped length if the caller knows it (that plus one with a `destination`), or negative. With a smaller
-/// one the text comes out shorter: with a null `destination` after `size` + 1 units of `text`, otherwise before the unit
-/// or reference that would end past `size` bytes of it. It is terminated all the same, behind those bytes.
+/// `size` is the escaped length if the caller knows it, or negative. With a smaller one the text comes out shorter: with a
+/// null `destination` after `size` + 1 units of `text`, otherwise before the unit whose escaped form would end past `size`
+/// bytes of it. It is terminated all the same, behind those bytes.
 /// A null `text` gives null.
 ///     xmlEncode("a<b", nullptr, -1)      // "a&lt;b"
 ///     xmlEncode("abcdef", buffer, 3)     // "abc"
@@ -55,7 +55,8 @@ VELLIX_API void xmlEncode(std::string& out, const char* text, int size);
 /// Returns the plain form of `text`, terminated, or null. Reads at most `length` bytes and ends earlier at a NUL. The
 /// result comes from `malloc`; the caller releases it with `free`.
 /// The names of the five references count in any case of letters. A numeric reference gives the one byte that the low 8
-/// bits of its number name, and is not turned into UTF-8.
+/// bits of its number name, and is not turned into UTF-8. One without digits ("&#;") has the number 0; a byte 0 in the
+/// result ends it for whoever reads up to a NUL.
 /// Null means: `text` is null, an ampersand starts no known reference, a numeric reference has no ";" or a digit that is
 /// none, or memory ran out.
 ///     xmlDecode("a&amp;b", 7)            // "a&b"

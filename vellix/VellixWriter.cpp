@@ -2,19 +2,16 @@
 #include "vellix/VellixWriter.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 #include <new>
 
+#include "vellix/VellixClaim.h"
 #include "vellix/VellixFormat.h"
 #include "vellix/VellixMMap.h"
+#include "vellix/VellixText.h"
 #include "vellix/platform/Platform.h"
 
 namespace {
-
-constexpr int kReadWrite = 2; // mode of VellixMMap::open
-constexpr int kProtWrite = 4; // of VellixMMap::map
-constexpr int kShared = 2;
 
 constexpr std::size_t kTemporaryName = 260; // wide characters, the NUL included
 // Room for the largest filling and the largest record that fits into a page; and the size from which a record's memory isn't
@@ -22,32 +19,19 @@ constexpr std::size_t kTemporaryName = 260; // wide characters, the NUL included
 constexpr std::size_t kUsualRecord = 2 * static_cast<std::size_t>(kPageSize);
 constexpr std::size_t kKeptRecord = 2 * kUsualRecord;
 
-constexpr char kMark[] = " IC=\"";
-constexpr std::size_t kMarkLength = sizeof(kMark) - 1;
-
-const char* entryOpenTagOf(const VellixDoc& doc) {
-    const char* tag = xmlDocTypeRow(doc.getType()).entryOpenTag;
-    return tag != nullptr ? tag : "";
-}
-
-// Where the value of IC stands in a file that begins with the header and the tag of such a root.
-__int64 completeOffsetOf(const VellixDoc& root) {
-    return static_cast<__int64>(kXmlHeaderLength + std::strlen(entryOpenTagOf(root)) + kMarkLength);
-}
-
 } // namespace
 
 // --- Construction ---
 
 VellixWriter::VellixWriter(VELLIX_DOC_TYPE type)
-    : mmap(new (std::nothrow) VellixMMap), mapHandle(platform::kInvalidHandle), nextBoundary(kPageSize), rootDoc(type),
-      completeOffset(completeOffsetOf(rootDoc)) {
+    : claim(std::make_unique<VellixClaim>()), mmap(new (std::nothrow) VellixMMap), mapHandle(platform::kInvalidHandle),
+      nextBoundary(kPageSize), rootDoc(type) {
     initRoot(true);
 }
 
 VellixWriter::VellixWriter(const VellixDoc& doc)
-    : mmap(new (std::nothrow) VellixMMap), mapHandle(platform::kInvalidHandle), nextBoundary(kPageSize), rootDoc(doc),
-      completeOffset(completeOffsetOf(rootDoc)) {
+    : claim(std::make_unique<VellixClaim>()), mmap(new (std::nothrow) VellixMMap), mapHandle(platform::kInvalidHandle),
+      nextBoundary(kPageSize), rootDoc(doc) {
     initRoot(rootDoc.isEmpty());
 }
 
@@ -116,13 +100,21 @@ bool VellixWriter::reset() {
 void VellixWriter::startOver() {
     endView();
     mmap->close(); // the next view has to show the new file
+    claim->drop();
     position = 0;
     nextBoundary = kPageSize;
     owedFilling = 0;
+    fileLength = 0;
     firstDocPending = true;
     headerWritten = false;
     closed = false;
+    completeOffset = 0;
+    tagMissing = false;
     intact = false;
+    cutOff = false;
+    syncRefused = false;
+    stored = false;
+    marked = false;
 }
 
 void VellixWriter::dropTemporary() {
@@ -137,11 +129,12 @@ bool VellixWriter::open(const wchar_t* name) {
     path = name;
     record.reserve(kUsualRecord);
     stream = platform::_wfopen(path.c_str(), L"wb+");
-    intact = stream != nullptr;
+    intact = stream != nullptr && !tagMissing;
     if (stream == nullptr) {
         setError(VELLIX_ERR_FILE_OPEN);
         return false;
     }
+    claim->take(stream);
     std::setvbuf(stream, nullptr, _IONBF, 0); // each record goes past the stream, in one write call of its own
     return true;
 }
@@ -151,10 +144,11 @@ void VellixWriter::close() {
         closed = true;
         if (stream != nullptr) finishFile();
     }
-    if (complete) remap(static_cast<unsigned long>(completeOffset) + 2);
+    if (complete && !marked) mark();
 }
 
 void VellixWriter::finishFile() {
+    if (!hasItsLength()) tagLost(); // somebody else has been at it, and nothing of ours would help
     try {
         if (!headerWritten && rootDoc.includeXmlHeader()) writeHeader();
         rootDoc.close();
@@ -165,9 +159,18 @@ void VellixWriter::finishFile() {
     endStream();
 }
 
+// A file that is to be marked is stored by way of its own stream, which the system tells of every failure since the start.
 void VellixWriter::endStream() {
+    if (complete && intact && completeOffset != 0) stored = sync();
     if (std::fclose(stream) != 0) intact = false;
     stream = nullptr;
+}
+
+// Whether the file is as long as what was written to it. What is no regular file has no length.
+bool VellixWriter::hasItsLength() const {
+    platform::FileState state;
+    return !claim->isTaken() ||
+           (platform::stateOf(stream, state) && state.size == static_cast<std::uint64_t>(fileLength));
 }
 
 // --- Writing ---
@@ -186,15 +189,28 @@ void VellixWriter::writeHeader() {
     write(kXmlHeader, kXmlHeaderLength + 1); // files have always been laid out as if its terminator counted
 }
 
+// Whether what is written now can be read. Nothing more can be told behind a tag that was lost.
+bool VellixWriter::mayWrite() {
+    if (!cutOff && !claim->isLost()) return true;
+    setError(VELLIX_ERR_BAD_HANDLE);
+    return false;
+}
+
 bool VellixWriter::write(const VellixEntry& entry) {
     if (stream == nullptr) {
         setError(VELLIX_ERR_FILE_OPEN);
         return false;
     }
+    if (!mayWrite()) return false;
     try {
-        if (entry.row().docType == VELLIX_DOC_NONE) return false; // it has no text
+        if (entry.row().docType == VELLIX_DOC_NONE) {
+            fillPage(0); // it has no text, but counts as a record
+            return false;
+        }
         const char* openTag = entry.getOpenTag();
-        makeRoom(entry.textBound(openTag));
+        const std::uint64_t bound = entry.textBound(openTag);
+        if (bound > kLongestTag && entry.textSize(openTag, entry.plainCloseTag()) > kLongestTag) return refuseLongTag();
+        makeRoom(bound);
         const auto length = static_cast<std::size_t>(entry.putText(&record[0], openTag) - record.data());
         fillPage(length);
         if (owedFilling != 0) {
@@ -203,9 +219,15 @@ bool VellixWriter::write(const VellixEntry& entry) {
         }
         return put(length);
     } catch (...) {
-        recordLost();
+        intact = false;
         throw;
     }
+}
+
+bool VellixWriter::refuseLongTag() {
+    intact = false;
+    setError(VELLIX_ERR_OUT_OF_RANGE);
+    return false;
 }
 
 bool VellixWriter::write(const char* text, unsigned long length) {
@@ -214,16 +236,29 @@ bool VellixWriter::write(const char* text, unsigned long length) {
         setError(VELLIX_ERR_NULL_ARGUMENT);
         return false;
     }
+    if (!mayWrite()) return false;
     try {
         const std::size_t realLength = std::strlen(text);
         fillPage(length);
         makeRoom(std::uint64_t{owedFilling} + realLength);
         std::memcpy(&record[owedFilling], text, realLength);
-        return put(realLength);
+        if (put(realLength)) return true;
+        if (realLength != 0) tagLost();
+        return false;
     } catch (...) {
-        recordLost();
+        tagLost();
         throw;
     }
+}
+
+// Writes the tag that opens a document, and notes where the root's has a place for the mark.
+void VellixWriter::writeOwnTag(const VellixDoc& doc, const std::string& text) {
+    if (stream == nullptr) tagMissing = true; // from a file that is still to come
+    if (!write(text.c_str(), toldLength(text.size())) || &doc != &rootDoc) return;
+    if (position - static_cast<__int64>(text.size()) != static_cast<__int64>(kXmlHeaderLength)) return;
+    const std::string front = xmlDocTypeRow(doc.getType()).entryOpenTag + std::string(kMark);
+    if (text.compare(0, front.size(), front) == 0)
+        completeOffset = static_cast<__int64>(kXmlHeaderLength + front.size());
 }
 
 void VellixWriter::makeRoom(std::uint64_t length) {
@@ -247,7 +282,9 @@ void VellixWriter::fillPage(std::uint64_t length) {
 // Writes the filling that is owed and the `length` bytes of text that stand behind its place in `record`.
 bool VellixWriter::put(std::size_t length) {
     std::fill_n(record.begin(), owedFilling, ' ');
+    const __int64 start = position - static_cast<__int64>(owedFilling);
     const std::size_t taken = platform::writeThrough(stream, record.data(), owedFilling + length);
+    fileLength = std::max(fileLength, start + static_cast<__int64>(taken));
     const bool whole = taken == owedFilling + length;
     const std::size_t filled = std::min(taken, owedFilling);
     owedFilling -= filled;
@@ -269,56 +306,24 @@ void VellixWriter::blankOut(std::size_t length) {
     platform::stepBack(stream, platform::writeThrough(stream, record.data(), length));
 }
 
-void VellixWriter::recordLost() { intact = false; }
+// A text that is lost may be the tag on which all that follows hangs.
+void VellixWriter::tagLost() {
+    intact = false;
+    cutOff = true;
+}
 
 bool VellixWriter::flush() { return stream != nullptr && std::fflush(stream) == 0; }
 
-// --- The finished file ---
-
-void VellixWriter::markComplete() { complete = true; }
-
-bool VellixWriter::remap(unsigned long length) {
-    const __int64 want = length != 0 ? static_cast<__int64>(length) : position;
-    if (mappedSize >= want) return false;
-    endView();
-    mmap->open(path.c_str(), kReadWrite);
-    mapHandle = mmap->handle();
-    if (mapHandle == platform::kInvalidHandle) {
+bool VellixWriter::sync() {
+    if (stream == nullptr) {
         setError(VELLIX_ERR_FILE_OPEN);
         return false;
     }
-    const int viewLength = want <= INT_MAX ? static_cast<int>(want) : 0; // 0 is the whole file
-    if (mmap->map(mapHandle, viewLength, kProtWrite, kShared, nullptr, 0) != VELLIX_SUCCESS) return false;
-    mappedSize = want;
-    mappedAddr = static_cast<char*>(mmap->addr());
-    if (complete && canBeMarked()) mappedAddr[completeOffset] = '1';
-    return true;
-}
-
-// The mark promises that the work ended well, and it must never damage a file in which its place holds something else.
-bool VellixWriter::canBeMarked() const {
-    if (!intact || mappedAddr == nullptr || mappedSize < completeOffset + 2) return false;
-    const char* at = mappedAddr;
-    const auto next = [&at](const char* expected, std::size_t length) {
-        const bool same = std::memcmp(at, expected, length) == 0;
-        at += length;
-        return same;
-    };
-    const char* tag = entryOpenTagOf(rootDoc);
-    return next(kXmlHeader, kXmlHeaderLength) && next(tag, std::strlen(tag)) && next(kMark, kMarkLength) &&
-           at[0] >= '0' && at[0] <= '9' && at[1] == '"';
-}
-
-void VellixWriter::endView() {
-    if (mappedSize != 0) mmap->unmap(mappedAddr);
-    mappedAddr = nullptr;
-    mappedSize = 0;
-}
-
-const char* VellixWriter::serialize() {
-    close();
-    remap(0);
-    return mappedAddr;
+    if (!syncRefused && platform::syncFile(stream)) return true;
+    syncRefused = true; // the system tells of what it lost once
+    setError(VELLIX_ERR_BAD_HANDLE);
+    if (claim->isTaken()) tagLost();
+    return false;
 }
 
 // --- State ---
@@ -328,5 +333,7 @@ VellixDoc& VellixWriter::getRootDoc() { return rootDoc; }
 int VellixWriter::getLastError() const { return lastError; }
 
 void VellixWriter::setError(int code) { lastError = code; }
+
+bool VellixWriter::isIntact() const { return intact && !claim->isLost(); }
 
 __int64 VellixWriter::size() const { return position + 1; }

@@ -3,11 +3,14 @@
 #include <vellix/CatImageCmdXmlFileHelper.h>
 #include <vellix/CatQueryCriteriaHelper.h>
 #include <vellix/VellixReader.h>
+#include <vellix/VellixVersion.h>
 #include <vellix/VellixWriter.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+
+bool callsWithOwnInt64();
 
 // Narrows and shadows: the library's own warnings are no business of a program that links it.
 static int worksAnyway(long value) {
@@ -53,8 +56,19 @@ static bool extracts() {
     return right;
 }
 
+#if VELLIX_VERSION_MAJOR < 1 || VELLIX_VERSION_MINOR < 0 || VELLIX_VERSION_PATCH < 0
+#error "the numbers of the version are not for the preprocessor"
+#endif
+
+static bool tellsItsVersion() {
+    const std::string numbers = std::to_string(VELLIX_VERSION_MAJOR) + '.' + std::to_string(VELLIX_VERSION_MINOR) +
+                                '.' + std::to_string(VELLIX_VERSION_PATCH);
+    return numbers == VELLIX_VERSION && numbers == vellixVersion();
+}
+
 int main() {
-    const bool works = writesAndReads() && queries() && extracts() && worksAnyway(0) == 1;
+    const bool works =
+        writesAndReads() && queries() && extracts() && tellsItsVersion() && callsWithOwnInt64() && worksAnyway(0) == 1;
     std::puts(works ? "works" : "FAILED");
     return works ? EXIT_SUCCESS : EXIT_FAILURE;
 }

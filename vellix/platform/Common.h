@@ -33,6 +33,15 @@ constexpr std::optional<std::size_t> viewLength(std::uint64_t objectSize, std::u
     return whole;
 }
 
+/// Returns how many of `length` bytes at `offset` of a file are asked of the system at once: no count that could pass for a
+/// negative one, and nothing behind the last offset that there can be.
+constexpr std::size_t readableAtOnce(std::uint64_t offset, std::size_t length) {
+    constexpr std::uint64_t kLongestFile = std::numeric_limits<std::int64_t>::max();
+    constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
+    const std::size_t most = length < kMostAtOnce ? length : kMostAtOnce;
+    return most <= kLongestFile - offset ? most : static_cast<std::size_t>(kLongestFile - offset);
+}
+
 // How a stream is opened. The values number the rows of a table in each source.
 enum class StreamMode { kRead, kReadPlus, kWrite, kWritePlus, kAppend, kAppendPlus };
 

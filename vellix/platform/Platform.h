@@ -3,7 +3,10 @@
 #define VELLIX_PLATFORM_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <string>
+#include <system_error>
 
 #include "vellix/VellixTypes.h"
 
@@ -18,14 +21,16 @@
 // - What a call here doesn't name as possible (another access or disposition, a size or a name for a mapping object, a
 //   replacement character) fails.
 // - What is open isn't handed on to a program that the process starts.
+// - A path is the system's own on Windows, UTF-8 elsewhere. There a lone surrogate U+DC80 to U+DCFF in a path, and only in
+//   a path, is the byte 80 to FF.
 // On POSIX systems also:
 // - Share modes between processes have no counterpart and are not imitated. Security and template are ignored.
 // - A call that opens goes on after an interruption; one that closes doesn't.
 // - A file can be cut while it is mapped. A view that would pass its present end is refused; touching what went away under
-//   a view ends the process.
+//   a view ends the process. Only a kMapCopy of at most 64 KB is safe from that: it is read into memory.
 //
-// Nothing here throws; where memory runs out, the call fails. Any thread may call at any time, but a handle must not be in
-// use while it is closed, and no call may be made with it afterwards.
+// Nothing here throws but `widen`, which gives a std::wstring; elsewhere the call fails where memory runs out. Any thread may
+// call at any time, but a handle must not be in use while it is closed, and no call may be made with it afterwards.
 namespace platform {
 
 // A handle is a pointer to something of the platform's own; all bits set means none. A handle of the wrong kind, null and
@@ -53,6 +58,9 @@ constexpr unsigned long kMapCopy = 1;
 constexpr unsigned long kMapWrite = 2;
 constexpr unsigned long kMapRead = 4;
 
+// The one number of GetLastError that the library asks for: memory ran out.
+constexpr unsigned long kNotEnoughMemory = 8;
+
 // Code page of WideCharToMultiByte.
 constexpr unsigned int kUtf8 = 65001;
 
@@ -69,6 +77,15 @@ unsigned long GetFileSize(void* file, unsigned long* high);
 /// other services of the system set it too. The numbers are those of Windows, but a missing directory counts as a missing
 /// file elsewhere; of the calls for text, time and temporary names only WideCharToMultiByte sets one for certain.
 unsigned long GetLastError();
+
+/// Returns the same failure as the system itself names it: its native number, of the system's category. No error if there
+/// was none. The same haste applies.
+std::error_code systemError();
+
+/// Reads up to `length` bytes at `offset` of an open file into `out`, and stores how many they were: fewer only at the end
+/// of the file. Moves nothing, so any number of threads may read from one handle. False if the system fails, with what
+/// came before that in `got`; also for a handle that is none and for a negative offset.
+bool readAt(void* file, __int64 offset, void* out, std::size_t length, std::size_t& got);
 
 /// Makes a mapping object as large as the file is now, which keeps the file alive by itself. Null for an empty file, and
 /// for a writable protection on a read-only file.
@@ -92,6 +109,11 @@ bool CloseHandle(void* handle);
 int WideCharToMultiByte(unsigned int codePage, unsigned long flags, const wchar_t* text, int length, char* out,
                         int size, const char* defaultChar, int* usedDefaultChar);
 
+/// Returns the wide path of a name in the system's own form, narrow or wide. Where that is narrow, each byte that is no part
+/// of well-formed UTF-8 becomes its lone surrogate; where it is wide, a narrow name can't be given.
+std::wstring widen(const char* name);
+inline std::wstring widen(const wchar_t* name) { return name; }
+
 /// Opens a stream. `mode` is "r", "w" or "a", then in either order "+" and one of "b" and "t", which are the same here.
 /// Null on failure, for a directory, for any other mode and for a null path. Opening a pipe can wait for its other end.
 std::FILE* _wfopen(const wchar_t* path, const wchar_t* mode);
@@ -105,6 +127,29 @@ std::size_t writeThrough(std::FILE* stream, const char* bytes, std::size_t lengt
 
 /// Moves back by `length` bytes in the file behind a stream that has no buffer. False on failure.
 bool stepBack(std::FILE* stream, std::size_t length);
+
+/// Which file is open, and how long it is now. No other file of the system has the same volume and number while this one
+/// exists.
+struct FileState {
+    std::uint64_t volume = 0;
+    std::uint64_t number = 0;
+    std::uint64_t size = 0;
+};
+
+/// Tell which file is behind a stream, or behind a handle of CreateFileW. False if it is no regular file, or the system
+/// doesn't tell.
+bool stateOf(std::FILE* stream, FileState& state);
+bool stateOf(void* file, FileState& state);
+
+/// Have everything that was written to the file stored, so that a power cut can't take it: through a stream that has no
+/// buffer, or a handle that was opened to write. When they return it is on the disk, as far as the disk tells the truth.
+/// The name of a new file is another matter, which belongs to its directory. False if the system refuses; some of the
+/// bytes may be lost then, and asking again says nothing.
+bool syncFile(std::FILE* stream);
+bool syncFile(void* file);
+
+/// The same for the first `length` bytes of a shared view of the file.
+bool syncView(void* file, void* view, std::size_t length);
 
 /// Move and tell the position of a stream, in files of any size, as `fseek` and `ftell` do in small ones.
 int _fseeki64(std::FILE* stream, __int64 offset, int origin);

@@ -101,15 +101,26 @@ std::optional<std::uint64_t> sizeOf(const SystemHandle& file) {
 }
 
 // Pipes, consoles and devices have another type; a volume or a whole disk, which shares the type, has no information.
-bool isRegular(const SystemHandle& file) {
+bool readState(HANDLE file, FileState& state) {
     BY_HANDLE_FILE_INFORMATION information = {};
-    return ::GetFileType(file.get()) == FILE_TYPE_DISK && ::GetFileInformationByHandle(file.get(), &information) != 0 &&
-           (information.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
+    const bool regular = ::GetFileType(file) == FILE_TYPE_DISK &&
+                         ::GetFileInformationByHandle(file, &information) != 0 &&
+                         (information.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
+    if (!regular) return false;
+    state.volume = information.dwVolumeSerialNumber;
+    state.number = joinWords(information.nFileIndexHigh, information.nFileIndexLow);
+    state.size = joinWords(information.nFileSizeHigh, information.nFileSizeLow);
+    return true;
+}
+
+HANDLE handleOf(std::FILE* stream) {
+    return reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(stream))); // NOLINT(performance-no-int-to-ptr)
 }
 
 // Keeps a file that was opened only if it is a regular one.
 SystemHandle regularOnly(SystemHandle file) {
-    if (!file.isOpen() || isRegular(file)) return file;
+    FileState state;
+    if (!file.isOpen() || readState(file.get(), state)) return file;
     failed(ERROR_ACCESS_DENIED);
     return SystemHandle(nullptr);
 }
@@ -185,6 +196,33 @@ unsigned long GetFileSize(void* file, unsigned long* high) {
 }
 
 unsigned long GetLastError() { return ::GetLastError(); }
+
+std::error_code systemError() { return {static_cast<int>(::GetLastError()), std::system_category()}; }
+
+bool readAt(void* file, __int64 offset, void* out, std::size_t length, std::size_t& got) {
+    got = 0;
+    const Object* const object = objectOf(file, Kind::kFile);
+    if (object == nullptr) return false;
+    if (offset < 0) {
+        failed(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    while (got < length) {
+        // The system moves the position of the handle all the same, but nothing here goes by it.
+        const std::uint64_t at = static_cast<std::uint64_t>(offset) + got;
+        OVERLAPPED place = {};
+        place.Offset = static_cast<DWORD>(at & 0xFFFFFFFFU);
+        place.OffsetHigh = static_cast<DWORD>(at >> 32);
+        const auto wanted = static_cast<DWORD>(readableAtOnce(at, length - got));
+        DWORD more = 0;
+        if (::ReadFile(object->handle.get(), static_cast<char*>(out) + got, wanted, &more, &place) == 0) {
+            return ::GetLastError() == ERROR_HANDLE_EOF;
+        }
+        if (more == 0) break;
+        got += more;
+    }
+    return true;
+}
 
 void* CreateFileMappingW(void* file, void* security, unsigned long protection, unsigned long sizeHigh,
                          unsigned long sizeLow, const wchar_t* name) {
@@ -279,6 +317,25 @@ std::size_t writeThrough(std::FILE* stream, const char* bytes, std::size_t lengt
 
 bool stepBack(std::FILE* stream, std::size_t length) {
     return ::_lseeki64(::_fileno(stream), -static_cast<__int64>(length), SEEK_CUR) >= 0;
+}
+
+bool stateOf(std::FILE* stream, FileState& state) { return readState(handleOf(stream), state); }
+
+bool stateOf(void* file, FileState& state) {
+    const Object* const object = objectOf(file, Kind::kFile);
+    return object != nullptr && readState(object->handle.get(), state);
+}
+
+bool syncFile(std::FILE* stream) { return ::FlushFileBuffers(handleOf(stream)) != 0; }
+
+bool syncFile(void* file) {
+    const Object* const object = objectOf(file, Kind::kFile);
+    return object != nullptr && ::FlushFileBuffers(object->handle.get()) != 0;
+}
+
+// The first call only hands the bytes of the view on.
+bool syncView(void* file, void* view, std::size_t length) {
+    return ::FlushViewOfFile(view, length) != 0 && syncFile(file);
 }
 
 int _fseeki64(std::FILE* stream, __int64 offset, int origin) { return ::_fseeki64(stream, offset, origin); }

@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vellix/VellixAttributes.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "TestSupport.h"
+#include "vellix/VellixEntry.h"
+#include "vellix/VellixTypes.h"
+
+namespace {
+
+using namespace std::string_literals;
+using vellix::Attribute;
+
+template <class Value, class Given, class = void> constexpr bool compiles = false;
+template <class Value, class Given>
+constexpr bool compiles<Value, Given,
+                        std::void_t<decltype(vellix::set(std::declval<VellixEntry&>(), std::declval<Attribute<Value>>(),
+                                                         std::declval<Given>()))>> = true;
+
+template <class Given> constexpr bool isNumber = compiles<std::uint64_t, Given> && !compiles<std::string_view, Given>;
+template <class Given> constexpr bool isTaken = compiles<std::uint64_t, Given> || compiles<std::string_view, Given>;
+static_assert(isNumber<signed char> && isNumber<unsigned char> && isNumber<short> && isNumber<int&> && isNumber<long> &&
+              isNumber<const unsigned long&> && isNumber<long long> && isNumber<unsigned __int64>);
+static_assert(!isTaken<bool> && !isTaken<char> && !isTaken<wchar_t> && !isTaken<char16_t> && !isTaken<double> &&
+              !isTaken<VELLIX_ERROR> && !isTaken<std::nullptr_t> && !isTaken<const wchar_t*> && !isTaken<void*> &&
+              !isTaken<std::filesystem::path>);
+static_assert(compiles<std::string_view, const char*> && compiles<std::string_view, char (&)[4]> &&
+              compiles<std::string_view, std::string> && compiles<std::string_view, std::string_view>);
+static_assert(!compiles<std::uint64_t, const char*> && !compiles<std::uint8_t, std::string>);
+static_assert(
+    std::is_same_v<decltype(get(std::declval<const VellixEntry&>(), vellix::fh::SZ)), std::optional<std::uint64_t>>);
+
+// The text that the old setter of the width and sign makes of a value.
+template <class Value> std::string oldText(VELLIX_DOC_TYPE type, unsigned short number, Value value) {
+    using Wide = std::conditional_t<std::is_signed_v<Value>, __int64, unsigned __int64>;
+    using Narrow = std::conditional_t<std::is_signed_v<Value>, short, unsigned short>;
+    using Middle = std::conditional_t<std::is_signed_v<Value>, int, unsigned int>;
+    using Old = std::conditional_t<sizeof(Value) == 8, Wide, std::conditional_t<sizeof(Value) == 4, Middle, Narrow>>;
+    VellixEntry entry(type);
+    EXPECT_TRUE(entry.addAttribute(number, static_cast<Old>(value), false));
+    return entry.toString();
+}
+
+// Gives `value` to an attribute that holds 1. It comes back equal from the entry and from its text, or it is refused.
+template <class Value, class Given> void checkGiven(Attribute<Value> attribute, VELLIX_DOC_TYPE type, Given value) {
+    using Limits = std::numeric_limits<Value>;
+    const auto fits = [value] {
+        if (value < Given{0})
+            return std::is_signed_v<Value> &&
+                   static_cast<std::int64_t>(value) >= static_cast<std::int64_t>(Limits::min());
+        return static_cast<std::uint64_t>(value) <= static_cast<std::uint64_t>(Limits::max());
+    };
+    VellixEntry entry(type);
+    ASSERT_TRUE(set(entry, attribute, 1));
+    ASSERT_EQ(set(entry, attribute, value), fits()) << +value;
+    const Value expected = fits() ? static_cast<Value>(value) : Value{1};
+    ASSERT_EQ(get(entry, attribute), expected) << +value;
+    ASSERT_EQ(entry.getLastError(), fits() ? VELLIX_SUCCESS : VELLIX_ERR_OUT_OF_RANGE);
+    const std::string text = entry.toString();
+    ASSERT_EQ(text, oldText(type, attribute.number, expected)) << +value;
+    VellixEntry parsed(type, text.data(), static_cast<unsigned long>(text.size()), true);
+    const VellixMapTag* const row = xmlRowAt(type, attribute.number);
+    if (xmlRowByTag(type, row->tag, row->tagLen) == row) { // not a tag's second row
+        ASSERT_EQ(get(parsed, attribute), expected) << text;
+    }
+    ASSERT_TRUE(set(parsed, attribute, expected) && get(parsed, attribute) == expected && erase(parsed, attribute));
+    ASSERT_EQ(get(parsed, attribute), std::nullopt);
+}
+
+template <class Given, class Value> void checkLimits(Attribute<Value> attribute, VELLIX_DOC_TYPE type) {
+    const std::uint64_t limits[] = {0,          1ULL << 7,  1ULL << 8,  1ULL << 15,
+                                    1ULL << 16, 1ULL << 31, 1ULL << 32, 1ULL << 63};
+    for (const std::uint64_t limit : limits) {
+        for (int step = -1; step <= 1; ++step) {
+            const std::uint64_t bits = limit + static_cast<std::uint64_t>(step);
+            checkGiven(attribute, type, static_cast<Given>(bits));
+            checkGiven(attribute, type, static_cast<Given>(0 - bits));
+        }
+    }
+}
+
+template <class Value> void checkNumber(VELLIX_DOC_TYPE type, unsigned short number) {
+    const Attribute<Value> attribute(type, number);
+    checkLimits<signed char>(attribute, type);
+    checkLimits<unsigned short>(attribute, type);
+    checkLimits<int>(attribute, type);
+    checkLimits<unsigned int>(attribute, type);
+    checkLimits<long>(attribute, type);
+    checkLimits<unsigned long>(attribute, type);
+    checkLimits<std::int64_t>(attribute, type);
+    checkLimits<std::uint64_t>(attribute, type);
+}
+
+void checkText(VELLIX_DOC_TYPE type, unsigned short number) {
+    const Attribute<std::string_view> attribute(type, number);
+    VellixEntry entry(type);
+    EXPECT_EQ(get(entry, attribute), std::nullopt);
+    const std::string view = "a&\"\xE9 b";
+    EXPECT_TRUE(set(entry, attribute, std::string_view(view).substr(0, 4)));
+    EXPECT_EQ(get(entry, attribute), "a&\"\xE9");
+    EXPECT_TRUE(set(entry, attribute, "") && get(entry, attribute) == "");
+    EXPECT_TRUE(set(entry, attribute, view));
+    EXPECT_FALSE(set(entry, attribute, "a\0b"s));
+    EXPECT_EQ(entry.getLastError(), VELLIX_ERR_OUT_OF_RANGE);
+    EXPECT_FALSE(set(entry, attribute, static_cast<const char*>(nullptr)));
+    EXPECT_EQ(entry.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
+    const std::string limit(16384, 'x');
+    const bool limited = entry.getAttributeMaxLen(number) == 16384;
+    EXPECT_EQ(set(entry, attribute, limit + "x"), !limited);
+    EXPECT_EQ(get(entry, attribute), limited ? view : limit + "x");
+    EXPECT_TRUE(set(entry, attribute, limit));
+    EXPECT_EQ(get(entry, attribute), limit);
+}
+
+TEST(Values, GoIntoEachAttributeAndComeBackOrAreRefused) {
+    for (int number = 1; number <= VELLIX_DOC_ENTRY_CONSTR_AND; ++number) {
+        const auto type = static_cast<VELLIX_DOC_TYPE>(number);
+        if (type == VELLIX_DOC_SPN || type == VELLIX_DOC_ET) continue; // as VELLIX_DOC_FH
+        for (unsigned short position = 0; const VellixMapTag* row = xmlRowAt(type, position); ++position) {
+            SCOPED_TRACE(row->tag);
+            switch (row->dataType) {
+            case VELLIX_TYPE_UINT8:
+                checkNumber<std::uint8_t>(type, position);
+                break;
+            case VELLIX_TYPE_INT16:
+                checkNumber<std::int16_t>(type, position);
+                break;
+            case VELLIX_TYPE_UINT16:
+                checkNumber<std::uint16_t>(type, position);
+                break;
+            case VELLIX_TYPE_INT32:
+                checkNumber<std::int32_t>(type, position);
+                break;
+            case VELLIX_TYPE_UINT32:
+                checkNumber<std::uint32_t>(type, position);
+                break;
+            case VELLIX_TYPE_INT64:
+                checkNumber<std::int64_t>(type, position);
+                break;
+            case VELLIX_TYPE_UINT64:
+                checkNumber<std::uint64_t>(type, position);
+                break;
+            default:
+                checkText(type, position);
+            }
+        }
+    }
+}
+
+TEST(Values, BelongToTheTypesThatShareTheirMap) {
+    for (const VELLIX_DOC_TYPE type : {VELLIX_DOC_FH, VELLIX_DOC_SPN, VELLIX_DOC_ET, VELLIX_DOC_FH_STRING_SECTION,
+                                       VELLIX_DOC_NONE, static_cast<VELLIX_DOC_TYPE>(26)}) {
+        const bool shares = type == VELLIX_DOC_FH || type == VELLIX_DOC_SPN || type == VELLIX_DOC_ET;
+        VellixEntry entry(VELLIX_DOC_FH);
+        ASSERT_TRUE(set(entry, vellix::spn::OP, 7) && set(entry, vellix::et::NM, "a"));
+        entry.setType(type);
+        EXPECT_EQ(get(entry, vellix::fh::OP), shares ? std::optional<std::uint32_t>(7) : std::nullopt);
+        EXPECT_EQ(get(entry, vellix::fh::NM).has_value(), shares);
+        EXPECT_TRUE(set(entry, vellix::fh::OP, 5) == shares && set(entry, vellix::fh::NM, "b") == shares);
+        EXPECT_EQ(erase(entry, vellix::fh::OP), shares);
+        EXPECT_EQ(entry.getLastError(), shares ? VELLIX_SUCCESS : VELLIX_ERR_TYPE_MISMATCH);
+        EXPECT_EQ(slotsOf(entry), shares ? "6=b" : "0=7; 6=a");
+    }
+    VellixEntry entry(VELLIX_DOC_FH);
+    EXPECT_FALSE(set(entry, Attribute<std::uint32_t>(VELLIX_DOC_FH, 6), 5)) << "a number for a text";
+    EXPECT_FALSE(set(entry, Attribute<std::string_view>(VELLIX_DOC_FH, 0), "5")) << "a text for a number";
+    EXPECT_FALSE(set(entry, Attribute<std::uint32_t>(VELLIX_DOC_FH, 77), 5)) << "no such attribute";
+}
+
+template <class Value> void checkReadings(Attribute<Value> attribute, const std::string& table) {
+    for (const auto& row : rowsOf(table)) {
+        VellixEntry entry(attribute.type);
+        const VellixMapTag* tag = xmlRowAt(attribute.type, attribute.number);
+        ASSERT_TRUE(entry.addAttribute(tag->tag, tag->tagLen, row.first.c_str()));
+        const std::optional<Value> value = get(entry, attribute);
+        EXPECT_EQ(value ? std::to_string(*value) : "nothing", row.second) << '"' << row.first << '"';
+    }
+}
+
+TEST(Values, NumbersAreReadInBothSignsAndNeverCut) {
+    checkReadings(vellix::results::IC,
+                  "0 => 0 | 255 => 255 | -1 => 255 | -128 => 128 | 256 => nothing | -129 => nothing");
+    checkReadings(vellix::search_criteria::PL, "40000 => -25536 | 65535 => -1 | -32768 => -32768 | 65536 => nothing");
+    checkReadings(vellix::fse::DL, "70000 => nothing | -1 => 65535 | 65535 => 65535");
+    checkReadings(vellix::search_criteria::IC, "4294967295 => -1 | 2147483648 => -2147483648 | -2147483649 => nothing");
+    checkReadings(
+        vellix::fh::OP,
+        "-1 => 4294967295 | 4294967295 => 4294967295 | 4294967296 => nothing | -1294967296 => 3000000000 | "
+        "3000000000 => 3000000000 |  \t\n\r+12\v\f  => 12 | 0012 => 12 | -0 => 0 |  => nothing | - => nothing | "
+        "+ => nothing | +-1 => nothing | - 1 => nothing | 12x => nothing | x => nothing | 1 2 => nothing | "
+        "0x10 => nothing | 1.5 => nothing | 99999999999999999999999 => nothing");
+    checkReadings(vellix::fh::SZ, "18446744073709551615 => 18446744073709551615 | -1 => 18446744073709551615 | "
+                                  "-9223372036854775808 => 9223372036854775808 | 18446744073709551616 => nothing | "
+                                  "-9223372036854775809 => nothing | 18446744073709551610 => 18446744073709551610");
+    checkReadings(vellix::fh::INOD, "-9223372036854775808 => -9223372036854775808 | 18446744073709551615 => -1");
+    checkReadings(
+        vellix::fh::RI,
+        ". => 0 | / => 1 | ./ => 64 | zzzzz1 => 4294967295 | zzzzzz => 4294967295 | .....0 => 2147483648 | "
+        "....... => nothing | .....2 => nothing | zzzzzy => 3221225471 | .....x => nothing | .....y => 2147483648 | "
+        "      ./ => 64 | / / => 65 |  => nothing |     => nothing | - => nothing | /, => nothing | -1 => nothing");
+}
+
+// The tag of the name is written and read, whatever the slot.
+TEST(Values, OutOfStepRowsKeepTheirTags) {
+    using namespace vellix::search_criteria;
+    VellixEntry entry(VELLIX_DOC_SEARCH_CRITERIA);
+    EXPECT_TRUE(set(entry, NC, 1) && set(entry, SD, 2) && set(entry, ED, 3) && set(entry, AT, 4) && set(entry, CT, 5));
+    EXPECT_EQ(entry.toString(), "<SC NC=\"1\" SD=\"2\" ED=\"3\" AT=\"4\" CT=\"5\"/>");
+    VellixEntry read;
+    read.setType(VELLIX_DOC_SEARCH_CRITERIA);
+    const std::string text = entry.toString();
+    EXPECT_EQ(read.parseAttrXMLString(text.data(), static_cast<unsigned long>(text.size())), VELLIX_SUCCESS);
+    for (const VellixEntry& each : {entry, read}) {
+        EXPECT_EQ(get(each, NC), 1);
+        EXPECT_EQ(get(each, SD), 2);
+        EXPECT_EQ(get(each, ED), 3);
+        EXPECT_EQ(get(each, AT), 4);
+        EXPECT_EQ(get(each, CT), 5);
+    }
+    read.clear();
+    read.setType(VELLIX_DOC_SEARCH_CRITERIA);
+    EXPECT_TRUE(set(read, SD, 6));
+    EXPECT_EQ(read.toString(), "<SC SD=\"6\"/>");
+}
+
+TEST(Values, TheLastOfARepeatedTagIsRead) {
+    VellixEntry fragment(VELLIX_DOC_FRAG);
+    EXPECT_TRUE(set(fragment, vellix::frag::FN, 1) && set(fragment, vellix::frag::FN_19, "a"));
+    const std::string text = fragment.toString();
+    EXPECT_EQ(text, "<CatFrag FN=\"1\" FN=\"a\"/>");
+    const VellixEntry read(VELLIX_DOC_FRAG, text.data(), static_cast<unsigned long>(text.size()), true);
+    EXPECT_EQ(slotsOf(read), "1=a");
+    EXPECT_EQ(get(read, vellix::frag::FN), std::nullopt);
+}
+
+TEST(Values, EachCodeHasAText) {
+    std::set<std::string> texts;
+    for (int code = VELLIX_SUCCESS; code <= VELLIX_ERR_FILE_SIZE; ++code) texts.insert(vellixErrorText(code));
+    EXPECT_EQ(texts.size(), 11U);
+    EXPECT_EQ(texts.count("unknown error"), 0U);
+    for (const int other : {-2147483647 - 1, -1, 11, 2147483647}) EXPECT_STREQ(vellixErrorText(other), "unknown error");
+    EXPECT_STREQ(vellixErrorText(VELLIX_ERR_FILE_OPEN), "the file can't be opened, or is not open");
+}
+
+} // namespace

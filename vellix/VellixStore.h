@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLIX_STORE_H
+#define VELLIX_STORE_H
+
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "vellix/VellixSchema.h"
+#include "vellix/VellixText.h"
+#include "vellix/platform/Bytes.h"
+
+// The values of one entry. Internal, not installed.
+//
+// A store has one of three forms:
+// - The empty one is a constant, which all entries without values share.
+// - A packed one is a copy: one allocation with exactly the slots and texts that are present. Most entries that a program
+//   keeps are copies.
+// - An open one takes values. It has a place for each slot, and room in which texts stand one behind the other. It is used
+//   again and again: `clear` starts over at the front of the room.
+//
+// No text moves while its slot stays as it is, since a getter has handed out its address. So the room never grows while
+// texts stand in it: a text that finds no place there gets a block of its own, and `clear` makes the room large enough for
+// the next time. A text that replaces another stays in its place if it fits. Otherwise it takes new room, or a block that
+// later texts of the slot can use. So replaced texts take no more memory than the room that is there.
+
+/// A text and what it takes to write it out.
+struct StoredText {
+    char* text; ///< terminated
+    std::uint32_t length;
+    std::uint32_t escaped; ///< the length of its escaped form
+};
+
+/// The longest text, and the longest escaped form, that a store takes.
+constexpr std::size_t kLongestText = INT_MAX;
+
+/// Texts as `std::string`, for who asks for them.
+class TextStrings {
+public:
+    /// Returns the text of a slot as a string, which stays until `forget`.
+    const std::string& get(unsigned int slot, const StoredText& stored);
+
+    void forget(unsigned int slot);
+    void forgetAll();
+
+    /// True if the memory of forgotten strings isn't worth keeping.
+    bool areBulky() const;
+
+private:
+    std::uint64_t valid[2] = {}; // a bit for each string that is what its slot holds
+    std::vector<std::unique_ptr<std::string>> strings;
+    std::size_t capacity = 0; // of all of them
+};
+
+class OpenStore;
+
+class VellixStore {
+public:
+    /// The slot behind all attributes holds the name of the entry. It counts nowhere.
+    static constexpr unsigned int kNameSlot = kLongestMap;
+
+    /// The store of entries without values. It is never written to.
+    static VellixStore* none();
+
+    /// Returns a packed copy, to be given to `release`.
+    static VellixStore* copyOf(const VellixStore& other);
+
+    static void release(VellixStore* store) noexcept;
+
+    /// Makes `store` hold what `other`, another one, holds. Where memory runs out it stays as it is.
+    static void assign(VellixStore*& store, const VellixStore& other);
+
+    /// Makes every slot absent.
+    static void clear(VellixStore*& store) noexcept;
+
+    /// Turns `store` into an open one, which takes values. No text moves.
+    static OpenStore& open(VellixStore*& store);
+
+    bool has(unsigned int slot) const { return (present[slot / 64] & bitOf(slot)) != 0; }
+
+    /// Returns what the slot of an attribute holds, or null if it is absent or there is no such slot.
+    const StoredText* find(unsigned int slot) const { return slot < kNameSlot && has(slot) ? &stored(slot) : nullptr; }
+
+    /// Returns the name, or null.
+    const char* name() const { return has(kNameSlot) ? stored(kNameSlot).text : nullptr; }
+
+    /// The number of present slots, and the sum of their escaped lengths.
+    unsigned int count() const { return presentSlots; }
+    std::uint64_t escapedLength() const { return escapedTotal; }
+
+    /// Makes the slot of an attribute absent.
+    void drop(unsigned int slot);
+
+    /// Returns the text of a present slot as a string, which stays until the slot changes.
+    const std::string& stringOf(unsigned int slot) const;
+
+    bool holdsSameAs(const VellixStore& other) const;
+
+    /// Calls visit(slot, stored) for each present slot in ascending order, until it answers false.
+    template <class Visit> void eachText(Visit visit) const {
+        visitAll(
+            [&visit](unsigned int slot, const StoredText& text) { return slot != kNameSlot && visit(slot, text); });
+    }
+
+private:
+    friend class OpenStore;
+
+    enum Form : std::uint8_t { kNone, kPacked, kOpen };
+
+    constexpr VellixStore(Form storeForm, StoredText* storeSlots) : slots(storeSlots), form(storeForm) {}
+
+    static constexpr std::uint64_t bitOf(unsigned int slot) { return std::uint64_t{1} << (slot % 64); }
+
+    const StoredText& stored(unsigned int slot) const { return slots[form == kOpen ? slot : numberOf(slot)]; }
+
+    template <class Visit> void visitAll(Visit visit) const {
+        const StoredText* next = slots;
+        for (unsigned int word = 0; word < 2; ++word) {
+            for (std::uint64_t bits = present[word]; bits != 0; bits &= bits - 1) {
+                const auto slot = static_cast<unsigned int>(word * 64 + platform::lowestBit(bits));
+                if (!visit(slot, form == kOpen ? slots[slot] : *next++)) return;
+            }
+        }
+    }
+
+    static void makeOpen(VellixStore*& store);
+    unsigned int numberOf(unsigned int slot) const;
+    std::size_t packedSize() const;
+    void pack(const VellixStore& other);
+    void takeCounts(const VellixStore& other);
+
+    std::uint64_t present[2] = {}; // a bit for each slot
+    std::uint64_t escapedTotal = 0;
+    StoredText* slots;                      // of a packed store the present ones alone
+    mutable TextStrings* strings = nullptr; // owned
+    std::uint32_t size = 0;                 // bytes of a packed store, 0 where that is out of reach
+    std::uint16_t presentSlots = 0;
+    Form form;
+};
+
+/// The order in which attributes come: for each row of `map`, the row that came next the last time.
+struct AttributeOrder {
+    const VellixMapTag* map = nullptr;
+    unsigned char followers[kLongestMap] = {};
+};
+
+class OpenStore : public VellixStore {
+public:
+    /// Kept for who parses into this store, over `clear` too.
+    AttributeOrder order;
+
+    /// Stores a text that holds no NUL. It may be part of any text of the entry. `plain` tells that it has nothing to escape.
+    /// Any other text is measured only after it was copied: it may stand in a mapped page, and what is written relies on
+    /// the length noted here. False if the text or its escaped form is too long, and the slot stays as it was.
+    bool put(unsigned int slot, const char* text, std::size_t length, bool plain);
+
+    /// Stores a short text that has nothing to escape and is no part of any text of the entry.
+    void putPlain(unsigned int slot, const char* text, std::size_t length) {
+        if (!isVacant(slot) || !fitsInRoom(length)) {
+            put(slot, text, length, true);
+            return;
+        }
+        *copyBytes(next, text, length) = '\0';
+        take(slot, length, length);
+    }
+
+    /// Stores the plain form of a text with references, up to its first NUL and cut to `most` bytes unless that is negative.
+    enum class Decoded { kStored, kBad, kNoMemory };
+    Decoded putDecoded(unsigned int slot, const char* text, std::size_t length, int most);
+
+    /// Replaces every text by its escaped form. One for which memory runs out stays as it was.
+    void escapeAll();
+
+    // For who writes a text into the room, from `next` to `roomEnd`, and then has it taken as it stands there.
+
+    char* roomLeft() { return next; }
+    const char* roomEnd() const { return end; }
+    void take(unsigned int slot, std::size_t length, std::size_t escaped) {
+        if (!isVacant(slot)) vacate(slot);
+        settle(slot, next, length, escaped);
+        next += length + 1;
+    }
+
+private:
+    friend class VellixStore;
+
+    explicit OpenStore(std::size_t roomSize);
+    static void* allocate(std::size_t roomSize);
+    static OpenStore* make(void* memory, std::size_t roomSize);
+
+    char* room() { return reinterpret_cast<char*>(this + 1); }
+    const char* room() const { return reinterpret_cast<const char*>(this + 1); }
+    std::size_t roomSize() const { return static_cast<std::size_t>(end - room()); }
+    bool fitsInRoom(std::size_t length) const { return length < static_cast<std::size_t>(end - next); }
+    bool isVacant(unsigned int slot) const { return ((present[slot / 64] | own[slot / 64]) & bitOf(slot)) == 0; }
+    bool fitsInPlace(unsigned int slot, std::size_t length) const;
+    bool ownsBlock(unsigned int slot) const { return (own[slot / 64] & bitOf(slot)) != 0; }
+    void settle(unsigned int slot, char* text, std::size_t length, std::size_t escaped) {
+        slots[slot] = {text, static_cast<std::uint32_t>(length), static_cast<std::uint32_t>(escaped)};
+        present[slot / 64] |= bitOf(slot);
+        if (slot == kNameSlot) return;
+        ++presentSlots;
+        escapedTotal += escaped;
+    }
+    bool putInBlock(unsigned int slot, const char* text, std::size_t length, bool plain);
+    void settleInBlock(unsigned int slot, char* block, std::size_t length, std::size_t escaped);
+    void unsettle(unsigned int slot);
+    void vacate(unsigned int slot);
+    void dropBlock(unsigned int slot);
+    std::size_t blockLengths() const;
+    void startOver();
+    OpenStore* resized() const;
+    void takeOver(VellixStore& other);
+    void copyTexts(const VellixStore& other);
+
+    StoredText places[kNameSlot + 1];
+    std::uint64_t own[2] = {}; // a bit for each slot that has a block of its own, present or not
+    char* next;                // where the next text goes
+    char* end;
+    std::size_t recentBytes = 0;   // the most that the room had to hold lately
+    VellixStore* origin = nullptr; // the packed store that this one was made of, for its texts
+};
+
+inline OpenStore& VellixStore::open(VellixStore*& store) {
+    if (store->form != kOpen) makeOpen(store);
+    return static_cast<OpenStore&>(*store);
+}
+
+#endif
