@@ -52,8 +52,9 @@ endfunction()
 
 # What a document tells only those who have the sources stands between two comments, and isn't installed.
 function(vellix_install_documents docdir component)
-  foreach(document IN ITEMS README.md CHANGELOG.md SECURITY.md
-      docs/attributes.md docs/file-format.md docs/guide.md docs/robustness.md)
+  file(GLOB documents RELATIVE "${PROJECT_SOURCE_DIR}" CONFIGURE_DEPENDS docs/*.md)
+  list(REMOVE_ITEM documents docs/architecture.md docs/performance.md) # for those who work on it
+  foreach(document IN LISTS documents ITEMS README.md CHANGELOG.md SECURITY.md)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${document}")
     file(READ "${PROJECT_SOURCE_DIR}/${document}" text)
     string(REGEX REPLACE "\n<!-- sources -->\n[^<]*(<[^!][^<]*)*<!-- end -->\n" "" text "${text}")
@@ -62,6 +63,7 @@ function(vellix_install_documents docdir component)
     install(FILES "${PROJECT_BINARY_DIR}/documents/${document}" DESTINATION "${docdir}/${folder}"
       COMPONENT ${component} ${ARGN})
   endforeach()
+  install(DIRECTORY docs/pictures DESTINATION "${docdir}/docs" COMPONENT ${component} ${ARGN} FILES_MATCHING PATTERN "*.svg")
   install(FILES LICENSE DESTINATION "${docdir}" COMPONENT ${component} ${ARGN})
   install(DIRECTORY examples DESTINATION "${docdir}" COMPONENT ${component} ${ARGN} FILES_MATCHING PATTERN "*.cpp")
   install(DIRECTORY "${PROJECT_BINARY_DIR}/docs/html" DESTINATION "${docdir}" COMPONENT ${component} ${ARGN} OPTIONAL)

@@ -11,6 +11,8 @@
 #include <string>
 #include <system_error>
 
+#include "vellix/VellixPath.h"
+
 // A fresh directory of its own, removed with everything in it at the end of its life.
 class TempDir {
 public:
@@ -34,7 +36,7 @@ public:
 
     /// The path of `name` in the directory, as the narrow or the wide calls take it.
     std::string file(const std::string& name) const { return (directory / name).string(); }
-    std::wstring wide(const std::string& name) const { return (directory / name).wstring(); }
+    std::wstring wide(const std::string& name) const { return vellix::widePath(directory / name); }
 
 private:
     std::filesystem::path directory;

@@ -334,8 +334,8 @@ TEST_F(PosixFaults, FileReplacedOrGone) {
             }
         }
     }
-    fs::current_path(before);
     ASSERT_EQ(seteuid(user), 0);
+    fs::current_path(before); // which may be closed to that user
 }
 
 TEST_F(PosixFaults, TemporaryFiles) {

@@ -31,7 +31,6 @@ quiet() {
 
 # files_of KIND LIBDIR DOCDIR: what an installed tree holds of that kind, besides the reference of the interface.
 files_of() {
-    local document
     sed -n '/^set(vellix_headers$/,/)$/s,^  \(vellix/.*\.h\))\{0\,1\}$,include/\1,p' "$source/CMakeLists.txt"
     printf '%s\n' include/vellix/VellixVersion.h "$2"/cmake/vellix/vellix{Config,ConfigVersion}.cmake \
         "$2/cmake/vellix/vellix_$1_targets"{,-'*'}.cmake "$2/pkgconfig/vellix.pc"
@@ -40,10 +39,8 @@ files_of() {
     else
         printf '%s\n' "$2"/libvellix.a "$2/pkgconfig/vellix-static.pc"
     fi
-    for document in CHANGELOG.md LICENSE README.md SECURITY.md docs/{attributes,file-format,guide,robustness}.md; do
-        echo "$3/$document"
-    done
-    (cd "$source" && printf "$3/%s\n" examples/*.cpp)
+    (cd "$source" && printf "$3/%s\n" {CHANGELOG,README,SECURITY}.md LICENSE docs/*.md docs/pictures/*.svg examples/*.cpp) |
+        grep -v -e /architecture.md -e /performance.md
 }
 
 # check_files PREFIX LIBDIR: compares the tree with the list of files on standard input.
@@ -63,7 +60,7 @@ check_references() {
             for place in "$(dirname "$document")" "$1/$2" "$1/include" "$1/include/vellix"; do
                 [[ ! -e $place/$name ]] || continue 2
             done
-            fail "${document#"$1/"} refers to $name, which is not installed"
+            fail "${document#"$1/"} refers to $name, which is not installed. Put that between <!-- sources --> and <!-- end -->"
         done < <(grep -oE '\]\([^):#]+|`[A-Za-z][A-Za-z_.-]*(/[A-Za-z_./-]*|\.(md|h))`' "$document" | sed 's/^](//' | tr -d '`')
     done
 }
@@ -164,7 +161,7 @@ runtime=libvellix1
 development=libvellix-dev
 packages=("$runtime" "$development")
 [[ $kind == shared ]] || { development=libvellix-static-dev; packages=("$development"); }
-[[ $(cd "$work/deb" && echo *.deb) == "$(printf "%s_${version}_$architecture.deb " "${packages[@]}" | sort | xargs)" ]] ||
+[[ $(cd "$work/deb" && echo *.deb) == "$(printf "%s_${version}_$architecture.deb\n" "${packages[@]}" | sort | xargs)" ]] ||
     fail "other Debian packages than ${packages[*]}: $(ls "$work/deb")"
 for package in "${packages[@]}"; do
     dpkg-deb -x "$work/deb/${package}_${version}_$architecture.deb" "$work/root"

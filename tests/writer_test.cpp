@@ -454,6 +454,7 @@ TEST_F(WriterTest, RemapInADerivedClass) {
     EXPECT_TRUE(writer.remap(11) && writer.remap(0));
     EXPECT_FALSE(writer.remap(0) || writer.remap(173));
     EXPECT_TRUE(writer.remap(174)); // more than there is: asked for, and not to be had
+    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_NOT_MAPPED);
     writer.markComplete();
     EXPECT_EQ(writer.serialize(), nullptr);
     EXPECT_EQ(bytes(), kSample);

@@ -10,11 +10,9 @@
 #include "vellix/VellixStore.h"
 #include "vellix/VellixTagStates.h"
 #include "vellix/VellixText.h"
-#include "vellix/platform/Bytes.h"
+#include "vellix/VellixValueCopy.h"
 
 namespace {
-
-using platform::kBlock;
 
 // True unless a lead byte in front of it may take the byte at `at` along.
 bool standsAlone(const char* text, std::size_t at) {
@@ -65,7 +63,7 @@ constexpr TagLetters kTagLetters;
 bool isTagLetter(char c) { return kTagLetters.are[static_cast<unsigned char>(c)]; }
 
 bool sameBytes(const char* left, const char* right, std::size_t length) {
-    if (length < 4 || length > 8) return std::memcmp(left, right, length) == 0;
+    if (length - 4 > 4) return std::memcmp(left, right, length) == 0; // shorter or longer than most
     std::uint32_t a = 0;
     std::uint32_t b = 0;
     std::memcpy(&a, left, 4);
@@ -81,133 +79,6 @@ bool beginsWith(const char* at, const char* end, const VellixMapTag& attribute) 
     return static_cast<std::size_t>(end - at) >= attribute.tagAssignLen &&
            sameBytes(at, attribute.tagAssign, attribute.tagAssignLen);
 }
-
-// The end of a value in double quotes, null where the scanner would find no quoted string.
-struct ValueEnd {
-    const char* quote = nullptr;
-    bool plain = true;      // nothing in it would be escaped
-    bool reference = false; // it has an ampersand
-};
-
-ValueEnd findValueEnd(const char* at, const char* end) {
-    ValueEnd found;
-    for (;;) {
-        at += plainEnd(at, 0, static_cast<std::size_t>(end - at));
-        if (at == end) return found;
-        switch (*at) {
-        case '"':
-            found.quote = at;
-            return found;
-        case '&':
-            found.reference = true;
-            found.plain = false;
-            ++at;
-            break;
-        case '\'':
-        case '>':
-            found.plain = false;
-            ++at;
-            break;
-        default: {
-            const std::size_t unit = *at != '<' ? unitLength(at, static_cast<std::size_t>(end - at)) : 0;
-            if (unit == 0) return found;
-            at += unit;
-        }
-        }
-    }
-}
-
-// Copies a value while it looks for the quote at its end. All decisions are made on the copy: the text may stand in a mapped
-// page, and what is noted of a value has to be true of what is stored.
-class ValueCopy {
-public:
-    ValueCopy(const char* value, const char* textEnd, char* room, const char* roomEnd)
-        : at(value), end(textEnd), out(room), outEnd(roomEnd) {}
-
-    /// False if there is no quote, or if it takes more care to get there; nothing is to be said of the value then.
-    bool toQuote() {
-        for (;;) {
-            if (end - at < static_cast<std::ptrdiff_t>(kBlock) || outEnd - out <= static_cast<std::ptrdiff_t>(kBlock))
-                return false;
-            const unsigned int stops = platform::copyAndFindSpecial(at, out);
-            if (stops == 0) {
-                advance(kBlock);
-                continue;
-            }
-            advance(platform::lowestBit(stops));
-            if (*out == '"') return true;
-            if (!passSpecial()) return false;
-        }
-    }
-
-    const char* quote() const { return at; }
-    char* copyEnd() const { return out; }
-
-    /// How much longer the escaped form of the copy is.
-    std::size_t growth() const { return grown; }
-
-private:
-    void advance(std::size_t bytes) {
-        at += bytes;
-        out += bytes;
-    }
-
-    // Goes over the special bytes at the position, of which the first was copied.
-    bool passSpecial() {
-        switch (*out) {
-        case '&':
-            return resolve();
-        case '\'':
-            grown += 5;
-            advance(1);
-            return true;
-        case '>':
-            grown += 3;
-            advance(1);
-            return true;
-        case '<':
-        case '\0':
-            return false;
-        default:
-            return passUnits();
-        }
-    }
-
-    // Goes over multi-byte units in a row.
-    bool passUnits() {
-        for (;;) {
-            if (end - at < kLongestUnit || outEnd - out <= kLongestUnit) return false;
-            std::memcpy(out, at, kLongestUnit);
-            if (!beginsUnit(*out)) return true;
-            const auto unit = static_cast<std::size_t>(xmlStepTable[byteAt(out)]);
-            for (std::size_t i = 1; i < unit; ++i) {
-                if (out[i] == '\0') return false;
-            }
-            advance(unit);
-        }
-    }
-
-    // Resolves one of the named references.
-    bool resolve() {
-        const auto left = static_cast<std::size_t>(end - at);
-        char value = 0;
-        if (left < 2 || at[1] == '#') return false;
-        const std::size_t reference = readReference(at, left, value);
-        if (reference == 0) return false;
-        at += reference;
-        *out++ = value;
-        grown += reference - 1;
-        return true;
-    }
-
-    static constexpr std::ptrdiff_t kLongestUnit = 4;
-
-    const char* at;
-    const char* const end;
-    char* out;
-    const char* const outEnd;
-    std::size_t grown = 0;
-};
 
 } // namespace
 
@@ -231,6 +102,8 @@ private:
     bool isNamed() const { return entry.store->name() != nullptr; }
     AttributeOrder& orderIn(OpenStore& values) const;
     const char* readTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
+                        const VellixMapTag*& attribute) const;
+    const char* findTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
                         const VellixMapTag*& attribute) const;
     void takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const;
     bool takeDifficult(const VellixMapTag* attribute, const char* value, const ValueEnd& valueEnd);
@@ -256,6 +129,31 @@ bool VellixTagParser::start(XmlStr& text, TagState& state, VellixToken& name) {
     text.position += name.length + 1;
     state = kExpectEquals;
     return takeName(name);
+}
+
+// Reads what stands in front of a value and returns the value, or null for any other form than the written one. `attribute`
+// becomes the tag's row in `map`, null for an unknown tag. Entries of one document mostly have the same attributes in the
+// same order, so the row that followed last time is tried first.
+inline const char* VellixTagParser::readTag(const char* at, const char* end, const VellixMapTag* map,
+                                            unsigned char& follower, const VellixMapTag*& attribute) const {
+    if (at != end && *at == ' ') ++at;
+    if (map == nullptr || !beginsWith(at, end, map[follower])) return findTag(at, end, map, follower, attribute);
+    attribute = map + follower;
+    return at + attribute->tagAssignLen;
+}
+
+// Stores a value that stands in the store's room already.
+inline void VellixTagParser::takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const {
+    char* const text = values.roomLeft();
+    auto length = static_cast<std::size_t>(copy.copyEnd() - text);
+    std::size_t escaped = length + copy.growth();
+    const int limit = values.order.map[attribute.id].maxLen;
+    if (limit >= 0 && length > static_cast<std::size_t>(limit)) {
+        length = static_cast<std::size_t>(limit);
+        escaped = static_cast<std::size_t>(escapedLength(text, length)); // the cut may go through a character
+    }
+    text[length] = '\0';
+    values.take(attribute.id, length, escaped);
 }
 
 // Reads the attributes at the position that have the form in which they are written, and stops before anything else. The
@@ -298,36 +196,15 @@ AttributeOrder& VellixTagParser::orderIn(OpenStore& values) const {
     return values.order;
 }
 
-// Reads what stands in front of a value and returns the value, or null for any other form than the written one. `attribute`
-// becomes the tag's row in `map`, null for an unknown tag. Entries of one document mostly have the same attributes in the
-// same order, so the row that followed last time is tried first.
-const char* VellixTagParser::readTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
+// Reads what stands in front of a value whose tag isn't the expected one.
+const char* VellixTagParser::findTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
                                      const VellixMapTag*& attribute) const {
-    if (at != end && *at == ' ') ++at;
-    if (map != nullptr && beginsWith(at, end, map[follower])) {
-        attribute = map + follower;
-        return at + attribute->tagAssignLen;
-    }
     const char* const name = at;
     while (at != end && isTagLetter(*at)) ++at;
     if (at == name || end - at < 3 || at[0] != '=' || at[1] != '"') return nullptr;
     attribute = xmlRowByTag(entry.type, name, static_cast<unsigned long>(at - name));
     if (attribute != nullptr) follower = static_cast<unsigned char>(attribute - map);
     return at + 2;
-}
-
-// Stores a value that stands in the store's room already.
-inline void VellixTagParser::takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const {
-    char* const text = values.roomLeft();
-    auto length = static_cast<std::size_t>(copy.copyEnd() - text);
-    std::size_t escaped = length + copy.growth();
-    const int limit = values.order.map[attribute.id].maxLen;
-    if (limit >= 0 && length > static_cast<std::size_t>(limit)) {
-        length = static_cast<std::size_t>(limit);
-        escaped = static_cast<std::size_t>(escapedLength(text, length)); // the cut may go through a character
-    }
-    text[length] = '\0';
-    values.take(attribute.id, length, escaped);
 }
 
 // Stores any other value, of which only the end is known.

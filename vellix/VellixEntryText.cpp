@@ -17,6 +17,15 @@ char* putValue(char* out, const StoredText& value) {
     return putEscaped(value.text, value.length, out);
 }
 
+// Copies a tag with what stands behind it, mostly four to eight bytes.
+char* putTag(char* out, const VellixMapTag& attribute) {
+    const std::size_t length = attribute.tagAssignLen;
+    if (length < 4 || length > 8) return copyBytes(out, attribute.tagAssign, length);
+    std::memcpy(out, attribute.tagAssign, 4);
+    std::memcpy(out + length - 4, attribute.tagAssign + length - 4, 4);
+    return out + length;
+}
+
 } // namespace
 
 const char* VellixEntry::getOpenTag() const {
@@ -59,7 +68,7 @@ char* VellixEntry::putText(char* out, const char* openTag) const {
     out = copyBytes(out, openTag, std::strlen(openTag));
     eachAttribute([&out](const VellixMapTag& attribute, const StoredText& value) {
         *out++ = ' ';
-        out = copyBytes(out, attribute.tagAssign, attribute.tagAssignLen);
+        out = putTag(out, attribute);
         out = putValue(out, value);
         *out++ = '"'; // NOLINT(clang-analyzer-core.NullDereference): null is only for what measures
     });

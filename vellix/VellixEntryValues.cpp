@@ -61,7 +61,8 @@ template <class Number> bool VellixEntry::addNumber(unsigned short id, Number va
     NumberBuffer numberBuffer;
     const std::string_view text =
         radix64 ? radix64Encode(value, numberBuffer, pad) : decimalEncode(value, numberBuffer);
-    return VellixStore::open(store).put(id, text.data(), text.size(), true); // no number has a character to escape
+    VellixStore::open(store).putPlain(id, text.data(), text.size()); // no number has a character to escape
+    return true;
 }
 
 bool VellixEntry::addAttribute(unsigned short id, short value, bool pad) { return addNumber(id, value, pad); }

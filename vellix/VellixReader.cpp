@@ -254,10 +254,7 @@ bool VellixReader::readCutTag(VellixEntry& entry, unsigned long start, StartAfre
             if (!followOpenSearch(end, openState, limit, quoteEnd)) return false;
             enough = quoteEnd != end ? std::max(enough, quoteEnd) : end;
         }
-        for (; end < std::min(enough, limit) && end < fileLength; end += pageLength) {
-            if (!mapPage(end)) return false;
-            tag.append(pageAddress, pageLength);
-        }
+        if (!appendPages(tag, end, std::min(enough, limit))) return false;
         startAfresh();
         text = XmlStr();
         text.buffer = tag.data();
@@ -276,6 +273,16 @@ bool VellixReader::readCutTag(VellixEntry& entry, unsigned long start, StartAfre
         xmlStr->position = start + text.position;
     }
     return !tooLong;
+}
+
+// Appends the pages from `end` on to `text`, until it reaches `enough` or the end of the file, and moves `end` along. False if
+// a page can't be had.
+bool VellixReader::appendPages(std::string& text, __int64& end, __int64 enough) {
+    for (; end < std::min(enough, fileLength); end += pageLength) {
+        if (!mapPage(end)) return false;
+        text.append(pageAddress, pageLength);
+    }
+    return true;
 }
 
 // Follows a search for a quote that was left open at `offset`, where a page ends, up to `limit`. `quoteEnd` becomes where

@@ -114,6 +114,7 @@ private:
     bool atEnd() const;
     bool parseTag(VellixEntry& entry);
     template <class StartAfresh> bool readCutTag(VellixEntry& entry, unsigned long start, StartAfresh startAfresh);
+    bool appendPages(std::string& text, __int64& end, __int64 enough);
     bool followOpenSearch(__int64 offset, unsigned int state, __int64 limit, __int64& quoteEnd);
     unsigned int vainStatesAt(__int64 offset) const;
     void standBehind(__int64 offset);

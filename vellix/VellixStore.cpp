@@ -7,8 +7,6 @@
 #include <new>
 #include <utility>
 
-#include "vellix/VellixText.h"
-
 namespace {
 
 constexpr std::size_t kFirstSize = 2048;  // bytes of an open store that was never filled, its fields included
@@ -47,8 +45,16 @@ char* newBlock(std::size_t length) {
     return block;
 }
 
-std::size_t measure(const char* text, std::size_t length, bool plain) {
-    return plain ? length : static_cast<std::size_t>(std::min<std::uint64_t>(escapedLength(text, length), SIZE_MAX));
+// Copies a text with a NUL behind it and returns the length of its escaped form.
+std::size_t copyTo(char* place, const char* text, std::size_t length, bool plain) {
+    std::uint64_t escaped = length;
+    if (plain) {
+        copyBytes(place, text, length);
+    } else {
+        escaped = copyAndMeasure(place, text, length);
+    }
+    place[length] = '\0';
+    return static_cast<std::size_t>(std::min<std::uint64_t>(escaped, SIZE_MAX));
 }
 
 } // namespace
@@ -322,23 +328,25 @@ void OpenStore::settleInBlock(unsigned int slot, char* block, std::size_t length
 }
 
 bool OpenStore::put(unsigned int slot, const char* text, std::size_t length, bool plain) {
-    if (length > kLongestText) return false;
-    if (fitsInPlace(slot, length)) {
+    if (!isVacant(slot) && fitsInPlace(slot, length)) {
         char* const place = slots[slot].text;
         std::memmove(place, text, length);
         place[length] = '\0';
         unsettle(slot);
-        settle(slot, place, length, measure(place, length, plain));
+        settle(slot, place, length, plain ? length : static_cast<std::size_t>(::escapedLength(place, length)));
         return true;
     }
     if (fitsInRoom(length)) {
-        *copyBytes(next, text, length) = '\0';
-        take(slot, length, measure(next, length, plain));
+        take(slot, length, copyTo(next, text, length, plain));
         return true;
     }
+    return putInBlock(slot, text, length, plain);
+}
+
+bool OpenStore::putInBlock(unsigned int slot, const char* text, std::size_t length, bool plain) {
+    if (length > kLongestText) return false;
     char* const block = newBlock(length);
-    *copyBytes(block, text, length) = '\0';
-    const std::size_t escaped = measure(block, length, plain);
+    const std::size_t escaped = copyTo(block, text, length, plain);
     if (escaped > kLongestText) {
         freeBlock(block);
         return false;
@@ -358,13 +366,13 @@ OpenStore::Decoded OpenStore::putDecoded(unsigned int slot, const char* text, st
         plain = lengthWithin(place, plain);
         if (most >= 0) plain = std::min(plain, static_cast<std::size_t>(most));
         place[plain] = '\0';
-        escaped = measure(place, plain, false);
+        escaped = static_cast<std::size_t>(std::min<std::uint64_t>(::escapedLength(place, plain), SIZE_MAX));
         if (inRoom) take(slot, plain, escaped);
     }
     const bool kept = !bad && escaped <= kLongestText;
     if (!inRoom && kept) settleInBlock(slot, place, plain, escaped);
     if (!inRoom && !kept) freeBlock(place);
-    return bad ? Decoded::kBadReference : Decoded::kStored;
+    return bad ? Decoded::kBad : Decoded::kStored;
 }
 
 void OpenStore::escapeAll() {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "vellix/VellixSchema.h"
+#include "vellix/VellixText.h"
 #include "vellix/platform/Bytes.h"
 
 // The values of one entry. Internal, not installed.
@@ -156,8 +157,18 @@ public:
     /// the length noted here. False if the text or its escaped form is too long, and the slot stays as it was.
     bool put(unsigned int slot, const char* text, std::size_t length, bool plain);
 
+    /// Stores a short text that has nothing to escape and is no part of any text of the entry.
+    void putPlain(unsigned int slot, const char* text, std::size_t length) {
+        if (!isVacant(slot) || !fitsInRoom(length)) {
+            put(slot, text, length, true);
+            return;
+        }
+        *copyBytes(next, text, length) = '\0';
+        take(slot, length, length);
+    }
+
     /// Stores the plain form of a text with references, up to its first NUL and cut to `most` bytes unless that is negative.
-    enum class Decoded { kStored, kBadReference, kNoMemory };
+    enum class Decoded { kStored, kBad, kNoMemory };
     Decoded putDecoded(unsigned int slot, const char* text, std::size_t length, int most);
 
     /// Replaces every text by its escaped form. One for which memory runs out stays as it was.
@@ -168,7 +179,7 @@ public:
     char* roomLeft() { return next; }
     const char* roomEnd() const { return end; }
     void take(unsigned int slot, std::size_t length, std::size_t escaped) {
-        if (((present[slot / 64] | own[slot / 64]) & bitOf(slot)) != 0) vacate(slot);
+        if (!isVacant(slot)) vacate(slot);
         settle(slot, next, length, escaped);
         next += length + 1;
     }
@@ -184,6 +195,7 @@ private:
     const char* room() const { return reinterpret_cast<const char*>(this + 1); }
     std::size_t roomSize() const { return static_cast<std::size_t>(end - room()); }
     bool fitsInRoom(std::size_t length) const { return length < static_cast<std::size_t>(end - next); }
+    bool isVacant(unsigned int slot) const { return ((present[slot / 64] | own[slot / 64]) & bitOf(slot)) == 0; }
     bool fitsInPlace(unsigned int slot, std::size_t length) const;
     bool ownsBlock(unsigned int slot) const { return (own[slot / 64] & bitOf(slot)) != 0; }
     void settle(unsigned int slot, char* text, std::size_t length, std::size_t escaped) {
@@ -193,6 +205,7 @@ private:
         ++presentSlots;
         escapedTotal += escaped;
     }
+    bool putInBlock(unsigned int slot, const char* text, std::size_t length, bool plain);
     void settleInBlock(unsigned int slot, char* block, std::size_t length, std::size_t escaped);
     void unsettle(unsigned int slot);
     void vacate(unsigned int slot);

@@ -26,6 +26,23 @@ constexpr TagAction kTagActions[][3] = {
 // A cursor over a text that was given with any length: it ends at a NUL, and it may end behind its first tag.
 XmlStr cursorOverTag(const char* buffer, std::size_t length);
 
+// Passes over what nearly every tag begins and ends with. The tokens would give the same.
+static inline bool passOpen(XmlStr& text) {
+    if (text.length - text.position < 2 || text.position >= text.length) return false;
+    const char* const at = text.buffer + text.position;
+    if (at[0] != '<' || at[1] == '/' || at[1] == '?') return false;
+    ++text.position;
+    return true;
+}
+
+static inline bool passEmptyEnd(XmlStr& text) {
+    if (text.length - text.position < 2 || text.position >= text.length) return false;
+    const char* const at = text.buffer + text.position;
+    if (at[0] != '/' || at[1] != '>') return false;
+    text.position += 2;
+    return true;
+}
+
 // Walks over one tag, token by token, and returns a VELLIX_ERROR value. `search` is the text's own, null if this is the only
 // tag of it to be read. `metEnd` tells whether the end of the text had a part in the result, so that the tag might read
 // otherwise if the text went on. The reader has these:
@@ -36,16 +53,25 @@ XmlStr cursorOverTag(const char* buffer, std::size_t length);
 //     void close()                                        at "/>"
 // False from any of them ends the walk with VELLIX_ERR_NO_MEMORY.
 template <class Reader> int walkTag(XmlStr& text, QuoteSearch* search, bool& metEnd, Reader& reader) {
-    VellixToken token = scanToken(text, search, metEnd);
-    if (token.kind == VELLIX_TOKEN_EOF) return VELLIX_ERR_END_OF_BUFFER;
-    if (token.kind != VELLIX_TOKEN_OPEN) return VELLIX_ERR_SYNTAX;
+    metEnd = false;
+    if (!passOpen(text)) {
+        const VellixToken token = scanToken(text, search, metEnd);
+        if (token.kind == VELLIX_TOKEN_EOF) return VELLIX_ERR_END_OF_BUFFER;
+        if (token.kind != VELLIX_TOKEN_OPEN) return VELLIX_ERR_SYNTAX;
+    }
     VellixToken name = {nullptr, VELLIX_TOKEN_EOF, 0};
     TagState state = kExpectName;
     if (!reader.start(text, state, name)) return VELLIX_ERR_NO_MEMORY;
     for (;;) {
-        if (state != kExpectValue && !reader.readAhead(text, state)) return VELLIX_ERR_NO_MEMORY;
+        if (state != kExpectValue) {
+            if (!reader.readAhead(text, state)) return VELLIX_ERR_NO_MEMORY;
+            if (passEmptyEnd(text)) {
+                reader.close();
+                return VELLIX_SUCCESS;
+            }
+        }
         bool tokenMetEnd = false;
-        token = scanToken(text, search, tokenMetEnd);
+        VellixToken token = scanToken(text, search, tokenMetEnd);
         metEnd = metEnd || tokenMetEnd;
         if (token.kind == VELLIX_TOKEN_EOF) {
             metEnd = tokenMetEnd;

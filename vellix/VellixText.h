@@ -153,6 +153,34 @@ static inline std::uint64_t escapedLength(const char* text, std::size_t length) 
     return sum;
 }
 
+// Copies a text of `size` bytes and more, block by block. The last block overlaps the one before it. True if nothing in the
+// copy would be escaped, is NUL or no ASCII.
+template <std::size_t size> static inline bool copyBlocks(char* out, const char* text, std::size_t length) {
+    const std::size_t last = length - size;
+    unsigned int stops = platform::copyAndFindSpecial<size>(text + last, out + last);
+    for (std::size_t at = 0; at < last; at += size) stops |= platform::copyAndFindSpecial<size>(text + at, out + at);
+    return stops == 0;
+}
+
+// Copies a text and returns the length of its escaped form, as the copy stands.
+static inline std::uint64_t copyAndMeasure(char* out, const char* text, std::size_t length) {
+    using platform::kBlock;
+    bool plain = true;
+    if (length >= kBlock) {
+        plain = copyBlocks<kBlock>(out, text, length);
+    } else if (length >= kBlock / 2) {
+        plain = copyBlocks<kBlock / 2>(out, text, length);
+    } else if (length >= kBlock / 4) {
+        plain = copyBlocks<kBlock / 4>(out, text, length);
+    } else {
+        for (std::size_t at = 0; at < length; ++at) {
+            out[at] = text[at];
+            plain = plain && !platform::isSpecial(out[at]);
+        }
+    }
+    return plain ? length : escapedLength(out, length);
+}
+
 // Writes the escaped form of `length` bytes, for which there is room, and returns its end.
 static inline char* putEscaped(const char* text, std::size_t length, char* out) {
     for (std::size_t at = 0; at < length;) {

@@ -19,8 +19,9 @@
 #endif
 
 /// The signed 64-bit integer of the interface: the compiler's own where it has one, otherwise `long long`. It is a macro,
-/// so that `unsigned __int64` can be written too. A header that defines a type or a member of this name is included before
-/// the library's, or the program writes `#undef __int64` behind them: to the operations it is `long long` all the same.
+/// so that `unsigned __int64` can be written too. Where another header defines a type or a member of this name, include the
+/// library's headers last. Where the program itself uses that name, write `#undef __int64` behind the last of them: the
+/// operations take `long long` all the same.
 #if !defined(_MSC_VER) && !defined(__int64)
 #define __int64 long long
 #endif

@@ -19,7 +19,7 @@ const VellixMapTag* rowFor(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsig
 // The slot of an attribute. A parse puts a value under the id of its row, the text forms take it from the row's position.
 // The two differ in five rows; there an entry that was parsed is taken for one to read, any other for one to write.
 unsigned short slotFor(const VellixEntry& entry, const VellixMapTag& row, unsigned short number) {
-    return entry.getEntryName() != nullptr ? static_cast<unsigned short>(row.id) : number;
+    return row.id != number && entry.getEntryName() != nullptr ? static_cast<unsigned short>(row.id) : number;
 }
 
 bool refuse(VellixEntry& entry, VELLIX_ERROR code) {
@@ -33,30 +33,31 @@ struct Number {
     std::uint64_t magnitude;
 };
 
-std::optional<Number> readDecimal(std::string_view text) {
+std::optional<Number> readDecimal(const char* text) {
     constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
-    while (!text.empty() && platform::isBlank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && platform::isBlank(text.back())) text.remove_suffix(1);
-    Number number = {!text.empty() && text.front() == '-', 0};
-    if (number.negative || (!text.empty() && text.front() == '+')) text.remove_prefix(1);
-    if (text.empty()) return std::nullopt;
-    for (const char c : text) {
-        if (c < '0' || c > '9') return std::nullopt;
-        const auto digit = static_cast<std::uint64_t>(c - '0');
-        if (number.magnitude > (kMax - digit) / 10) return std::nullopt;
+    while (platform::isBlank(*text)) ++text;
+    Number number = {*text == '-', 0};
+    if (*text == '-' || *text == '+') ++text;
+    const char* const first = text;
+    for (; *text >= '0' && *text <= '9'; ++text) {
+        const auto digit = static_cast<std::uint64_t>(*text - '0');
+        if (number.magnitude > kMax / 10 || (number.magnitude == kMax / 10 && digit > kMax % 10)) return std::nullopt;
         number.magnitude = number.magnitude * 10 + digit;
     }
+    if (text == first) return std::nullopt;
+    while (platform::isBlank(*text)) ++text;
+    if (*text != '\0') return std::nullopt;
     return number;
 }
 
 // Up to six digits in base 64, the least significant first. All six stand for a negative number if the highest bit is set.
-std::optional<Number> readRadix64(std::string_view text) {
+std::optional<Number> readRadix64(const char* text) {
     constexpr unsigned int kMostBits = 36;
     std::uint64_t value = 0;
     unsigned int shift = 0;
-    for (const char c : text) {
-        if (c == ' ') continue;
-        const int digit = radix64Value(c);
+    for (; *text != '\0'; ++text) {
+        if (*text == ' ') continue;
+        const int digit = radix64Value(*text);
         if (digit < 0 || shift == kMostBits) return std::nullopt;
         value |= static_cast<std::uint64_t>(digit) << shift;
         shift += 6;

@@ -33,9 +33,10 @@ class VellixMMap;
 // The writer keeps nothing of a finished record, so a file of any length costs the same memory. It checks no order and no
 // nesting of the tags; those come from the callers.
 //
-// What was acknowledged can be read. An entry that can't be written is missing alone: what got into the file of it is
-// blanked out, and the entries before and after it still read. Any other text that can't be written may be the tag on which
-// all that follows hangs, so from then on every `write` to this file is false, with VELLIX_ERR_BAD_HANDLE.
+// What was acknowledged is in the file, with all the tags that were to stand in front of it. An entry that can't be written
+// is missing alone: what got into the file of it is blanked out, and the entries before and after it still read. Any other
+// text that can't be written may be the tag on which all that follows hangs, so from then on every `write` to this file is
+// false, with VELLIX_ERR_BAD_HANDLE.
 //
 // A writer goes by the file that it opened, not by the path: where another one stands at the path when the file is to be
 // marked or seen, that one is left alone. Of two writers of a process on one file, the last that opened it has it, and the

@@ -99,11 +99,11 @@ template <std::size_t count> static inline unsigned int bitsOfSpecial(const char
     return bitsOfSpecial(loadBytes<count>(text)) & ((1U << count) - 1); // NUL behind the text
 }
 
-/// Copies kBlock bytes and tells for which of the copied ones isSpecial holds.
-static inline unsigned int copyAndFindSpecial(const char* from, char* to) {
-    const Block block = loadBytes<kBlock>(from);
-    std::memcpy(to, &block, kBlock);
-    return bitsOfSpecial(block);
+/// Copies `count` bytes, at most kBlock, and tells for which of the copied ones isSpecial holds.
+template <std::size_t count> static inline unsigned int copyAndFindSpecial(const char* from, char* to) {
+    const Block block = loadBytes<count>(from);
+    std::memcpy(to, &block, count);
+    return bitsOfSpecial(block) & ((1U << count) - 1);
 }
 
 #else
@@ -114,9 +114,9 @@ template <std::size_t count> static inline unsigned int bitsOfSpecial(const char
     return bits;
 }
 
-static inline unsigned int copyAndFindSpecial(const char* from, char* to) {
-    std::memcpy(to, from, kBlock);
-    return bitsOfSpecial<kBlock>(to);
+template <std::size_t count> static inline unsigned int copyAndFindSpecial(const char* from, char* to) {
+    std::memcpy(to, from, count);
+    return bitsOfSpecial<count>(to);
 }
 
 #endif
