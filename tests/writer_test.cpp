@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -371,7 +372,8 @@ TEST_F(WriterTest, EntriesTooLongToBeRead) {
     for (const bool tooLong : {false, true}) {
         for (const char* way : {"streamed", "held", "in a child"}) {
             SCOPED_TRACE(way);
-            VellixWriter writer;
+            std::optional<VellixWriter> alive(std::in_place);
+            VellixWriter& writer = *alive;
             VellixDoc image(VELLIX_DOC_DOC);
             VellixDoc files(VELLIX_DOC_FH);
             VellixDoc parent(VELLIX_DOC_DOC);
@@ -406,6 +408,7 @@ TEST_F(WriterTest, EntriesTooLongToBeRead) {
             std::vector<std::string> expected;
             if (!tooLong) expected.push_back("6=" + longest);
             if (*way == 'h') expected.emplace_back("6=next");
+            alive.reset(); // which has the marked file open, and Windows lets nobody else read it
             EXPECT_TRUE(*way == 'i' || readByDocuments(dir.wide("a.xml")) == expected);
         }
     }
@@ -431,9 +434,13 @@ TEST_F(WriterTest, TwoWritersOnOneFile) {
         EXPECT_EQ(first.getLastError(), VELLIX_ERR_FILE_OPEN);
         EXPECT_EQ(bytes(), kSample.substr(0, 160));
         EXPECT_TRUE(second.isIntact());
-        second.markComplete();
+        if (late) {
+            second.markComplete();
+            second.close();
+            EXPECT_EQ(bytes(), marked(kSample));
+            continue;
+        }
         second.close();
-        EXPECT_EQ(bytes(), marked(kSample));
         first.reset(); // and now it is the first one's again
         EXPECT_TRUE(!second.isIntact() && first.isIntact());
     }

@@ -488,7 +488,7 @@ ViewTable& viewTable(const void* address) {
     alignas(Tables) static unsigned char place[sizeof(Tables)];
     static Tables& tables = *new (place) Tables;
     const auto number = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(address));
-    return tables[number * 0x9E3779B97F4A7C15U >> kShift];
+    return tables[static_cast<std::size_t>(number * 0x9E3779B97F4A7C15U >> kShift)];
 }
 
 void* mapView(const ViewRow& row, const Object& object, std::uint64_t offset, std::size_t length) {
