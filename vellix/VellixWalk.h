@@ -19,13 +19,13 @@
 //     if (!walk) return fail(walk.error().message());
 //     for (const vellix::Document& image : walk.documents(VELLIX_DOC_DOC))
 //         for (const VellixEntry& file : image.entries(VELLIX_DOC_FH))
-//             std::printf("%s %s\n", image.attributes().getAttribute(1), file.getAttribute(6));
+//             std::printf("%s %s\n", image.attributes().getAttributeStr(1).c_str(), file.getAttributeStr(6).c_str());
 //     if (!walk) return fail(walk.error().message());       // it could not be read to its end
 //
 // Pages play no part here, and any bytes may be read. This is how they are taken:
 // - A tag begins at a "<", and at the next one it is over at the latest. Only a "<" that belongs to a character of several
 //   bytes (by the lead byte in front of it) stands for itself, inside a name or a value. Comments and CDATA are not known:
-//   a tag inside them is a tag.
+//   a tag inside them is a tag. Where each "<" of 64 MiB might belong to such a character, the next one begins a tag.
 // - What holds what is judged by tags. "/>" ends a document at once, a close tag ends all that is open inside its own, and
 //   a document whose close tag is missing ends with the one around it, or with the file. Other close tags are passed over.
 // - A tag is an entry if it has the name that the innermost document gives to entries (docs/attributes.md), and then it has
@@ -34,8 +34,8 @@
 // - Any other tag is a document of the type that has its name, or an unknown element.
 // - A tag that can't be read is a step of its own. A document is open behind its tag all the same.
 //
-// Memory: some 300 KB. A longer tag is held whole, up to 16 MiB. The documents that are open are kept with their tags up to
-// 64 at once and 32 MiB; what is deeper is a step that can't be read.
+// Memory: less than half a megabyte. A longer tag is held whole, which takes up to 64 MB for one of 16 MiB. The documents
+// that are open are kept with their tags, up to 64 at once and 32 MiB; what is deeper is a step that can't be read.
 // The cost is in proportion to the bytes, whatever they are.
 //
 // A walk belongs to one thread at a time, with its steps, documents and entries. Parts are walks of their own.
@@ -298,7 +298,7 @@ public:
 
     /// Passes over contents, as fast as "<" can be found. At the begin of a document, or at an unknown element, that is all
     /// it holds; at an entry, or at the end of a document, the rest of the document around it. The next step is then the
-    /// end of that document, or what follows the unknown element.
+    /// end of that document, or what follows the unknown element. A document's tag that can't be read is its begin too.
     void skip();
 
     /// All steps, for a range-for.
