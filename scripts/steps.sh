@@ -55,7 +55,7 @@ count_tests() {
 # step NAME COMMAND...: runs it, counts it or the tests that it ran, and goes on after a failure; $went_well tells.
 step() {
     local name=$1 start=$SECONDS status=0 result=ok log told=
-    log=$logs/${name//[^a-z0-9+]/_}.log
+    log=$logs/${name//[^a-zA-Z0-9+]/_}.log
     shift
     printf '%-32s' "$name"
     "$@" >"$log" 2>&1 || status=$?

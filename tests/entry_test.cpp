@@ -304,7 +304,7 @@ TEST(Entry, WhatIsHandedOutStaysWhateverOtherSlotsDo) {
                     target.addAttribute(8, large));
         EXPECT_TRUE(target.addAttribute(19, target.getAttribute(8) + large.size() - 2));
         EXPECT_TRUE(target.addAttribute(8, target.getAttribute(8) + large.size() - 1));
-        for (int i = 0; i < 1000; ++i) target.addAttribute(30, std::string(i, 'y'));
+        for (std::size_t i = 0; i < 1000; ++i) target.addAttribute(30, std::string(i, 'y'));
         target.getAttributeStr(76);
         target.removeAttribute(0);
         EXPECT_EQ(target.getAttribute(6), name);

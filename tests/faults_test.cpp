@@ -270,7 +270,9 @@ TEST_F(Faults, NoMemoryLeavesAnEntryAsItWas) {
         [&](VellixDoc& doc) { doc.addAttribute("PT", 2, longText.c_str()); },
         [&](VellixDoc& doc) { doc.VellixEntry::operator=(other); },
         [&](VellixDoc& doc) { doc = otherDoc; },
-        [&](VellixDoc& doc) { doc.loadFromBuffer(VELLIX_DOC_IMAGE, tag.data(), tag.size(), true); },
+        [&](VellixDoc& doc) {
+            doc.loadFromBuffer(VELLIX_DOC_IMAGE, tag.data(), static_cast<unsigned long>(tag.size()), true);
+        },
         [&](VellixDoc& doc) { doc.getAttributeStr(7); },
     };
     for (const auto& call : calls) {

@@ -141,9 +141,11 @@ bool VellixDoc::writeOpenTag() {
 // Whether it holds an entry that a reader wouldn't take from a file.
 bool VellixDoc::hasLongEntry() const { // NOLINT(misc-no-recursion): as deep as the caller's tree
     const auto isLong = [](const VellixEntry& entry) { return entry.size() > kLongestTag; };
-    const auto holdsOne = [](const VellixDoc* child) { return child->hasLongEntry(); };
-    return std::any_of(entries.begin(), entries.end(), isLong) ||
-           std::any_of(childDocs.begin(), childDocs.end(), holdsOne);
+    if (std::any_of(entries.begin(), entries.end(), isLong)) return true;
+    for (const VellixDoc* child : childDocs) {
+        if (child->hasLongEntry()) return true;
+    }
+    return false;
 }
 
 bool VellixDoc::writeCloseTag() {

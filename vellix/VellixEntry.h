@@ -240,7 +240,7 @@ public:
     /// Copies the text to `value`. False for an absent slot, and `value` stays untouched.
     bool getAttribute(unsigned short id, std::string& value) const;
 
-    /// Returns the text with its length. A view without data stands for an absent slot.
+    /// Returns the text with its length; the NUL behind it doesn't count. A view without data stands for an absent slot.
     std::string_view getAttributeView(unsigned short id) const;
 
     /// Returns the text as a string, which is made at the first call and lives as long as the text does. For an absent slot

@@ -105,7 +105,7 @@ private:
                         const VellixMapTag*& attribute) const;
     const char* findTag(const char* at, const char* end, const VellixMapTag* map, unsigned char& follower,
                         const VellixMapTag*& attribute) const;
-    void takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const;
+    static void takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy);
     bool takeDifficult(const VellixMapTag* attribute, const char* value, const ValueEnd& valueEnd);
     bool takeReferences(const VellixMapTag* attribute, const char* value, std::size_t length);
     void takeText(const VellixMapTag& attribute, const char* value, std::size_t length, bool plain);
@@ -143,7 +143,7 @@ inline const char* VellixTagParser::readTag(const char* at, const char* end, con
 }
 
 // Stores a value that stands in the store's room already.
-inline void VellixTagParser::takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) const {
+inline void VellixTagParser::takeCopy(OpenStore& values, const VellixMapTag& attribute, const ValueCopy& copy) {
     char* const text = values.roomLeft();
     auto length = static_cast<std::size_t>(copy.copyEnd() - text);
     std::size_t escaped = length + copy.growth();

@@ -120,7 +120,7 @@ private:
         const StoredText* next = slots;
         for (unsigned int word = 0; word < 2; ++word) {
             for (std::uint64_t bits = present[word]; bits != 0; bits &= bits - 1) {
-                const auto slot = static_cast<unsigned int>(word * 64 + platform::lowestBit(bits));
+                const unsigned int slot = word * 64 + static_cast<unsigned int>(platform::lowestBit(bits));
                 if (!visit(slot, form == kOpen ? slots[slot] : *next++)) return;
             }
         }

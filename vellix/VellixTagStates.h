@@ -43,6 +43,14 @@ static inline bool passEmptyEnd(XmlStr& text) {
     return true;
 }
 
+// Passes over the "<" of a tag. VELLIX_SUCCESS, or why there is none.
+static inline int openTag(XmlStr& text, QuoteSearch* search, bool& metEnd) {
+    if (passOpen(text)) return VELLIX_SUCCESS;
+    const VellixToken token = scanToken(text, search, metEnd);
+    if (token.kind == VELLIX_TOKEN_OPEN) return VELLIX_SUCCESS;
+    return token.kind == VELLIX_TOKEN_EOF ? VELLIX_ERR_END_OF_BUFFER : VELLIX_ERR_SYNTAX;
+}
+
 // Walks over one tag, token by token, and returns a VELLIX_ERROR value. `search` is the text's own, null if this is the only
 // tag of it to be read. `metEnd` tells whether the end of the text had a part in the result, so that the tag might read
 // otherwise if the text went on. The reader has these:
@@ -54,21 +62,16 @@ static inline bool passEmptyEnd(XmlStr& text) {
 // False from any of them ends the walk with VELLIX_ERR_NO_MEMORY.
 template <class Reader> int walkTag(XmlStr& text, QuoteSearch* search, bool& metEnd, Reader& reader) {
     metEnd = false;
-    if (!passOpen(text)) {
-        const VellixToken token = scanToken(text, search, metEnd);
-        if (token.kind == VELLIX_TOKEN_EOF) return VELLIX_ERR_END_OF_BUFFER;
-        if (token.kind != VELLIX_TOKEN_OPEN) return VELLIX_ERR_SYNTAX;
-    }
+    const int opened = openTag(text, search, metEnd);
+    if (opened != VELLIX_SUCCESS) return opened;
     VellixToken name = {nullptr, VELLIX_TOKEN_EOF, 0};
     TagState state = kExpectName;
     if (!reader.start(text, state, name)) return VELLIX_ERR_NO_MEMORY;
     for (;;) {
-        if (state != kExpectValue) {
-            if (!reader.readAhead(text, state)) return VELLIX_ERR_NO_MEMORY;
-            if (passEmptyEnd(text)) {
-                reader.close();
-                return VELLIX_SUCCESS;
-            }
+        if (state != kExpectValue && !reader.readAhead(text, state)) return VELLIX_ERR_NO_MEMORY;
+        if (state != kExpectValue && passEmptyEnd(text)) {
+            reader.close();
+            return VELLIX_SUCCESS;
         }
         bool tokenMetEnd = false;
         VellixToken token = scanToken(text, search, tokenMetEnd);

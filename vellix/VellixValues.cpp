@@ -105,7 +105,7 @@ bool setText(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number, co
 
 std::optional<std::uint64_t> getNumber(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number,
                                        unsigned int width) {
-    const char* const text = getText(entry, type, number);
+    const char* const text = getText(entry, type, number).data(); // terminated, as all that an entry hands out
     if (text == nullptr) return std::nullopt;
     const bool radix64 = xmlRowAt(type, number)->encoding == VELLIX_ENC_RADIX64;
     const std::optional<Number> value = radix64 ? readRadix64(text) : readDecimal(text);
@@ -116,9 +116,9 @@ std::optional<std::uint64_t> getNumber(const VellixEntry& entry, VELLIX_DOC_TYPE
     return value->negative ? std::uint64_t{0} - value->magnitude : value->magnitude;
 }
 
-const char* getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {
+std::string_view getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {
     const VellixMapTag* const row = rowFor(entry, type, number);
-    return row != nullptr ? entry.getAttribute(slotFor(entry, *row, number)) : nullptr;
+    return row != nullptr ? entry.getAttributeView(slotFor(entry, *row, number)) : std::string_view();
 }
 
 bool erase(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number) {

@@ -64,7 +64,7 @@ VELLIX_API bool setText(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short
                         std::size_t length);
 VELLIX_API std::optional<std::uint64_t> getNumber(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number,
                                                   unsigned int width);
-VELLIX_API const char* getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number);
+VELLIX_API std::string_view getText(const VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number);
 VELLIX_API bool erase(VellixEntry& entry, VELLIX_DOC_TYPE type, unsigned short number);
 
 // The bits of `value`, nothing if `Value` can't hold it.
@@ -131,8 +131,8 @@ std::enable_if_t<detail::isInteger<Value>, std::optional<Value>> get(const Velli
 /// Returns the text that the attribute holds, which lives until the slot next changes. Nothing if it is absent or an
 /// attribute of another document type.
 inline std::optional<std::string_view> get(const VellixEntry& entry, Attribute<std::string_view> attribute) {
-    const char* const text = detail::getText(entry, attribute.type, attribute.number);
-    if (text == nullptr) return std::nullopt;
+    const std::string_view text = detail::getText(entry, attribute.type, attribute.number);
+    if (text.data() == nullptr) return std::nullopt;
     return text;
 }
 

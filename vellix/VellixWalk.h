@@ -235,6 +235,7 @@ public:
     /// The innermost document of `type` around it, null if there is none.
     const Document* within(VELLIX_DOC_TYPE type) const;
 
+    ~Step();
     Step(const Step&) = delete;
     Step& operator=(const Step&) = delete;
 
@@ -267,6 +268,8 @@ public:
     static Walk overPieces(ReadBytes read);
 
     ~Walk();
+    Walk(const Walk&) = delete;
+    Walk& operator=(const Walk&) = delete;
     Walk(Walk&& other) noexcept;
     Walk& operator=(Walk&& other) noexcept;
 

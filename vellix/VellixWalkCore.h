@@ -39,6 +39,7 @@ public:
     /// A walk over a part of another one's source.
     WalkCore(const WalkCore& whole, std::uint64_t begin, std::uint64_t end, VELLIX_DOC_TYPE entriesOf);
 
+    ~WalkCore() = default;
     WalkCore(const WalkCore&) = delete;
     WalkCore& operator=(const WalkCore&) = delete;
 

@@ -322,7 +322,7 @@ wchar_t decodeNext(const char*& path) {
 // Puts a path into `out`, and nothing if it doesn't fit.
 bool widenInto(const char* path, wchar_t* out, std::size_t size) {
     wchar_t* const start = out;
-    for (wchar_t* const last = out + size - 1; out != last; ++out) {
+    for (const wchar_t* const last = out + size - 1; out != last; ++out) {
         if (*path == '\0') {
             *out = L'\0';
             return true;
