@@ -287,6 +287,7 @@ TEST_F(PosixFaults, FileReplacedOrGone) {
         {"replaced", [&] { writeFile(dir.file("b"), other), fs::rename(dir.file("b"), dir.file("a.xml")); }, kGone,
          kGone},
         {"deleted", [&] { fs::remove(dir.file("a.xml")); }, kGone, kGone},
+        {"deleted and written anew", [&] { fs::remove(dir.file("a.xml")), put(173); }, kGone, kGone},
         {"a directory", [&] { moveAway(), fs::create_directory(dir.file("a.xml")); }, kGone, kGone},
         {"a link to another", [&] { moveAway(), fs::create_symlink(dir.file("old.xml"), dir.file("a.xml")); }, kGone,
          kGone},

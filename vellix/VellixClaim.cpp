@@ -14,6 +14,8 @@ VellixClaim* newest = nullptr;
 void VellixClaim::take(std::FILE* stream) {
     drop();
     if (!platform::stateOf(stream, file)) return;
+    kept = platform::keepOpen(stream);
+    if (kept < 0) return;
     const std::lock_guard<std::mutex> lock(listMutex);
     for (VellixClaim* other = newest; other != nullptr; other = other->behind) {
         if (isSameFile(other->file, file)) other->lost.store(true, std::memory_order_relaxed);
@@ -26,6 +28,7 @@ void VellixClaim::take(std::FILE* stream) {
 
 void VellixClaim::drop() {
     if (!taken) return;
+    platform::letGo(kept);
     const std::lock_guard<std::mutex> lock(listMutex);
     (before != nullptr ? before->behind : newest) = behind;
     if (behind != nullptr) behind->before = before;

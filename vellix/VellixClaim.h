@@ -39,6 +39,7 @@ private:
     }
 
     platform::FileState file;
+    int kept = -1; // keeps the identity from being given to another file
     bool taken = false;
     std::atomic<bool> lost{false};
     VellixClaim* before = nullptr; // in the list of all claims

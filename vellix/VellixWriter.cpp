@@ -254,6 +254,10 @@ bool VellixWriter::write(const char* text, unsigned long length) {
 // Writes the tag that opens a document, and notes where the root's has a place for the mark.
 void VellixWriter::writeOwnTag(const VellixDoc& doc, const std::string& text) {
     if (stream == nullptr) tagMissing = true; // from a file that is still to come
+    if (text.size() > kLongestTag) {
+        refuseLongTag();
+        return tagLost();
+    }
     if (!write(text.c_str(), toldLength(text.size())) || &doc != &rootDoc) return;
     if (position - static_cast<__int64>(text.size()) != static_cast<__int64>(kXmlHeaderLength)) return;
     const std::string front = xmlDocTypeRow(doc.getType()).entryOpenTag + std::string(kMark);

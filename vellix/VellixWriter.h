@@ -33,7 +33,8 @@ class VellixMMap;
 // The writer keeps nothing of a finished record, so a file of any length costs the same memory. It checks no order and no
 // nesting of the tags; those come from the callers.
 //
-// What was acknowledged is in the file, with all the tags that were to stand in front of it. An entry that can't be written
+// What was acknowledged is in the file, with all the tags that were to stand in front of it, where these calls came behind
+// `create` and the documents of an earlier file were closed before `reset`. An entry that can't be written
 // is missing alone: what got into the file of it is blanked out, and the entries before and after it still read. Any other
 // text that can't be written may be the tag on which all that follows hangs, so from then on every `write` to this file is
 // false, with VELLIX_ERR_BAD_HANDLE.
@@ -189,7 +190,7 @@ private:
     bool marked = false;         // and so is the mark
     __int64 fileLength = 0;      // what the file has got, blanked records included
     std::size_t owedFilling = 0; // blanks that `position` counts and the file hasn't got yet
-    std::string record;          // room for a record and the filling in front of it, at its largest so far
+    std::string record;          // room for a record and the filling in front of it
 };
 
 #endif

@@ -141,6 +141,11 @@ struct FileState {
 bool stateOf(std::FILE* stream, FileState& state);
 bool stateOf(void* file, FileState& state);
 
+/// Keeps the file behind a stream open besides, so that its number is given to no other file when this one is deleted.
+/// Returns what `letGo` takes, -1 on failure. Windows doesn't give numbers again, and nothing is kept there.
+int keepOpen(std::FILE* stream);
+void letGo(int kept);
+
 /// Have everything that was written to the file stored, so that a power cut can't take it: through a stream that has no
 /// buffer, or a handle that was opened to write. When they return it is on the disk, as far as the disk tells the truth.
 /// The name of a new file is another matter, which belongs to its directory. False if the system refuses; some of the

@@ -678,6 +678,14 @@ bool stateOf(void* file, FileState& state) {
     return object != nullptr && readState(object->file->get(), state);
 }
 
+int keepOpen(std::FILE* stream) {
+    const int kept = ::fcntl(::fileno(stream), F_DUPFD_CLOEXEC, 0);
+    if (kept < 0) failedCall();
+    return kept;
+}
+
+void letGo(int kept) { ::close(kept); }
+
 bool syncFile(std::FILE* stream) { return syncDescriptor(::fileno(stream)); }
 
 bool syncFile(void* file) {

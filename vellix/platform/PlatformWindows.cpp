@@ -326,6 +326,10 @@ bool stateOf(void* file, FileState& state) {
     return object != nullptr && readState(object->handle.get(), state);
 }
 
+int keepOpen(std::FILE* /*stream*/) { return 0; }
+
+void letGo(int /*kept*/) {}
+
 bool syncFile(std::FILE* stream) { return ::FlushFileBuffers(handleOf(stream)) != 0; }
 
 bool syncFile(void* file) {
