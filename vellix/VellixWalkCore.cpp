@@ -33,6 +33,7 @@ WalkCore::WalkCore(const WalkCore& whole, std::uint64_t begin, std::uint64_t end
 
 const Step* WalkCore::next(Want want) {
     hasStep = false;
+    skipping = false;
     if (endShown) dropTo(open - 1);
     for (;;) {
         if (showEnd()) return &step;
@@ -76,6 +77,7 @@ bool WalkCore::takeTag(Want want) {
 }
 
 bool WalkCore::takeOpenTag(Want want) {
+    if (want.what != Want::kNothing) stepName.reserve(tag.name.size()); // what may fail comes first
     if (deepest != 0) return takeTooDeep(want);
     if (tag.type == VELLIX_DOC_NONE) return takeUnknown(want);
     return isDocument() ? takeDocument(want) : takeEntry(want);
@@ -228,6 +230,7 @@ void WalkCore::findHolder() {
 // --- Passing over ---
 
 void WalkCore::skip() {
+    if (skipping) return skipTo(skipDepth); // memory ran out on the way
     if (!hasStep || step.stepKind == StepKind::unknown || step.stepKind == StepKind::documentBegin ||
         (step.document != nullptr && step.stepKind == StepKind::unreadable)) {
         if (hasStep && step.document != nullptr) skipTo(step.document->level);
@@ -241,11 +244,14 @@ void WalkCore::skip() {
 // Goes on to where the level at `depth` ends.
 void WalkCore::skipTo(std::size_t depth) {
     hasStep = false;
+    skipping = true;
+    skipDepth = depth;
     while (keep > depth && !finished) {
         dropTo(keep);
         takeTag({Want::kNothing, VELLIX_DOC_NONE});
     }
     if (keep <= depth) dropTo(depth + 1);
+    skipping = false;
 }
 
 // --- Ranges ---

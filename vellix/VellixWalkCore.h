@@ -167,6 +167,8 @@ private:
 
     Step step;
     bool hasStep = false;
+    bool skipping = false; // a skip to the end of the level at this depth isn't done
+    std::size_t skipDepth = 0;
     bool endShown = false; // the step is the end of the innermost level
 
     bool complete = false;
