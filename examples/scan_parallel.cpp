@@ -39,6 +39,7 @@ std::string scanPart(const vellix::Walk& whole, std::uint64_t begin, std::uint64
 // [threads]
 // Each thread takes the next part that nobody has taken; the lines come out in the order of the file.
 void scan(const vellix::Walk& whole, std::uint64_t partLength, const std::string& word, unsigned long threadCount) {
+    partLength = std::min(partLength, std::max<std::uint64_t>(whole.size(), 1));
     const std::size_t partCount = static_cast<std::size_t>((whole.size() + partLength - 1) / partLength);
     std::vector<std::promise<std::string>> results(partCount);
     std::atomic<std::size_t> nextPart{0};

@@ -125,7 +125,7 @@ TEST_F(Cost, OneTag) {
 // Each call gets the whole rest of the text.
 TEST_F(Cost, OneTagOfMany) {
     const auto costOfTags = [](std::size_t size) {
-        const std::string text = textOf({"", "", "<ET NM=\"a&amp;b\" SZ=\"1\"/>"}, size);
+        const std::string text = textOf({"", "", "<ET NM=\"a&amp;b\" SZ=\"1\"/>\xC3\xA9"}, size);
         return costOf(
             [](const std::string& tags) {
                 VellixEntry entry(VELLIX_DOC_FH);

@@ -17,7 +17,7 @@ namespace {
 // True unless a lead byte in front of it may take the byte at `at` along.
 bool standsAlone(const char* text, std::size_t at) {
     for (std::size_t before = at > 3 ? at - 3 : 0; before < at; ++before) {
-        if (xmlStepTable[byteAt(text + before)] > 1) return false;
+        if (static_cast<std::size_t>(xmlStepTable[byteAt(text + before)]) > at - before) return false;
     }
     return true;
 }

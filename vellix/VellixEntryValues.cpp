@@ -193,7 +193,11 @@ bool VellixEntry::getAttributeXmlEncoded(unsigned short id, std::string& value) 
     if (text == nullptr) return false;
     const std::unique_ptr<char, Free> escaped(xmlEncode(text, nullptr, -1));
     if (escaped == nullptr) return false;
-    value = escaped.get();
+    try {
+        value = escaped.get();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     return true;
 }
 
