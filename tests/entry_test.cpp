@@ -214,6 +214,19 @@ TEST(Entry, TextsLongerThan32BitsCanTell) {
     EXPECT_EQ(writer.getLastError(), VELLIX_ERR_OUT_OF_RANGE);
 }
 
+TEST(Entry, CopyThatTakesNoValue) {
+    const VellixEntry entry = parsed(kTag, VELLIX_DOC_FH);
+    VellixEntry copy(entry);
+    copy = entry;
+    EXPECT_TRUE(copy == entry);
+    EXPECT_TRUE(copy.removeAttribute(6) && copy.removeAttribute(6));
+    EXPECT_EQ(copy.getAttribute(6), nullptr);
+    EXPECT_EQ(copy.getNumberOfAttributes(), entry.getNumberOfAttributes() - 1);
+    copy = entry;
+    EXPECT_EQ(copy.toString(), entry.toString());
+    EXPECT_STREQ(VellixDoc(VELLIX_DOC_NONE).getCloseTag(), "");
+}
+
 TEST(Entry, EqualityLooksAtSlotsAlone) {
     VellixEntry left = sample();
     const VellixEntry right = parsed(kTag, VELLIX_DOC_SPN);

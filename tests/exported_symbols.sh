@@ -30,7 +30,7 @@ declared() {
         name != "" && /^private:/ { access = "may"; next }
         name != "" && /^    [^ ].*\(/ && !/^    friend / && match($0, /(operator[^(]+|~?[A-Za-z_][A-Za-z_0-9]*)\(/) {
             operation = substr($0, RSTART, RLENGTH - 1)
-            deleted = /= delete/ || /^    template/
+            deleted = /= (delete|default)/ || /^    template/
             print (deleted ? "may" : access) " " name "::" operation
         }
         /VELLIX_API/ && !/^#/ && /\(/ { match($0, /[A-Za-z_][A-Za-z_0-9]*\(/); print "must " scope substr($0, RSTART, RLENGTH - 1) }

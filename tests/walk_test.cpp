@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -239,6 +240,54 @@ TEST_F(Walks, WhatKeepsAWalkFromTheEnd) {
     EXPECT_THROW(while (throwing.next() != nullptr){}, std::runtime_error);
     const vellix::Step* const next = throwing.next();
     EXPECT_TRUE(next != nullptr && next->name() == "ET" && slotsOf(next->attributes()) == "6=b.txt; 9=7");
+}
+
+TEST_F(Walks, WordsForWhatWentWrong) {
+    using vellix::TagError;
+    EXPECT_STREQ(vellix::tagErrorText(TagError::none), "");
+    std::set<std::string> words;
+    for (const TagError error :
+         {TagError::badToken, TagError::badReference, TagError::cut, TagError::tooLong, TagError::tooDeep})
+        words.insert(vellix::tagErrorText(error));
+    const std::error_code reason = std::make_error_code(std::errc::io_error);
+    for (const WalkStatus status :
+         {WalkStatus::notOpened, WalkStatus::notRead, WalkStatus::shortened, WalkStatus::noParts})
+        words.insert(vellix::WalkError{status, {}, 77}.message());
+    EXPECT_EQ(words.size(), 9U);
+    EXPECT_EQ(words.count(""), 0U);
+    EXPECT_EQ((vellix::WalkError{WalkStatus::good, reason, 77}.message()), "");
+    EXPECT_EQ((vellix::WalkError{WalkStatus::notRead, reason, 77}.message()),
+              "reading failed at byte 77: " + reason.message());
+}
+
+TEST_F(Walks, WhatIsAroundAnEntry) {
+    const std::string text = R"(<CatResults><CatDoc ID="1"><CatFH><ET NM="a"/><x><ET NM="b"/></x></CatFH></CatDoc>)";
+    Walk walk = Walk::overText(text);
+    walk.skip(); // before the first step there is nothing to pass over
+    std::string names;
+    for (const VellixEntry& entry : walk.entries()) names += entry.getAttribute(6);
+    EXPECT_EQ(names, "ab");
+    Walk again = Walk::overText(text);
+    const vellix::Step* step = again.next();
+    while (step != nullptr && step->kind() != vellix::StepKind::entry) step = again.next();
+    ASSERT_NE(step, nullptr);
+    ASSERT_NE(step->within(VELLIX_DOC_DOC), nullptr);
+    EXPECT_EQ(step->within(VELLIX_DOC_DOC)->offset(), 12U);
+    EXPECT_EQ(step->within(VELLIX_DOC_QUERY), nullptr);
+    again.skip();
+    again.skip();
+    ASSERT_NE(step = again.next(), nullptr);
+    EXPECT_EQ(step->type(), VELLIX_DOC_FH);
+    for (const char* kind : {"CatResults", "CatDoc"}) { // which nothing ends but the text
+        Walk unended = Walk::overText(text);
+        while ((step = unended.next()) != nullptr && step->name() != kind) {
+        }
+        unended.skip();
+        ASSERT_NE(step = unended.next(), nullptr) << kind;
+        EXPECT_EQ(step->kind(), vellix::StepKind::documentEnd);
+        EXPECT_EQ(step->name(), kind);
+    }
+    EXPECT_EQ(Walk::overPieces(piecesOf(text, [] { return 1; })).size(), 0U);
 }
 
 TEST_F(Walks, AFileThatIsShortened) {

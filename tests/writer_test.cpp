@@ -414,6 +414,22 @@ TEST_F(WriterTest, EntriesTooLongToBeRead) {
     }
 }
 
+TEST_F(WriterTest, DocumentTagTooLongToBeRead) {
+    VellixWriter writer;
+    VellixDoc image(VELLIX_DOC_DOC);
+    VellixEntry entry = fileEntry("a.txt");
+    image.addAttribute(1, std::string(16U << 20, 'x'));
+    ASSERT_TRUE(create(writer));
+    writer.addDoc(image);
+    EXPECT_FALSE(image.addEntry(entry));
+    EXPECT_FALSE(writer.isIntact());
+    EXPECT_FALSE(image.writeCloseTag());
+    EXPECT_FALSE(image.writeCloseTag());
+    writer.markComplete();
+    writer.close();
+    EXPECT_EQ(bytes()[kMarkAt], '0');
+}
+
 // The file on which another writer of the process begins is that one's from then on.
 TEST_F(WriterTest, TwoWritersOnOneFile) {
     for (const bool late : {false, true}) {

@@ -93,8 +93,6 @@ EntryRange Document::entries(VELLIX_DOC_TYPE type) const { return EntryRange(sco
 
 // --- Steps ---
 
-Step::~Step() = default;
-
 StepKind Step::kind() const { return stepKind; }
 
 VELLIX_DOC_TYPE Step::type() const { return stepType; }

@@ -236,7 +236,7 @@ public:
     /// The innermost document of `type` around it, null if there is none.
     const Document* within(VELLIX_DOC_TYPE type) const;
 
-    ~Step();
+    ~Step() = default;
     Step(const Step&) = delete;
     Step& operator=(const Step&) = delete;
 
