@@ -88,6 +88,8 @@ TEST_F(ImageCommands, OutOfTurn) {
         EXPECT_FALSE(addCommand(helper, "a"));
         EXPECT_FALSE(helper.getFirstImageCmd(entry));
         EXPECT_FALSE(helper.getNextImageCmd(entry));
+        EXPECT_EQ(CatImageCmdXmlFileHelper().getReadError(), VELLIX_SUCCESS);
+        EXPECT_FALSE(helper.load(nullptr, 5));
         helper.close();
     };
     expectIdle();

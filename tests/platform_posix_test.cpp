@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -170,6 +171,18 @@ TEST_F(PosixFiles, AccessZeroCannotBeTouchedAndUnmapEndsTheWholeView) {
     EXPECT_FALSE(isReadable(view) || isReadable(view + 3 * kPage - 1));
     platform::CloseHandle(mapping);
     platform::CloseHandle(file);
+}
+
+TEST_F(PosixFiles, ViewsThatAskForNoAccess) {
+    writeFile(dir.file("a"), std::string(100, 'x'));
+    VellixMMap file;
+    ASSERT_EQ(file.open(dir.wide("a").c_str(), 0), VELLIX_SUCCESS);
+    for (const auto& [protection, flags] : {std::pair(2, 0), std::pair(0, 2)}) {
+        file.map(file.handle(), 0, protection, flags, nullptr, 0);
+        EXPECT_NE(file.addr(), nullptr);
+        EXPECT_EQ(file.unmap(file.addr()), VELLIX_SUCCESS);
+    }
+    EXPECT_EQ(file.open((dir.wide("a") + std::wstring(1100, L'/') + L"b").c_str(), 0), VELLIX_ERR_FILE_OPEN);
 }
 
 TEST_F(PosixFiles, TemporaryNameWithoutRoomLeavesNoFile) {

@@ -175,6 +175,14 @@ TEST_F(ReaderTest, WithoutAnythingLoaded) {
     EXPECT_EQ(reader.getLastError(), VELLIX_ERR_FILE_OPEN);
 }
 
+TEST_F(ReaderTest, NoTextAtAll) {
+    VellixReader reader;
+    VellixDoc doc(VELLIX_DOC_DOC);
+    EXPECT_TRUE(reader.load(nullptr, 0));
+    EXPECT_FALSE(reader.getFirstDoc(doc));
+    EXPECT_EQ(reader.getLastError(), VELLIX_SUCCESS);
+}
+
 TEST_F(ReaderTest, LoadsAgain) {
     const std::string first = pageWithRoom(0) + tagOf(kPageSize, '2') + tagOf(30, '3');
     const std::string second = kHeader + R"(<CatResults ID="second"><ET NM="b"/>)";

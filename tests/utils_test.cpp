@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellix/VellixUtils.h"
 
+#include <climits>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -61,6 +62,9 @@ TEST(Escaping, NullTextsAreNoTexts) {
     EXPECT_EQ(xmlEncode(nullptr, nullptr, -1), nullptr);
     EXPECT_EQ(xmlEncode(nullptr, &untouched, 1), nullptr);
     std::string out;
+    xmlEncode(out, "a<", INT_MAX);
+    EXPECT_EQ(out, "a&lt;");
+    out.clear();
     xmlEncode(out, nullptr, -1);
     EXPECT_EQ(out + untouched, "x");
     EXPECT_EQ(xmlDecode(nullptr, 5), nullptr);

@@ -287,6 +287,14 @@ TEST_F(Walks, WhatIsAroundAnEntry) {
         EXPECT_EQ(step->kind(), vellix::StepKind::documentEnd);
         EXPECT_EQ(step->name(), kind);
     }
+    std::string kinds;
+    Walk any = Walk::overText(text);
+    for (const vellix::Document& document : any.documents()) {
+        kinds += std::string(document.name()) + ' ';
+        for (const vellix::Document& inner : document.documents()) kinds += std::string(inner.name()) + ' ';
+    }
+    EXPECT_EQ(kinds, "CatResults CatDoc ");
+    EXPECT_EQ(Walk(dir.file("missing")).size(), 0U);
     EXPECT_EQ(Walk::overPieces(piecesOf(text, [] { return 1; })).size(), 0U);
 }
 
