@@ -19,10 +19,12 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutate"
 ARGUED = ROOT / "tests" / "equivalent_mutants.txt"
-WORKERS = max(1, os.cpu_count() or 2)
+WORKERS = int(os.environ.get("JOBS", 0)) or os.cpu_count() or 2
 
-# Run first, straight and in this order, since they are quick and catch most. All other tests follow by way of ctest.
-QUICK = ["vellix_tests", "vellix_internal_tests", "vellix_fault_tests"]
+# Run first, straight and in this order: those that are quick and catch most come first. What is no program of GoogleTest's
+# follows by way of ctest, where the others have a point in their names.
+PROGRAMS = ["vellix_tests", "vellix_internal_tests", "vellix_fault_tests", "vellix_cost_tests", "vellix_endurance_tests",
+            "vellix_thread_tests"]
 TESTS_ALONE = 300  # seconds after which a run counts as hanging
 LARGEST_FILE = 8 << 30
 MOST_MEMORY = 12 << 30
@@ -113,13 +115,15 @@ def mutations(code, text):
             yield "schema row", match.start(4), match.end(4), OTHER_TYPE[match.group(4)]
 
 
-def candidates():
-    """All mutants by kind and file, with the lines of each file."""
+def candidates(wanted):
+    """All mutants of the wanted files, or of all, by kind and file, with the lines of each file."""
     found = collections.defaultdict(lambda: collections.defaultdict(list))
     lines = {}
     for path in sorted((ROOT / "vellix").rglob("*")):
         name = str(path.relative_to(ROOT))
         if path.suffix not in (".cpp", ".h") or "Windows" in name:
+            continue
+        if wanted and name not in wanted:
             continue
         text = path.read_text()
         code = code_of(text)
@@ -129,10 +133,10 @@ def candidates():
     return found, lines
 
 
-def draws(seed):
+def draws(seed, wanted):
     """An endless row of different mutants: the kind by chance, the file by its lines, the place by chance."""
     chance = random.Random(seed)
-    found, lines = candidates()
+    found, lines = candidates(wanted)
     seen = set()
     misses = 0
     while misses < 10000:
@@ -230,10 +234,10 @@ class Bench:
 
     def test_runs(self):
         if not hasattr(self, "runs"):
-            quick = [program for name in QUICK for program in self.build.rglob(name)
+            programs = [program for name in PROGRAMS for program in self.build.rglob(name)
                      if program.is_file() and os.access(program, os.X_OK)]
-            self.runs = [[[str(program), "--gtest_brief=1", "--gtest_fail_fast"], TESTS_ALONE] for program in quick]
-            rest = ["ctest", "-j1", "--stop-on-failure", "-LE", "package"]
+            self.runs = [[[str(program), "--gtest_brief=1", "--gtest_fail_fast"], TESTS_ALONE] for program in programs]
+            rest = ["ctest", "-j1", "--stop-on-failure", "-LE", "package", "-E", "[.]"]
             self.runs.append([rest, 900])
         return self.runs
 
@@ -241,8 +245,23 @@ class Bench:
         objects = sorted(self.build.glob("CMakeFiles/vellix_objects.dir/**/*.o"))
         return [hashlib.sha256(path.read_bytes()).digest() for path in objects]
 
-    def verdict(self, kind, name, place):
-        """"caught", "survived", or why this is no mutant."""
+    def failing_tests(self):
+        """The names of all tests that fail. A program that ends before its time counts as a test."""
+        failing = set()
+        for command, seconds in self.test_runs():
+            log = self.build / "mutate.log"
+            log.unlink()
+            command = [part for part in command if part not in ("--gtest_fail_fast", "--stop-on-failure")]
+            if run(command, self.build, seconds, limited=True) == 0:
+                continue
+            text = log.read_text(errors="replace")
+            names = set(re.findall(r"^\[  FAILED  \] ([\w./]+)", text, re.M))
+            names |= set(re.findall(r"^\t *\d+ - (\S+) \(", text, re.M))
+            failing |= names or {pathlib.Path(command[0]).name + ", which ended"}
+        return failing
+
+    def verdict(self, kind, name, place, who):
+        """"caught", "survived", or why this is no mutant; the tests that catch it for who wants to know."""
         begin, end, new = place
         path = self.source / name
         text = path.read_text()
@@ -255,6 +274,8 @@ class Bench:
                 return "same code"
             if not self.make():
                 return "caught"
+            if who:
+                return self.failing_tests()
             for command, seconds in self.test_runs():
                 if run(command, self.build, seconds, limited=True) != 0:
                     return "caught"
@@ -265,9 +286,19 @@ class Bench:
                 shutil.rmtree(left, ignore_errors=True) if left.is_dir() else left.unlink()
 
 
+def print_who(mutant, tests):
+    shown = sorted(tests)[:8] + (["..."] if len(tests) > 8 else [])
+    print(f"{mutant.path}:{mutant.line}: {mutant.kind}: {len(tests)} tests: {' '.join(shown)}", flush=True)
+
+
 def main():
-    number = int(sys.argv[1]) if len(sys.argv) > 1 else 200
-    seed = sys.argv[2] if len(sys.argv) > 2 else datetime.date.today().isoformat()
+    who = sys.argv[1:2] == ["--who"]
+    arguments = sys.argv[2 if who else 1:]
+    number = int(arguments[0]) if arguments else 200
+    seed = arguments[1] if len(arguments) > 1 else datetime.date.today().isoformat()
+    wanted = set(arguments[2:])
+    if not wanted <= {str(path.relative_to(ROOT)) for path in (ROOT / "vellix").rglob("*")}:
+        sys.exit("mutate: files are given as in vellix/VellixText.h")
     print(f"{number} mutants, seed {seed}", flush=True)
     os.environ.pop("CMAKE_CXX_COMPILER_LAUNCHER", None) if not shutil.which("ccache") else None
     benches = queue.Queue()
@@ -277,14 +308,14 @@ def main():
             benches.put(bench)
 
         known = argued()
-        drawn = draws(seed)
-        caught, survived, ended = collections.Counter(), collections.Counter(), 0
+        drawn = draws(seed, wanted)
+        caught, survived, alone, ended = collections.Counter(), collections.Counter(), collections.Counter(), 0
         start = time.monotonic()
 
         def attempt(draw):
             bench = benches.get()
             try:
-                return draw, bench.verdict(*draw)
+                return draw, bench.verdict(*draw, who)
             finally:
                 benches.put(bench)
 
@@ -301,6 +332,11 @@ def main():
             done, running = concurrent.futures.wait(running, return_when=concurrent.futures.FIRST_COMPLETED)
             for future in done:
                 draw, verdict = future.result()
+                if isinstance(verdict, set):
+                    print_who(mutant_of(*draw), verdict)
+                    if len(verdict) == 1:
+                        alone[min(verdict)] += 1
+                    verdict = "caught" if verdict else "survived"
                 if verdict not in ("caught", "survived"):
                     continue
                 mutant = mutant_of(*draw)
@@ -310,6 +346,8 @@ def main():
                 (caught if verdict == "caught" else survived)[mutant.kind] += 1
                 if verdict == "survived":
                     print(f"{mutant.path}:{mutant.line}: {mutant.kind}\n    {mutant.old}\n    {mutant.new}", flush=True)
+    for test, mutants in alone.most_common():
+        print(f"alone caught {mutants:4} {test}")
     for kind in sorted(set(caught) | set(survived)):
         print(f"{kind:12} {caught[kind]:4} of {caught[kind] + survived[kind]:4} caught")
     total = sum(caught.values())
