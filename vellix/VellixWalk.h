@@ -40,7 +40,8 @@
 // The cost is in proportion to the bytes, whatever they are.
 //
 // A walk belongs to one thread at a time, with its steps, documents and entries. Parts are walks of their own.
-// Where memory runs out std::bad_alloc leaves the call; the call can be made again.
+// Where memory runs out std::bad_alloc leaves the call; the call can be made again. While a file is opened it can also be
+// told as the reason why that failed.
 namespace vellix {
 
 class Document;
