@@ -3,6 +3,7 @@
 #define VELLIX_TESTS_WALK_MODEL_H
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
@@ -39,7 +40,7 @@ constexpr std::size_t kMostHeld = 32 * 1024 * 1024;
 using Choose = std::function<std::size_t(std::size_t bound)>;
 
 /// The values of an entry. Very long ones are shown by a part of them.
-inline std::string valuesIn(const VellixEntry& entry) {
+inline std::string lineOf(const VellixEntry& entry) {
     std::string values = slotsOf(entry);
     if (values.size() > 400) values.replace(200, values.npos, std::to_string(std::hash<std::string>()(values)));
     return values;
@@ -54,15 +55,13 @@ inline std::string lineOf(VELLIX_DOC_TYPE type, std::string_view name, std::size
 
 inline std::string lineOf(const Document& document) {
     return lineOf(document.type(), document.name(), document.depth(), document.offset(), document.error(),
-                  valuesIn(document.attributes()));
+                  lineOf(document.attributes()));
 }
-
-inline std::string lineOf(const VellixEntry& entry) { return valuesIn(entry); }
 
 inline std::string lineOf(const Step& step) {
     std::string line =
         std::to_string(static_cast<int>(step.kind())) + ' ' +
-        lineOf(step.type(), step.name(), step.depth(), step.offset(), step.error(), valuesIn(step.attributes()));
+        lineOf(step.type(), step.name(), step.depth(), step.offset(), step.error(), lineOf(step.attributes()));
     for (std::size_t depth = 0; depth < step.depth(); ++depth) line += lineOf(step.around(depth));
     return line;
 }
@@ -73,11 +72,13 @@ struct Seen {
     std::string name;
     std::size_t offset;
     std::size_t length; // of the tag
+    TagError error;
     std::string values;
-    std::string tag;     // all that the tag shows
-    std::string line;    // the same, and what is around it
-    std::size_t skipped; // the step, counted from 1, that opened what a skip passes over
-    std::size_t end = 0; // where something is open behind it, the number of steps in front of its end
+    bool isEntry = false;    // or would be one, and can't be taken for a document by its name
+    std::string tag = {};    // all that the tag shows
+    std::string line = {};   // the same, and what is around it
+    std::size_t skipped = 0; // the step, counted from 1, that opened what a skip passes over
+    std::size_t end = 0;     // where something is open behind it, the number of steps in front of its end
 };
 
 class Model {
@@ -194,7 +195,7 @@ private:
         StepKind kind = isDocument ? StepKind::documentBegin : StepKind::entry;
         if (type == VELLIX_DOC_NONE) kind = StepKind::unknown;
         if (error != TagError::none) kind = StepKind::unreadable;
-        add(kind, type, tag, at, error, valuesIn(entry));
+        add({kind, type, tag.name, at, tag.behind - at, error, lineOf(entry), isEntry && type != typeOf(tag.name)});
 
         const bool holds = kind == StepKind::unknown && !tag.closed && tag.name[0] != '!';
         if (isDocument ? isTooDeep : !holds || !hasRoom || unknown == kMostUnknown) return;
@@ -218,16 +219,15 @@ private:
         if (type != VELLIX_DOC_NONE && (type == holder() || !isNamedAsEntry(name))) base = VELLIX_DOC_NONE;
     }
 
-    void add(StepKind kind, VELLIX_DOC_TYPE type, const Tag& tag, std::size_t at, TagError error,
-             const std::string& values) {
-        const std::string shown = lineOf(type, tag.name, open.size(), at, error, values);
-        std::string line = std::to_string(static_cast<int>(kind)) + ' ' + shown;
-        std::size_t skipped = 0;
+    void add(Seen seen) {
+        seen.tag = lineOf(seen.type, seen.name, open.size(), seen.offset, seen.error, seen.values);
+        seen.line = std::to_string(static_cast<int>(seen.kind)) + ' ' + seen.tag;
         for (const std::size_t step : open) {
-            line += steps[step].tag;
-            if (steps[step].type != VELLIX_DOC_NONE && kind != StepKind::unknown) skipped = step + 1;
+            const Seen& begin = steps[step];
+            seen.line += begin.tag;
+            if (begin.type != VELLIX_DOC_NONE && seen.kind != StepKind::unknown) seen.skipped = step + 1;
         }
-        steps.push_back({kind, type, tag.name, at, tag.behind - at, values, shown, line, skipped});
+        steps.push_back(seen);
     }
 
     void endTo(std::size_t depth, std::size_t at) {
@@ -235,9 +235,8 @@ private:
             Seen& begin = steps[open.back()];
             open.pop_back();
             begin.end = steps.size();
-            if (begin.type == VELLIX_DOC_NONE) continue;
-            const Tag tag = {VELLIX_TOKEN_CLOSE_OPEN, begin.name, true, false, at, TagError::none};
-            add(StepKind::documentEnd, begin.type, tag, at, TagError::none, begin.values);
+            const Seen end = {StepKind::documentEnd, begin.type, begin.name, at, 0, TagError::none, begin.values};
+            if (begin.type != VELLIX_DOC_NONE) add(end);
         }
     }
 
@@ -255,6 +254,8 @@ public:
     /// What went wrong, empty if nothing.
     std::string fault() {
         while (!ended && wrong.empty()) callOne(nullptr, 0);
+        compare(walk.error().message(), "");
+        compare(std::to_string(walk.unreadableTags()) + " not read", std::to_string(unreadable) + " not read");
         return wrong;
     }
 
@@ -262,65 +263,61 @@ private:
     // One call, of the walk or of a document that step number `begin`, counted from 1, has handed out.
     void callOne(const Document* document, std::size_t begin) {
         const VELLIX_DOC_TYPE types[] = {VELLIX_DOC_NONE, VELLIX_DOC_DOC, VELLIX_DOC_FH, VELLIX_DOC_IMAGE};
+        const std::size_t call = choose(6);
         const VELLIX_DOC_TYPE type = types[choose(4)];
         if (begin != 0 && isOver(begin)) begin = 0;
-        switch (choose(6)) {
-        case 1:
-            return skip();
-        case 2:
-            return loop(begin != 0 ? document->documents(type) : walk.documents(type), type, begin);
-        case 3:
-            return loop(begin != 0 ? document->entries(type) : walk.entries(type), type, begin);
-        default:
+        if (call == 1) {
+            walk.skip();
+            at = behindSkip;
+        } else if (call == 2) {
+            loop(begin != 0 ? document->documents(type) : walk.documents(type), type, begin);
+        } else if (call == 3) {
+            loop(begin != 0 ? document->entries(type) : walk.entries(type), type, begin);
+        } else {
             const Step* const given = walk.next();
             const Seen* const expected = forward();
+            if (expected != nullptr && expected->kind == StepKind::unreadable) ++unreadable;
             compare(given != nullptr ? lineOf(*given) : "", expected != nullptr ? expected->line : "");
         }
-    }
-
-    void skip() {
-        walk.skip();
-        if (!hasStep) return;
-        hasStep = model.steps[at - 1].skipped == 0;
-        at = model.behindSkip(at - 1);
     }
 
     // A loop over a range, in which anything may be called, and which may be left.
     template <class Item> void loop(const vellix::WalkRange<Item>& range, VELLIX_DOC_TYPE type, std::size_t begin) {
         constexpr bool ofDocuments = std::is_same_v<Item, const Document>;
-        std::size_t last = 0;
+        const Seen* expected = nullptr;
         for (Item& item : range) {
-            if (ofDocuments && last != 0 && !isOver(last)) at = model.steps[last - 1].end;
-            const Seen* const expected = following(type, begin, ofDocuments);
+            expected = following(type, begin, expected, ofDocuments);
             compare(lineOf(item), expected == nullptr ? "" : ofDocuments ? expected->tag : expected->values);
-            last = at;
             if constexpr (ofDocuments) {
-                for (std::size_t calls = choose(4); calls != 0 && wrong.empty(); --calls) callOne(&item, last);
+                const std::size_t number = at;
+                for (std::size_t left = choose(4); left != 0 && wrong.empty(); --left) callOne(&item, number);
             } else if (choose(2) == 1) {
                 item.clear();
             }
             if (!wrong.empty() || choose(4) == 1) return;
         }
-        if (ofDocuments && last != 0 && !isOver(last)) at = model.steps[last - 1].end;
-        compare("", following(type, begin, ofDocuments) != nullptr ? model.steps[at - 1].line : "");
+        expected = following(type, begin, expected, ofDocuments);
+        compare("", expected != nullptr ? expected->line : "");
     }
 
-    // The step that a range gives next; null at its end.
-    const Seen* following(VELLIX_DOC_TYPE type, std::size_t begin, bool ofDocuments) {
+    // The step that a range gives behind the last one; null at its end.
+    const Seen* following(VELLIX_DOC_TYPE type, std::size_t begin, const Seen* last, bool ofDocuments) {
+        if (last != nullptr && at <= last->end) at = last->end;
         while (begin == 0 || !isOver(begin)) {
             const Seen* const step = forward();
             if (step == nullptr) return nullptr;
             const bool isDocument = step->end != 0 && step->type != VELLIX_DOC_NONE;
-            const bool isGiven = ofDocuments ? isDocument : step->kind == StepKind::entry;
-            if (isGiven && (type == VELLIX_DOC_NONE || type == step->type)) return step;
+            const bool isOfType = type == VELLIX_DOC_NONE || type == step->type;
+            if (step->kind == StepKind::unreadable && (!step->isEntry || (isOfType && !ofDocuments))) ++unreadable;
+            if (isOfType && (ofDocuments ? isDocument : step->kind == StepKind::entry)) return step;
         }
         return nullptr;
     }
 
     const Seen* forward() {
-        hasStep = at < model.steps.size();
-        ended = !hasStep;
-        return hasStep ? &model.steps[at++] : nullptr;
+        ended = at == model.steps.size();
+        behindSkip = ended ? at : model.behindSkip(at);
+        return ended ? nullptr : &model.steps[at++];
     }
 
     bool isOver(std::size_t begin) const { return at > model.steps[begin - 1].end; }
@@ -333,71 +330,48 @@ private:
     Walk walk;
     const Model& model;
     Choose choose;
-    std::size_t at = 0; // how many steps are behind the walk
-    bool hasStep = false;
+    std::size_t at = 0;         // how many steps are behind the walk
+    std::size_t behindSkip = 0; // how many would be behind a skip
+    std::uint64_t unreadable = 0;
     bool ended = false;
     std::string wrong;
 };
 
+/// Takes one step after the other.
+inline std::size_t takeSteps(std::size_t /*bound*/) { return 0; }
+
 /// Hands out a text in pieces, whose lengths `cut` tells.
-template <class Cut> vellix::ReadBytes piecesOf(std::string_view text, Cut cut) {
+inline vellix::ReadBytes piecesOf(std::string_view text, std::function<std::size_t()> cut) {
     return [text, cut, at = std::size_t{0}](char* out, std::size_t room, std::error_code&) mutable {
-        const std::size_t length = text.copy(out, std::min(static_cast<std::size_t>(cut()), room), at);
+        const std::size_t length = text.copy(out, std::min(cut(), room), at);
         at += length;
         return length;
     };
 }
 
-/// What is wrong with the steps of a walk, empty if nothing.
-inline std::string faultOf(Walk walk, const Model& model) {
-    std::size_t at = 0;
-    std::uint64_t unreadable = 0;
-    for (const Step& step : walk) {
-        const std::string expected = at < model.steps.size() ? model.steps[at].line : "the end";
-        if (const std::string given = lineOf(step); given != expected)
-            return "step " + std::to_string(at) + ":\n" + given + "\ninstead of\n" + expected;
-        if (step.kind() == StepKind::unreadable) ++unreadable;
-        ++at;
-    }
-    if (at != model.steps.size()) return "the end instead of\n" + model.steps[at].line;
-    if (walk.unreadableTags() != unreadable) return "unreadable tags: " + std::to_string(walk.unreadableTags());
-    return walk ? "" : walk.error().message();
-}
-
-/// What is wrong with the parts of a walk over `text`, which are cut near its tags.
-inline std::string faultOfParts(const Walk& walk, std::string_view text, const Model& model, const Choose& choose) {
+/// What is wrong with walks over `text`, by any road: with their steps, with calls as they come, and with those of parts
+/// that are cut near its tags. Empty if nothing.
+inline std::string faultOf(std::string_view text, const std::filesystem::path& file, const Choose& choose) {
+    const Model model(text);
+    const std::size_t longest = std::array{1, 5, 1000, 70000}[choose(4)];
     std::vector<std::size_t> cuts = {0, text.size() + choose(2)};
     for (std::size_t left = choose(4); left != 0 && !model.steps.empty(); --left)
-        cuts.push_back(static_cast<std::size_t>(model.steps[choose(model.steps.size())].offset) + choose(7));
+        cuts.push_back(model.steps[choose(model.steps.size())].offset + choose(7));
     std::sort(cuts.begin(), cuts.end());
-    for (std::size_t i = 1; i < cuts.size(); ++i) {
-        const auto type = static_cast<VELLIX_DOC_TYPE>(choose(VELLIX_DOC_ENTRY_CONSTR_AND + 1));
-        const std::string fault =
-            faultOf(walk.part(cuts[i - 1], cuts[i], type), Model(text, type, cuts[i - 1], cuts[i]));
-        if (!fault.empty()) return "from " + std::to_string(cuts[i - 1]) + " to " + std::to_string(cuts[i]) + fault;
-    }
-    return "";
-}
-
-/// What is wrong with walks over `text` by any road: their steps, their parts, and calls as they come. Empty if nothing.
-inline std::string faultOf(std::string_view text, const std::string& file, const Choose& choose) {
-    const Model model(text);
-    const std::size_t most[] = {1, 5, 1000, 70000};
-    const std::size_t longest = most[choose(4)];
-    const auto pieces = [&] { return Walk::overPieces(piecesOf(text, [&] { return 1 + choose(longest); })); };
-    const auto inFile = [&] { return Walk(std::filesystem::path(file)); };
     writeFile(file, std::string(text));
+    const std::function<Walk()> roads[] = {
+        [&] { return Walk::overText(text); }, [&] { return Walk(file); },
+        [&] { return Walk::overPieces(piecesOf(text, [&] { return 1 + choose(longest); })); }};
     std::string fault;
-    const auto check = [&](const char* what, const std::string& found) {
-        if (fault.empty() && !found.empty()) fault = what + (": " + found);
-    };
-    check("text", faultOf(Walk::overText(text), model));
-    check("pieces", faultOf(pieces(), model));
-    check("file", faultOf(inFile(), model));
-    check("part of text", faultOfParts(Walk::overText(text), text, model, choose));
-    check("part of file", faultOfParts(inFile(), text, model, choose));
-    check("calls on text", Calls(Walk::overText(text), model, choose).fault());
-    check("calls on pieces", Calls(pieces(), model, choose).fault());
+    for (const auto& road : roads) {
+        for (const Choose& how : {Choose(takeSteps), choose}) fault += Calls(road(), model, how).fault();
+        const Walk whole = road();
+        for (std::size_t i = 1; i < cuts.size() && whole.size() != 0; ++i) {
+            const auto type = static_cast<VELLIX_DOC_TYPE>(choose(VELLIX_DOC_ENTRY_CONSTR_AND + 1));
+            const Model part(text, type, cuts[i - 1], cuts[i]);
+            fault += Calls(whole.part(cuts[i - 1], cuts[i], type), part, choose).fault();
+        }
+    }
     return fault;
 }
 

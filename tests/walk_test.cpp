@@ -37,7 +37,7 @@ protected:
 
 // Steps, parts and calls in any order, over a text, a file and pieces.
 TEST_F(Walks, RandomTextsAsTheModelSays) {
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 500; ++round) {
         const std::string text = randomCatalog(random, 16);
         ASSERT_EQ(faultIn(text), "") << text;
     }
@@ -56,44 +56,46 @@ TEST_F(Walks, TheWindowEndsAtEveryByteOfARecord) {
 // Values of any bytes, "<" behind lead bytes among them, and records of several pages.
 TEST_F(Walks, WhatAWriterHasWritten) {
     for (int round = 0; round < 20; ++round) {
+        std::string expected;
         VellixWriter writer(VELLIX_DOC_FH);
         VellixDoc files(VELLIX_DOC_FH);
-        files.addAttribute(7, "a\xF0>\"\xF0");
         ASSERT_TRUE(writer.create(dir.wide("b.xml").c_str()) && writer.addDoc(files));
-        std::string expected;
-        for (std::size_t left = 40; left != 0; --left) {
-            VellixEntry entry(VELLIX_DOC_FH);
-            entry.addAttribute(6, random.next(8) + "\xF0\"><ET NM=&quot;x&quot;/><");
-            if (random.below(4) == 0) entry.addAttribute(16, std::string(random.below(3) * 70000, '\xE0'));
+        for (std::size_t left = 12; left != 0; --left) {
+            VellixEntry entry = fileEntry(random.next(8) + "\xF0\"><ET NM=&quot;x&quot;/><");
+            if (random.below(4) == 0) entry.addAttribute(7, std::string(random.below(3) * 70000, '\xE0'));
             ASSERT_TRUE(files.addEntry(entry));
             expected += slotsOf(entry) + '\n';
         }
         files.close();
         writer.close();
-        Walk walk(dir.file("b.xml"));
         std::string found;
+        Walk walk(dir.file("b.xml"));
         for (const VellixEntry& entry : walk.entries()) found += slotsOf(entry) + '\n';
         ASSERT_TRUE(walk && found == expected);
         ASSERT_EQ(faultIn(bytesOf(dir.file("b.xml"))), "");
     }
 }
 
-// Tags of the longest length and above, and as many open ones as a walk keeps.
-TEST_F(Walks, LongTags) {
-    const std::string front = "<CatFH>" + std::string(kWindow / 2, ' ') + "<ET NM=\"a\" PT=\"";
-    for (const std::size_t length : {kLongestTag, kLongestTag + 1, 2 * kLongestTag + kWindow}) {
-        const std::string text = front + std::string(length - 18, 'x') + "\"/><ET NM=\"b\"/></CatFH>";
-        const Model model(text);
-        EXPECT_EQ(model.steps[1].kind, length == kLongestTag ? StepKind::entry : StepKind::unreadable);
-        EXPECT_EQ(faultOf(Walk::overText(text), model), "");
-        EXPECT_EQ(faultOf(Walk::overPieces(piecesOf(text, [] { return 1000003; })), model), "");
-    }
+// At each limit, and above it: tags of 16 MiB, 64 documents in each other, and 32 MiB of tags that are open.
+TEST_F(Walks, TagsTooLongAndDocumentsTooDeep) {
+    const std::string longest(kLongestTag - 14, 'x');
+    std::vector<std::pair<std::string, std::uint64_t>> texts; // and how many of the tags can't be read
     for (const std::size_t more : {0U, 1U}) {
-        std::string text = "<CatDoc ID=\"" + std::string(kLongestTag - 14, 'x') + "\"><CatDoc ID=\"";
-        text += std::string(kLongestTag - 14 - 7 + more, 'x') + "\"><CatFH>";
-        const Model model(text);
-        EXPECT_EQ(model.steps[2].kind, more == 0 ? StepKind::documentBegin : StepKind::unreadable);
-        EXPECT_EQ(faultOf(Walk::overText(text), model), "");
+        std::string many;
+        for (std::size_t i = 0; i < 64 + more; ++i) many += "<CatFH>";
+        texts.emplace_back(many + "<x><ET/>", 3 * more);
+        texts.emplace_back("<CatFH>" + std::string(more * kWindow / 2, ' ') + "<ET NM=\"123" + longest +
+                               std::string(more, 'x') + "\"/><ET/>",
+                           more);
+        texts.emplace_back("<CatDoc ID=\"" + longest + "\"><CatDoc ID=\"" + longest.substr(7 - more) + "\"><CatFH>",
+                           more);
+    }
+    texts.emplace_back("<ET NM=\"a\" PT=\"" + longest + longest + std::string(kWindow, 'x') + "\"/>", 1);
+    for (const auto& [text, unreadable] : texts) {
+        Walk walk = Walk::overText(text);
+        for (const Step& step : walk) EXPECT_LE(step.depth(), 64U);
+        EXPECT_EQ(walk.unreadableTags(), unreadable);
+        EXPECT_EQ(Calls(Walk::overPieces(piecesOf(text, [] { return 1000003; })), Model(text), takeSteps).fault(), "");
     }
 }
 
@@ -116,71 +118,55 @@ TEST_F(Walks, StretchesWithoutACertainTag) {
     }
 }
 
-// What can't be opened, read on or cut into parts is told, and what comes in front of it is given.
-TEST_F(Walks, WhatKeepsAWalkFromTheEnd) {
+// What can't be opened, cut into parts or read to its end is told.
+TEST_F(Walks, FilesThatFail) {
     for (const char* const name : {"missing", ""}) { // the second one is the directory
         Walk walk(dir.file(name));
         EXPECT_TRUE(!walk && walk.error().system && walk.next() == nullptr && walk.size() == 0);
         EXPECT_EQ(walk.error().message().rfind("the file can't be opened: ", 0), 0U);
         EXPECT_EQ(walk.part(0, 10).error().status, WalkStatus::notOpened);
     }
-    const std::vector<Seen> steps = Model(kSample).steps;
-    for (std::size_t length = 0; length <= kSample.size(); ++length) {
-        Walk walk = Walk::overPieces([&, at = std::size_t{0}](char* out, std::size_t, std::error_code& error) mutable {
-            if (at == length) error = std::make_error_code(std::errc::io_error);
-            return error ? 0 : kSample.copy(out, 1, at++);
-        });
-        std::size_t at = 0;
-        for (const Step& step : walk) EXPECT_EQ(lineOf(step), steps.at(at++).line);
-        EXPECT_GE(at + 1, split(kSample.substr(0, length), ">").size() - 1) << length; // the header is no step
-        EXPECT_EQ(walk.error().status, WalkStatus::notRead);
-        EXPECT_EQ(walk.error().system, std::errc::io_error);
-        EXPECT_EQ(walk.error().offset, length);
-        EXPECT_EQ(walk.part(0, 10).error().status, WalkStatus::noParts);
-    }
-}
-
-// What the caller's function throws leaves the call, and the walk goes on where that has read.
-TEST_F(Walks, AReadThatThrows) {
-    for (std::size_t length = 120; length < kSample.size(); ++length) {
-        bool hasThrown = false;
-        Walk walk = Walk::overPieces([&, at = std::size_t{0}](char* out, std::size_t, std::error_code&) mutable {
-            if (at == length && !std::exchange(hasThrown, true)) throw std::runtime_error("later");
-            return kSample.copy(out, 1, at++);
-        });
-        const Model model(kSample);
-        for (std::size_t at = 0; at < model.steps.size();) {
-            const Step* step = nullptr;
-            try {
-                step = walk.next();
-            } catch (const std::runtime_error&) {
-                continue;
-            }
-            ASSERT_EQ(step != nullptr ? lineOf(*step) : "", model.steps[at++].line);
-        }
-        EXPECT_TRUE(hasThrown && walk.next() == nullptr && walk);
-    }
-}
-
-TEST_F(Walks, AFileThatIsShortened) {
     writeFile(dir.file("a.xml"), "<CatFH>" + std::string(3 * kWindow, ' ') + "<ET NM=\"a\"/>");
     Walk walk(dir.file("a.xml"));
-    EXPECT_NE(walk.next(), nullptr);
+    EXPECT_TRUE(walk.next() != nullptr && walk);
     std::filesystem::resize_file(dir.file("a.xml"), kWindow + 1);
     EXPECT_EQ(walk.next(), nullptr);
     EXPECT_EQ(walk.error().message(), "the file was shortened while it was read and ends at byte 65537");
 }
 
-// A step is given as soon as its tag is whole, and the root is known from the start.
-TEST_F(Walks, StreamsThatWaitForAnAnswer) {
-    const std::vector<std::string> pieces = split(
-        "<?xml?><CatRes|ults IC=\"1\" ID=\"s\"|>|<CatDoc ID=\"1\"|><CatFH>|<ET NM=\"a\"| SZ=\"1\"/|>|</CatFH|>", "|");
-    std::size_t given = 0;
-    Walk walk = Walk::overPieces([&](char* out, std::size_t, std::error_code&) {
-        return given < pieces.size() ? pieces[given++].copy(out, 100) : 0;
-    });
-    EXPECT_TRUE(walk.isComplete() && walk.sessionId() == "s" && walk.size() == 0);
-    for (const std::size_t wanted : {3U, 5U, 5U, 8U, 10U}) EXPECT_TRUE(walk.next() != nullptr && given == wanted);
+// Byte by byte: a step is given as soon as its tag is whole. A read that fails is told behind the steps in front of it, and
+// what a read throws leaves the call, which can be made again.
+TEST_F(Walks, StreamsThatWaitFailAndThrow) {
+    const std::vector<Seen> steps = Model(kSample).steps;
+    for (std::size_t failing = 0; failing <= kSample.size(); ++failing) {
+        const bool throws = failing >= 120; // behind the root, and so not from the constructor
+        std::size_t read = 0;
+        bool isGood = true;
+        Walk walk = Walk::overPieces([&](char* out, std::size_t, std::error_code& error) {
+            if (read == failing && std::exchange(isGood, false) && throws) throw std::runtime_error("once");
+            if (read == failing && !throws) error = std::make_error_code(std::errc::io_error);
+            return error ? 0 : kSample.copy(out, 1, read++);
+        });
+        const auto next = [&] {
+            try {
+                return walk.next();
+            } catch (const std::runtime_error&) {
+                return walk.next();
+            }
+        };
+        std::size_t at = 0;
+        while (const Step* const step = next()) {
+            ASSERT_EQ(lineOf(*step), steps.at(at).line);
+            EXPECT_TRUE(step->kind() == StepKind::documentEnd || read == steps[at].offset + steps[at].length);
+            EXPECT_EQ(step->within(VELLIX_DOC_DOC), step->depth() > 1 ? &step->around(1) : nullptr);
+            ++at;
+        }
+        EXPECT_TRUE(at == steps.size() || steps[at].offset + steps[at].length > failing) << failing;
+        EXPECT_EQ(walk.error().status, throws ? WalkStatus::good : WalkStatus::notRead);
+        EXPECT_EQ(walk.error().offset, throws ? 0 : failing);
+        EXPECT_EQ(walk.error().system == std::errc::io_error, !throws);
+        EXPECT_EQ(walk.part(0, 10).error().status, WalkStatus::noParts);
+    }
 }
 
 TEST_F(Walks, TheRoot) {
@@ -197,24 +183,15 @@ TEST_F(Walks, TheRoot) {
 }
 
 TEST_F(Walks, WordsForWhatWentWrong) {
-    std::set<std::string> words;
-    for (int error = 0; error <= static_cast<int>(TagError::tooDeep); ++error)
-        words.insert(vellix::tagErrorText(static_cast<TagError>(error)));
     const std::error_code reason = std::make_error_code(std::errc::io_error);
-    for (int status = 0; status <= static_cast<int>(WalkStatus::noParts); ++status)
-        words.insert(WalkError{static_cast<WalkStatus>(status), {}, 77}.message());
-    EXPECT_EQ(words.size(), 6U + 5U - 1U); // no word for either kind of success
-    EXPECT_EQ(words.count(""), 1U);
-    EXPECT_EQ((WalkError{WalkStatus::good, reason, 77}.message()), "");
+    std::set<std::string> words; // none for either kind of success
+    for (int i = 0; i <= static_cast<int>(TagError::tooDeep); ++i)
+        words.insert(vellix::tagErrorText(static_cast<TagError>(i)));
+    for (int i = 0; i <= static_cast<int>(WalkStatus::noParts); ++i)
+        words.insert(WalkError{static_cast<WalkStatus>(i), i == 0 ? reason : std::error_code(), 77}.message());
+    EXPECT_EQ(words.size(), 10U);
+    EXPECT_EQ(*words.begin(), "");
     EXPECT_EQ((WalkError{WalkStatus::notRead, reason, 77}.message()), "reading failed at byte 77: " + reason.message());
-}
-
-TEST_F(Walks, WhatIsWithinWhat) {
-    Walk walk = Walk::overText("<CatResults><CatDoc ID=\"1\"><CatImage><CatImage><CatImage NM=\"a\"/>");
-    const Step* step = nullptr;
-    while ((step = walk.next())->kind() != StepKind::entry) EXPECT_EQ(step->within(VELLIX_DOC_QUERY), nullptr);
-    EXPECT_EQ(step->within(VELLIX_DOC_IMAGE)->depth(), 3U);
-    EXPECT_EQ(step->within(VELLIX_DOC_RESULTS)->depth(), 0U);
 }
 
 } // namespace
