@@ -159,7 +159,9 @@ private:
     }
 
     static bool isSame(std::string_view left, std::string_view right) {
-        const auto same = [](char a, char b) { return a == b || ((a ^ b) == 32 && std::isalpha(a & 0x7F)); };
+        const auto same = [](char a, char b) {
+            return a == b || ((a ^ b) == 32 && std::isalpha(static_cast<unsigned char>(a)) != 0);
+        };
         return std::equal(left.begin(), left.end(), right.begin(), right.end(), same);
     }
 

@@ -37,7 +37,7 @@ protected:
 
 // Steps, parts and calls in any order, over a text, a file and pieces.
 TEST_F(Walks, RandomTextsAsTheModelSays) {
-    for (int round = 0; round < 500; ++round) {
+    for (int round = 0; round < 3000; ++round) {
         const std::string text = randomCatalog(random, 16);
         ASSERT_EQ(faultIn(text), "") << text;
     }
@@ -55,7 +55,7 @@ TEST_F(Walks, TheWindowEndsAtEveryByteOfARecord) {
 
 // Values of any bytes, "<" behind lead bytes among them, and records of several pages.
 TEST_F(Walks, WhatAWriterHasWritten) {
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < 6; ++round) {
         std::string expected;
         VellixWriter writer(VELLIX_DOC_FH);
         VellixDoc files(VELLIX_DOC_FH);
@@ -78,7 +78,7 @@ TEST_F(Walks, WhatAWriterHasWritten) {
 
 // At each limit, and above it: tags of 16 MiB, 64 documents in each other, and 32 MiB of tags that are open.
 TEST_F(Walks, TagsTooLongAndDocumentsTooDeep) {
-    const std::string longest(kLongestTag - 14, 'x');
+    const std::string longest(kLongestTag - 14, ' ');
     std::vector<std::pair<std::string, std::uint64_t>> texts; // and how many of the tags can't be read
     for (const std::size_t more : {0U, 1U}) {
         std::string many;
