@@ -255,26 +255,26 @@ public:
 
     /// What went wrong, empty if nothing.
     std::string fault() {
-        while (!ended && wrong.empty()) callOne(nullptr, 0);
+        while (!ended && wrong.empty()) callOne(nullptr, nullptr);
         compare(walk.error().message(), "");
         compare(std::to_string(walk.unreadableTags()) + " not read", std::to_string(unreadable) + " not read");
         return wrong;
     }
 
 private:
-    // One call, of the walk or of a document that step number `begin`, counted from 1, has handed out.
-    void callOne(const Document* document, std::size_t begin) {
+    // One call, of the walk or of a document that was handed out, whose begin is the step `in`.
+    void callOne(const Document* document, const Seen* in) {
         const VELLIX_DOC_TYPE types[] = {VELLIX_DOC_NONE, VELLIX_DOC_DOC, VELLIX_DOC_FH, VELLIX_DOC_IMAGE};
         const std::size_t call = choose(6);
         const VELLIX_DOC_TYPE type = types[choose(4)];
-        if (begin != 0 && isOver(begin)) begin = 0;
+        if (isOver(in)) in = nullptr;
         if (call == 1) {
             walk.skip();
             at = behindSkip;
         } else if (call == 2) {
-            loop(begin != 0 ? document->documents(type) : walk.documents(type), type, begin);
+            loop(in != nullptr ? document->documents(type) : walk.documents(type), type, in);
         } else if (call == 3) {
-            loop(begin != 0 ? document->entries(type) : walk.entries(type), type, begin);
+            loop(in != nullptr ? document->entries(type) : walk.entries(type), type, in);
         } else {
             const Step* const given = walk.next();
             const Seen* const expected = forward();
@@ -284,28 +284,27 @@ private:
     }
 
     // A loop over a range, in which anything may be called, and which may be left.
-    template <class Item> void loop(const vellix::WalkRange<Item>& range, VELLIX_DOC_TYPE type, std::size_t begin) {
+    template <class Item> void loop(const vellix::WalkRange<Item>& range, VELLIX_DOC_TYPE type, const Seen* in) {
         constexpr bool ofDocuments = std::is_same_v<Item, const Document>;
         const Seen* expected = nullptr;
         for (Item& item : range) {
-            expected = following(type, begin, expected, ofDocuments);
+            expected = following(type, in, expected, ofDocuments);
             compare(lineOf(item), expected == nullptr ? "" : ofDocuments ? expected->tag : expected->values);
             if constexpr (ofDocuments) {
-                const std::size_t number = at;
-                for (std::size_t left = choose(4); left != 0 && wrong.empty(); --left) callOne(&item, number);
+                for (std::size_t left = choose(4); left != 0 && wrong.empty(); --left) callOne(&item, expected);
             } else if (choose(2) == 1) {
                 item.clear();
             }
             if (!wrong.empty() || choose(4) == 1) return;
         }
-        expected = following(type, begin, expected, ofDocuments);
+        expected = following(type, in, expected, ofDocuments);
         compare("", expected != nullptr ? expected->line : "");
     }
 
     // The step that a range gives behind the last one; null at its end.
-    const Seen* following(VELLIX_DOC_TYPE type, std::size_t begin, const Seen* last, bool ofDocuments) {
-        if (last != nullptr && at <= last->end) at = last->end;
-        while (begin == 0 || !isOver(begin)) {
+    const Seen* following(VELLIX_DOC_TYPE type, const Seen* in, const Seen* last, bool ofDocuments) {
+        if (last != nullptr && !isOver(last)) at = last->end;
+        while (!isOver(in)) {
             const Seen* const step = forward();
             if (step == nullptr) return nullptr;
             const bool isDocument = step->end != 0 && step->type != VELLIX_DOC_NONE;
@@ -322,7 +321,7 @@ private:
         return ended ? nullptr : &model.steps[at++];
     }
 
-    bool isOver(std::size_t begin) const { return at > model.steps[begin - 1].end; }
+    bool isOver(const Seen* begin) const { return begin != nullptr && at > begin->end; }
 
     void compare(const std::string& given, const std::string& expected) {
         if (given != expected && wrong.empty())
