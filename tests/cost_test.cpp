@@ -372,21 +372,23 @@ void* count(std::size_t bytes, void* result) {
     return result;
 }
 
+[[gnu::noinline]] void release(void* memory) {
+    heldBytes -= malloc_usable_size(memory);
+    std::free(memory);
+}
+
 } // namespace
 
-void* operator new(std::size_t size) {
-    void* const memory = count(size, std::realloc(nullptr, size)); // the compiler minds a free behind malloc here
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    void* const memory = count(size, std::malloc(size));
     if (memory == nullptr) throw std::bad_alloc();
     heldBytes += malloc_usable_size(memory);
     ++requests;
     return memory;
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return operator new(size); }
-void operator delete(void* memory) noexcept {
-    heldBytes -= malloc_usable_size(memory);
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept { operator delete(memory); }
+void operator delete(void* memory) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { release(memory); }
 
 // The compiler calls the first one. The library's calls of the others end up here, see CMakeLists.txt.
 extern "C" {

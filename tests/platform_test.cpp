@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -49,19 +48,18 @@ protected:
     static constexpr unsigned long kPage = 65536;
     static constexpr unsigned long kBoth = kGenericRead | kGenericWrite;
 
-    ~PlatformFiles() override { platform::CloseHandle(file); }
-
     void* open(const std::string& name, unsigned long access, unsigned long disposition = kOpenExisting) {
         return CreateFileW(dir.wide(name).c_str(), access, kShareRead | kShareWrite, nullptr, disposition,
                            kAttributeNormal, nullptr);
     }
 
-    // Makes `file`, with the bytes in it, and opens it.
-    void openWith(const std::string& bytes, unsigned long access) {
-        writeFile(dir.file("f"), bytes);
-        file = open("f", access);
+    void SetUp() override {
+        writeFile(dir.file("f"), "text");
+        file = open("f", kGenericRead);
         ASSERT_NE(file, kInvalidHandle);
     }
+
+    void TearDown() override { EXPECT_TRUE(platform::CloseHandle(file)); }
 
     static void* mappingOf(void* handle, unsigned long protection = kPageReadOnly) {
         return CreateFileMappingW(handle, nullptr, protection, 0, 0, nullptr);
@@ -90,7 +88,6 @@ protected:
 
 // The kind of a refusal is the same on every system, and so is which one comes first.
 TEST_F(PlatformFiles, RefusalsHaveNumbers) {
-    openWith("text", kGenericRead);
     void* const mapping = mappingOf(file);
     void* const empty = open("empty", kBoth, kOpenAlways);
     unsigned long high = 7;
@@ -146,39 +143,41 @@ TEST_F(PlatformFiles, RefusalsHaveNumbers) {
     EXPECT_EQ(told, now);
 }
 
+// All that a call doesn't know by itself is refused, and then what doesn't fit.
 TEST_F(PlatformFiles, Utf8SizesAndRefusals) {
-    openWith("text", kGenericRead);
-    const wchar_t text[] = L"\x20AC!"; // 3 + 1 + NUL
-    char out[8] = "~~~~~~~";
+    const std::string bytes = "\xE2\x82\xAC!\0"s;
     int replaced = 0;
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, nullptr, 0, nullptr, nullptr), 5);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, 2, nullptr, 0, nullptr, nullptr), 4);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, 5, nullptr, nullptr), 5);
-    EXPECT_EQ(std::string(out, 8), "\xE2\x82\xAC!\0~~\0"s);
+    for (unsigned int call = 0; call < 32 * 5 * 5; ++call) {
+        const int length = static_cast<int>(call / 32 % 5) - 2; // -1 is up to and with the NUL
+        const int size = static_cast<int>(call / 160) * 2 - 2;
+        char room[8] = "~~~~~~~";
+        char* const out = (call & 1U) != 0 ? nullptr : room;
+        const int result =
+            WideCharToMultiByte((call & 2U) != 0 ? 1252 : kUtf8, call >> 2 & 1U, L"\x20AC!", length, out, size,
+                                (call & 8U) != 0 ? "?" : nullptr, (call & 16U) != 0 ? &replaced : nullptr);
+        const bool known =
+            (call & 30U) == 0 && length >= -1 && length != 0 && size >= 0 && (out != nullptr || size == 0);
+        const int needed = length == -1 ? 5 : length + 2;
+        const bool fits = known && (size == 0 || size >= needed);
+        const auto written = static_cast<std::size_t>(fits && size != 0 ? needed : 0);
+        EXPECT_EQ(refusal(result == 0), !known ? 87U : fits ? 0U : 122U) << call;
+        EXPECT_EQ(result, fits ? needed : 0) << call;
+        EXPECT_EQ(std::string(room, written), bytes.substr(0, written)) << call;
+        EXPECT_EQ(std::string(room + (size > 0 ? size : 0)).find_first_not_of('~', 0), std::string::npos) << call;
+    }
+    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, nullptr, -1, nullptr, 0, nullptr, nullptr) == 0), 87U);
     // A pair that the length cuts is no pair.
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, L"\xD83D\xDE00", 1, out, 8, nullptr, nullptr), 3);
-    EXPECT_EQ(std::string(out, 3), "\xEF\xBF\xBD");
-    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, text, -1, out, 4, nullptr, nullptr) == 0), 122U);
-    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, nullptr, -1, out, 8, nullptr, nullptr) == 0), 87U);
-    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, text, -1, nullptr, 8, nullptr, nullptr) == 0), 87U);
-    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, text, 0, out, 8, nullptr, nullptr) == 0), 87U);
-    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, text, -2, out, 8, nullptr, nullptr) == 0), 87U);
-    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, text, -1, out, -1, nullptr, nullptr) == 0), 87U);
-    EXPECT_EQ(refusal(WideCharToMultiByte(1252, 0, text, -1, out, 8, nullptr, nullptr) == 0), 87U);
-    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 1, text, -1, out, 8, nullptr, nullptr) == 0), 87U);
-    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, text, -1, out, 8, "?", nullptr) == 0), 87U);
-    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, text, -1, out, 8, nullptr, &replaced) == 0), 87U);
+    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, L"\xD83D\xDE00", 1, nullptr, 0, nullptr, nullptr), 3);
 }
 
-TEST_F(PlatformFiles, ReadsAndStandsBehind32Bits) {
+TEST_F(PlatformFiles, ReadsBehind32Bits) {
     constexpr __int64 kFar = 5LL << 30;
-    openWith("0123456789", kGenericRead);
     std::filesystem::resize_file(dir.file("f"), kFar);
     const struct {
         __int64 offset;
         std::size_t length;
         std::string bytes;
-    } rows[] = {{0, 4, "0123"}, {9, 3, "9\0\0"s}, {kFar - 2, 6, "\0\0"s}, {2, 3, "234"},
+    } rows[] = {{0, 4, "text"}, {3, 3, "t\0\0"s}, {kFar - 2, 6, "\0\0"s}, {2, 1, "x"},
                 {4, 0, ""},     {kFar, 6, ""},    {INT64_MAX, 6, ""}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.offset);
@@ -190,57 +189,6 @@ TEST_F(PlatformFiles, ReadsAndStandsBehind32Bits) {
     }
     EXPECT_EQ(open("none", kGenericRead), kInvalidHandle);
     EXPECT_EQ(systemError(), std::errc::no_such_file_or_directory);
-    std::FILE* const stream = platform::_wfopen(dir.wide("g").c_str(), L"wb+");
-    ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(platform::_fseeki64(stream, kFar, SEEK_SET), 0);
-    EXPECT_EQ(platform::_fseeki64(stream, 1 - kFar, SEEK_CUR), 0);
-    EXPECT_EQ(platform::_fseeki64(stream, kFar, SEEK_CUR), 0);
-    EXPECT_EQ(platform::_ftelli64(stream), kFar + 1);
-    EXPECT_NE(platform::_fseeki64(stream, -1, SEEK_SET), 0);
-    std::fclose(stream);
-}
-
-TEST_F(PlatformFiles, MappingOutlivesTheFileHandle) {
-    openWith(std::string(kPage, 'x') + "end", kBoth);
-    void* const mapping = mappingOf(file, kPageReadWrite | kSecCommit);
-    ASSERT_NE(mapping, nullptr);
-    EXPECT_TRUE(platform::CloseHandle(std::exchange(file, kInvalidHandle)));
-    char* const view = static_cast<char*>(MapViewOfFile(mapping, kMapWrite | kMapRead, 0, kPage, 0));
-    ASSERT_NE(view, nullptr);
-    EXPECT_TRUE(platform::CloseHandle(mapping));
-    EXPECT_EQ(std::string(view, 3), "end");
-    view[0] = 'E';
-    EXPECT_FALSE(platform::UnmapViewOfFile(view + 1));
-    EXPECT_TRUE(platform::UnmapViewOfFile(view));
-    EXPECT_FALSE(platform::UnmapViewOfFile(view));
-    EXPECT_EQ(platform::GetLastError(), 487U);
-    EXPECT_EQ(bytesOf(dir.file("f")).substr(kPage), "End");
-}
-
-TEST_F(PlatformFiles, StatesTellFilesApart) {
-    openWith("12345", kGenericRead);
-    std::FILE* const stream = platform::_wfopen(dir.wide("a").c_str(), L"wb+");
-    ASSERT_NE(stream, nullptr);
-    std::setvbuf(stream, nullptr, _IONBF, 0);
-    void* const same = open("a", kBoth);
-    FileState first;
-    EXPECT_TRUE(stateOf(stream, first));
-    EXPECT_EQ(first.size, 0U);
-    EXPECT_EQ(platform::writeThrough(stream, "123", 3), 3U);
-    EXPECT_TRUE(syncFile(stream) && syncFile(same));
-    void* const mapping = mappingOf(same, kPageReadWrite);
-    void* const view = MapViewOfFile(mapping, kMapWrite, 0, 0, 3);
-    ASSERT_NE(view, nullptr);
-    EXPECT_TRUE(syncView(same, view, 3));
-    FileState state;
-    EXPECT_TRUE(stateOf(same, state));
-    EXPECT_TRUE(state.volume == first.volume && state.number == first.number && state.size == 3);
-    EXPECT_TRUE(stateOf(file, state));
-    EXPECT_TRUE(state.volume == first.volume && state.number != first.number && state.size == 5);
-    EXPECT_TRUE(platform::UnmapViewOfFile(view));
-    EXPECT_FALSE(syncView(same, view, 3));
-    for (void* const handle : {same, mapping}) platform::CloseHandle(handle);
-    std::fclose(stream);
 }
 
 // What a file holds after writing "new": one with "old text" in it, and one that wasn't there.
