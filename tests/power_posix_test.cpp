@@ -2,6 +2,7 @@
 // Power cuts, played on a model of the disk: whatever the system had not been made to store may be there or not, sector by
 // sector, and a file that reads as complete must have all of its entries all the same.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <filesystem>
@@ -23,12 +24,6 @@ using namespace filetest;
 namespace {
 
 constexpr std::size_t kSector = 512;
-
-std::string sectorOf(const std::string& content, std::size_t number) {
-    std::string sector = number * kSector < content.size() ? content.substr(number * kSector, kSector) : "";
-    sector.resize(kSector, '\0');
-    return sector;
-}
 
 // What the disk has of one file, as told by the calls of the library. While there is one, it looks at each of them.
 class Disk {
@@ -79,26 +74,22 @@ public:
     int storing = 0; // calls so far
 
 private:
-    // Every choice of sectors that are as stored last or as written last where they are few, and some of all that they have
-    // been since. The first and the last of the versions are the stored and the present one.
+    // Each sector, and the length, is as stored last or as written last, or as at any time in between. The first and the last
+    // of the versions are the stored and the present one.
     void cutPower() {
-        std::vector<std::size_t> open;
-        const std::size_t sectors = (versions.back().size() + kSector - 1) / kSector;
-        for (std::size_t i = 0; i < sectors; ++i) {
-            if (sectorOf(versions.front(), i) != sectorOf(versions.back(), i)) open.push_back(i);
-        }
-        const bool few = open.size() <= 5;
-        const std::size_t choices = few ? std::size_t{2} << open.size() : 40;
-        for (std::size_t choice = 0; choice < choices + 10; ++choice) {
-            const bool any = choice >= choices;
-            const auto version = [&](std::size_t bit) -> const std::string& {
-                if (any) return versions[random.below(versions.size())];
-                return (few ? choice >> bit & 1U : random.below(2)) != 0 ? versions.back() : versions.front();
+        const std::string& now = versions.back();
+        for (std::size_t choice = 0; choice < 50; ++choice) {
+            const std::size_t among = choice < 40 ? 2 : versions.size(); // the outer ones alone
+            const auto version = [&]() -> const std::string& {
+                const std::size_t number = choice < 2 ? choice : random.below(among);
+                return number == among - 1 ? now : versions[number];
             };
-            std::string left = versions.back();
-            for (std::size_t i = 0; i < open.size(); ++i)
-                left.replace(open[i] * kSector, kSector, sectorOf(version(i), open[i]));
-            left.resize(version(open.size()).size(), '\0');
+            std::string left(now.size(), '\0');
+            for (std::size_t at = 0; at < left.size(); at += kSector) {
+                const std::string& from = version();
+                if (at < from.size()) from.copy(&left[at], std::min(kSector, left.size() - at), at);
+            }
+            left.resize(version().size(), '\0');
             check(left);
         }
     }
