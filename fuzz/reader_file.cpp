@@ -41,9 +41,7 @@ unsigned long positionOf(OpenReader& reader) {
 }
 
 std::string contentOf(const VellixDoc& doc) {
-    std::string text;
-    doc.serialize(text);
-    return text + '|' + slotsOf(doc) + (doc.isEntryClosed() ? "|closed\n" : "|open\n");
+    return filetest::textOf(doc) + '|' + slotsOf(doc) + (doc.isEntryClosed() ? "|closed\n" : "|open\n");
 }
 
 // Asks for documents and entries as the script says, and tells all that it was given.
@@ -57,7 +55,7 @@ std::string walkBy(Input script, OpenReader& reader) {
         bool found = false;
         if (step > 3) {
             found = docs.back()->getNextEntry(entry);
-            given += textOf(entry) + (entry.isEntryClosed() ? "/" : "");
+            given += ::textOf(entry) + (entry.isEntryClosed() ? "/" : "");
         } else {
             if (step == 2) docs.emplace_back(reader.readDoc(script.type()));
             if (step < 2) {

@@ -48,6 +48,8 @@ struct ModelFile {
         isIntact = !tagMissing;
     }
 
+    void refuse() { code = VELLIX_ERR_FILE_OPEN; } // what needs a file
+
     std::size_t room() const { return boundary > bytes.size() ? boundary - bytes.size() : 0; }
 
     // A record of some length that is given another one for its place.
@@ -64,7 +66,7 @@ struct ModelFile {
 
     void putEntry(const std::string& record) {
         put(record);
-        if (!isOpen) code = VELLIX_ERR_FILE_OPEN;
+        if (!isOpen) refuse();
     }
 
     bool hasPlaceForMark() const {
@@ -113,27 +115,18 @@ class Run {
 public:
     Run(Input& source, const TempDir& place) : Run(source, place, source.byte()) {}
 
-    void step() {
-        file.code = kUntouched;
-        writer.setError(kUntouched);
-        const unsigned int kind = input.below(16);
-        (this->*(kind < 13 ? kSteps[kind] : kEnds[kind - 13][input.below(4)]))();
-    }
-
-    void check() {
-        require(writer.size() == static_cast<__int64>(file.bytes.size() + 1), "the writer knows its position");
-        require(writer.isIntact() == file.isIntact, "the writer knows what is lost");
-        require(writer.getLastError() == file.code, "each call leaves the code of its failure, or the one before");
-    }
-
-    bool isLarge() const { return file.bytes.size() > kMostBytes; }
-
-    void finish() {
+    void play() {
+        while (!input.isEmpty() && file.bytes.size() < kMostBytes) {
+            file.code = kUntouched;
+            writer.setError(kUntouched);
+            const unsigned int kind = input.below(16);
+            (this->*(kind < 13 ? kSteps[kind] : kEnds[kind - 13][input.below(4)]))();
+            check();
+        }
         while (!docs.empty()) closeDoc();
         close();
         check();
-        if (isNamed && file.isThere)
-            require(bytesOf(directory.file("a.xml")) == withMark(), "the file is as it should");
+        require(!isNamed || bytesOf(directory.file("a.xml")) == withMark(), "the finished file is as it should be");
     }
 
 private:
@@ -160,6 +153,12 @@ private:
         root.attributes = std::string(" IC=\"") + mark + (isResults ? R"(" ID="7")" : "\"");
     }
 
+    void check() {
+        require(writer.size() == static_cast<__int64>(file.bytes.size() + 1), "the writer knows its position");
+        require(writer.isIntact() == file.isIntact, "the writer knows what is lost");
+        require(writer.getLastError() == file.code, "each call leaves the code of its failure, or the one before");
+    }
+
     // A value that may fill pages.
     std::string value() {
         const std::string bytes = upToNul(input.text(input.below(64)));
@@ -169,9 +168,8 @@ private:
 
     // What a record of some length lacks to end at the boundary or next to it. Mostly nothing, to let it end anywhere.
     std::string filling(std::size_t length) {
-        const std::size_t target = file.room() + 2 - input.below(5);
-        return std::string(input.below(4) == 0 && target > length && target <= file.room() + 2 ? target - length : 0,
-                           'z');
+        const std::size_t target = file.room() + 2 - std::min<std::size_t>(input.below(5), file.room() + 2);
+        return std::string(input.below(4) == 0 && target > length ? target - length : 0, 'z');
     }
 
     // Gives an attribute that takes any text whatever its length, made longer as `fill` says, and returns its text.
@@ -193,12 +191,16 @@ private:
     }
 
     void create() {
-        const bool asTemporary = input.below(8) == 7;
-        const std::wstring path = directory.wide("a.xml");
-        const bool made = asTemporary ? writer.create() : writer.create(path.c_str());
+        const unsigned int kind = input.below(8);
+        const bool asTemporary = kind == 7;
+        if (kind == 6) {
+            require(!writer.create(nullptr), "no file has no name");
+            file.code = VELLIX_ERR_NULL_ARGUMENT;
+            return;
+        }
+        const bool made = asTemporary ? writer.create() : writer.create(directory.wide("a.xml").c_str());
         require(made == !file.isOpen, "a file is made where none is under way");
-        file.code = made ? kUntouched : VELLIX_ERR_FILE_OPEN;
-        if (!made) return;
+        if (!made) return file.refuse();
         if (file.isFinished) file.startOver();
         file.open();
         isNamed = !asTemporary;
@@ -209,8 +211,7 @@ private:
         if (file.isOpen) expectClosed();
         require(writer.reset(), "a writer can start over");
         file.startOver();
-        if (isNamed || isTemporary) return file.open();
-        file.code = VELLIX_ERR_FILE_OPEN;
+        isNamed || isTemporary ? file.open() : file.refuse();
     }
 
     void writeHeader() {
@@ -290,9 +291,11 @@ private:
         std::string text = value();
         text += filling(text.size());
         const std::size_t placed = input.below(4) == 0 ? input.word() : text.size();
-        require(writer.write(text.c_str(), static_cast<unsigned long>(placed)) == (file.isOpen && !text.empty()),
-                "a text goes to the file");
-        file.put(text, placed);
+        const bool isNull = text.empty() && placed % 2 != 0;
+        const bool written = writer.write(isNull ? nullptr : text.c_str(), static_cast<unsigned long>(placed));
+        require(written == (file.isOpen && !text.empty()), "a text goes to the file");
+        if (!isNull) return file.put(text, placed);
+        if (file.isOpen) file.code = VELLIX_ERR_NULL_ARGUMENT;
     }
 
     void writeEntry() {
@@ -313,7 +316,7 @@ private:
 
     void sync() {
         require(writer.sync() == file.isOpen, "a file under way can be stored");
-        if (!file.isOpen) file.code = VELLIX_ERR_FILE_OPEN;
+        if (!file.isOpen) file.refuse();
     }
 
     void close() {
@@ -330,17 +333,12 @@ private:
         }
         file.isFinished = true;
         if (!markIsWanted || file.isMarked) return;
-        if (!file.isThere) {
-            file.code = VELLIX_ERR_FILE_OPEN;
-        } else if (!file.isIntact) {
-            file.code = VELLIX_ERR_BAD_HANDLE;
-        } else if (file.markAt == 0) {
-            file.code = VELLIX_ERR_SYNTAX;
-        } else if (file.viewed >= file.markAt + 2) {
-            file.code = VELLIX_ERR_NOT_MAPPED;
-        } else {
-            view(file.markAt + 2);
-        }
+        const bool isSeen = file.viewed >= file.markAt + 2; // by a caller
+        if (file.isIntact && file.markAt != 0 && !isSeen) return view(file.markAt + 2);
+        file.code = !file.isThere      ? VELLIX_ERR_FILE_OPEN
+                    : !file.isIntact   ? VELLIX_ERR_BAD_HANDLE
+                    : file.markAt == 0 ? VELLIX_ERR_SYNTAX
+                                       : VELLIX_ERR_NOT_MAPPED;
     }
 
     void serialize() {
@@ -390,14 +388,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const TempDir directory;
     static const TemporaryDirectory temporary(directory.path());
     Input input(data, size);
-    {
-        Run run(input, directory);
-        while (!input.isEmpty() && !run.isLarge()) {
-            run.step();
-            run.check();
-        }
-        run.finish();
-    }
+    Run(input, directory).play();
     // Of several temporary files a writer deletes only the last.
     for (const auto& left : std::filesystem::directory_iterator(directory.path())) std::filesystem::remove(left.path());
     return 0;

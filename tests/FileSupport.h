@@ -53,6 +53,11 @@ inline VellixEntry fileEntry(const std::string& name, int size = -1) {
     return entry;
 }
 
+inline std::string textOf(const VellixDoc& doc) {
+    std::string text;
+    return doc.serialize(text) ? text : "(false)";
+}
+
 /// Writes the content of the sample file, up to but not with the close tag of its root. Tells for each of the two
 /// entries whether it was written.
 inline void addSample(VellixWriter& writer, bool (&written)[2]) {

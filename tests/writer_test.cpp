@@ -93,93 +93,34 @@ TEST_F(WriterTest, RootAttributesFromADocument) {
     EXPECT_EQ(rootFrom(VellixDoc(VELLIX_DOC_DOC)), "");
 }
 
-TEST_F(WriterTest, EachRefusalHasItsCode) {
-    const struct {
-        const char* name;
-        bool isOpen;
-        std::function<bool(VellixWriter&)> call;
-        int code;
-    } cases[] = {
-        {"no path", false, [](auto& writer) { return writer.create(nullptr); }, VELLIX_ERR_NULL_ARGUMENT},
-        {"no directory", false, [&](auto& writer) { return writer.create(dir.wide("no/a.xml").c_str()); },
-         VELLIX_ERR_FILE_OPEN},
-        {"second file", true, [&](auto& writer) { return create(writer); }, VELLIX_ERR_FILE_OPEN},
-        {"second file, a temporary one", true, [](auto& writer) { return writer.create(); }, VELLIX_ERR_FILE_OPEN},
-        {"entry, no file", false, [](auto& writer) { return writer.write(fileEntry("a")); }, VELLIX_ERR_FILE_OPEN},
-        {"text, no file", false, [](auto& writer) { return writer.write("a", 1); }, VELLIX_SUCCESS},
-        {"entry without text", true, [](auto& writer) { return writer.write(VellixEntry()); }, VELLIX_SUCCESS},
-        {"empty text", true, [](auto& writer) { return writer.write("", 0); }, VELLIX_SUCCESS},
-        {"null text", true, [](auto& writer) { return writer.write(nullptr, 1); }, VELLIX_ERR_NULL_ARGUMENT},
-        {"flush, no file", false, [](auto& writer) { return writer.flush(); }, VELLIX_SUCCESS},
-        {"sync, no file", false, [](auto& writer) { return writer.sync(); }, VELLIX_ERR_FILE_OPEN},
-        {"view, no file", false, [](auto& writer) { return writer.serialize() != nullptr; }, VELLIX_SUCCESS},
-        {"view, empty file", true, [](auto& writer) { return writer.serialize() != nullptr; }, VELLIX_SUCCESS},
-        {"mark, no file", false, [](auto& writer) { return writer.markComplete(), writer.close(), false; },
-         VELLIX_ERR_FILE_OPEN},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        VellixWriter writer(VELLIX_DOC_NONE);
-        EXPECT_TRUE(!c.isOpen || create(writer));
-        EXPECT_FALSE(c.call(writer));
-        EXPECT_EQ(writer.getLastError(), c.code);
-        EXPECT_EQ(writer.isIntact(), c.isOpen);
-    }
-}
-
-// The mark is stored where the file begins with the tag of its root, and nowhere else.
+// The mark is stored where the file begins with the tag of its root, and nowhere else. The root may become another one.
 TEST_F(WriterTest, MarkOnlyWhereTheRootHasAPlaceForIt) {
     VellixDoc image(VELLIX_DOC_DOC);
     image.addAttribute(0, 0, false);
     image.addAttribute(1, "nightly");
     const std::string look = kHeader + R"(<CatResults IC="0")";
-    const auto write = [](VellixWriter& writer, const std::string& text) { writer.write(text.c_str(), 1); };
-    const struct {
-        const char* name;
-        VELLIX_DOC_TYPE root;
-        std::function<void(VellixWriter&)> prepare;
-        std::string front; // of the file
-        int code;
-    } cases[] = {
-        {"root of an image", VELLIX_DOC_DOC, [](auto& writer) { writer.getRootDoc().addAttribute(0, 0, false); },
-         kHeader + R"(<CatDoc IC="1">)", VELLIX_SUCCESS},
-        {"no IC", VELLIX_DOC_RESULTS, [](auto& writer) { writer.getRootDoc().removeAttribute(0); },
-         kHeader + R"(<CatResults ID="7">)", VELLIX_ERR_SYNTAX},
-        {"behind a record", VELLIX_DOC_RESULTS, [&](auto& writer) { write(writer, "<!-- -->"); },
-         "<!-- -->" + kHeader + R"(<CatResults IC="0" ID="7">)", VELLIX_ERR_SYNTAX},
-        {"behind what looks like a root", VELLIX_DOC_RESULTS, [&](auto& writer) { write(writer, look); },
-         look + kHeader + R"(<CatResults IC="0" ID="7">)", VELLIX_ERR_SYNTAX},
-        {"what looks like a root alone", VELLIX_DOC_NONE, [&](auto& writer) { write(writer, look); }, look + "<CatFH/>",
-         VELLIX_ERR_SYNTAX},
-        {"another root assigned", VELLIX_DOC_RESULTS, [&](auto& writer) { writer.getRootDoc() = image; },
-         kHeader + R"(<CatDoc IC="1" ID="nightly">)", VELLIX_SUCCESS},
-        {"root without IC", VELLIX_DOC_RESULTS, [](auto& writer) { writer.getRootDoc().setType(VELLIX_DOC_FH); },
-         R"(<CatFH OP="0" RT="7">)", VELLIX_ERR_SYNTAX},
-        {"another root behind the root's tag", VELLIX_DOC_RESULTS,
-         [&](auto& writer) {
-             VellixDoc files(VELLIX_DOC_FH);
-             writer.addDoc(files);
-             files.close();
-             writer.getRootDoc() = image;
-         },
-         kHeader + R"(<CatResults IC="1" ID="7">)", VELLIX_SUCCESS},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        VellixWriter writer(c.root);
+    const auto expectFront = [this](VELLIX_DOC_TYPE type, const auto& prepare, const std::string& front, int code) {
+        SCOPED_TRACE(front);
+        VellixWriter writer(type);
         VellixDoc files(VELLIX_DOC_FH);
         ASSERT_TRUE(create(writer));
-        if (c.root == VELLIX_DOC_RESULTS) writer.getRootDoc().addAttribute(1, "7");
-        c.prepare(writer);
+        prepare(writer);
         writer.addDoc(files);
         files.close();
         writer.markComplete();
         writer.close();
-        EXPECT_EQ(bytes().substr(0, c.front.size()), c.front);
-        EXPECT_EQ(writer.getLastError(), c.code);
+        EXPECT_EQ(bytes().substr(0, front.size()), front);
+        EXPECT_EQ(writer.getLastError(), code);
         EXPECT_TRUE(writer.isIntact());
-        EXPECT_EQ(std::string(writer.serialize(), static_cast<std::size_t>(writer.size() - 1)), bytes());
-    }
+    };
+    expectFront(
+        VELLIX_DOC_NONE, [&](VellixWriter& writer) { writer.write(look.c_str(), 1); }, look, VELLIX_ERR_SYNTAX);
+    expectFront(
+        VELLIX_DOC_RESULTS, [&](VellixWriter& writer) { writer.getRootDoc() = image; },
+        kHeader + R"(<CatDoc IC="1" ID="nightly">)", VELLIX_SUCCESS);
+    expectFront(
+        VELLIX_DOC_DOC, [](VellixWriter& writer) { writer.getRootDoc().setType(VELLIX_DOC_FH); }, "<CatFH>",
+        VELLIX_ERR_SYNTAX);
 }
 
 // No reader takes a tag of more than 16 MiB, so none is acknowledged: not from a caller, nor from a document that was held.
