@@ -125,47 +125,39 @@ TEST_F(WriterTest, MarkOnlyWhereTheRootHasAPlaceForIt) {
 
 // No reader takes a tag of more than 16 MiB, so none is acknowledged: not from a caller, nor from a document that was held.
 TEST_F(WriterTest, EntriesTooLongToBeRead) {
-    const std::size_t longest = (16U << 20) - 11; // <ET NM=""/>
-    using Docs = VellixDoc(&)[3];
-    const struct {
-        const char* name;
-        std::function<void(VellixWriter&, VellixEntry&, Docs)> add;
-        std::size_t more;
-        bool endsTheFile;
-    } ways[] = {
-        {"alone", [](auto& writer, auto& entry, Docs) { writer.write(entry); }, 0, false},
-        {"held", [](auto& writer, auto& entry, Docs docs) { docs[0].addEntry(entry), writer.addDoc(docs[0]); }, 0,
-         false},
-        {"in a child",
-         [](auto& writer, auto& entry, Docs docs) {
-             docs[2].addEntry(entry);
-             docs[1].addChildDoc(docs[2]);
-             docs[0].addChildDoc(docs[1]);
-             writer.addDoc(docs[0]);
-         },
-         0, false},
-        {"tag of a document", // <CatFH NM=""/>
-         [](auto& writer, auto& entry, Docs docs) { docs[0] = entry, writer.addDoc(docs[0]); }, 3, true},
-    };
-    for (const auto& way : ways) {
+    const auto expectLimit = [this](const char* way, std::size_t around, bool endsTheFile, const auto& add) {
         for (const bool tooLong : {false, true}) {
-            SCOPED_TRACE(way.name);
-            const std::string name(longest - way.more + (tooLong ? 1 : 0), 'x');
+            SCOPED_TRACE(way);
+            const std::string name((16U << 20) - around + (tooLong ? 1 : 0), 'x');
             VellixWriter writer;
             VellixEntry entry = fileEntry(name);
-            VellixDoc docs[] = {VELLIX_DOC_FH, VELLIX_DOC_FH, VELLIX_DOC_FH};
             ASSERT_TRUE(create(writer));
-            way.add(writer, entry, docs);
-            docs[0].close();
+            add(writer, entry);
             EXPECT_EQ(writer.getLastError(), tooLong ? VELLIX_ERR_OUT_OF_RANGE : VELLIX_SUCCESS);
             EXPECT_NE(writer.isIntact(), tooLong);
-            EXPECT_NE(writer.write(fileEntry("next")), tooLong && way.endsTheFile);
+            EXPECT_NE(writer.write(fileEntry("next")), tooLong && endsTheFile);
             writer.markComplete();
             writer.close();
             EXPECT_EQ(writer.getLastError() == VELLIX_ERR_BAD_HANDLE, tooLong) << "it is never marked";
             EXPECT_NE(bytes().find(name) != std::string::npos, tooLong);
         }
-    }
+    };
+    const std::size_t around = 11; // <ET NM=""/>
+    expectLimit("alone", around, false, [](VellixWriter& writer, VellixEntry& entry) { writer.write(entry); });
+    expectLimit("in a child of a child", around, false, [](VellixWriter& writer, VellixEntry& entry) {
+        VellixDoc inner(VELLIX_DOC_FH);
+        VellixDoc child(VELLIX_DOC_FH);
+        VellixDoc files(VELLIX_DOC_FH);
+        inner.addEntry(entry);
+        child.addChildDoc(inner);
+        files.addChildDoc(child);
+        writer.addDoc(files);
+    });
+    expectLimit("tag of a document", around + 3, true, [](VellixWriter& writer, VellixEntry& entry) { // <CatFH NM=""/>
+        VellixDoc files(VELLIX_DOC_FH);
+        files = entry;
+        writer.addDoc(files);
+    });
 }
 
 // The file on which another writer of the process begins is that one's from then on.
