@@ -220,7 +220,7 @@ private:
     }
 
     void notePlaceForMark() {
-        if (!root.isOpened && file.bytes == kHeader && !root.attributes.empty())
+        if (file.isOpen && !root.isOpened && file.bytes == kHeader && !root.attributes.empty())
             file.markAt = kHeader.size() + std::strlen(root.row.entryOpenTag) + std::strlen(" IC=\"");
     }
 
