@@ -22,8 +22,8 @@ public:
 
     void step() {
         static constexpr void (Run::*kOperations[])() = {
-            &Run::setNumber, &Run::setText, &Run::setLongText, &Run::setByTag, &Run::setNull, &Run::setFromSlot,
-            &Run::remove,    &Run::parse,   &Run::setType,     &Run::clear,    &Run::passOn,  &Run::escape};
+            &Run::setNumber, &Run::setText, &Run::setLongText, &Run::setFromSlot, &Run::remove,
+            &Run::parse,     &Run::setType, &Run::clear,       &Run::passOn,      &Run::escape};
         const unsigned int operation = input.below(static_cast<unsigned int>(std::size(kOperations)));
         id = static_cast<unsigned short>(input.byte());
         (this->*kOperations[operation])();
@@ -71,53 +71,28 @@ private:
         if (stored) change(id, fresh.getAttribute(id));
     }
 
-    // What becomes of a text that no data type refuses.
-    void expectStored(const std::string& text, bool stored) {
-        require(stored == (place() != nullptr), "a text is stored where there is an attribute");
-        if (!stored) return;
+    // A value under a tag goes past the data types.
+    void expectStored(const std::string& text) {
+        id = static_cast<unsigned short>(xmlRowByTag(entry.getType(), place()->tag, place()->tagLen)->id);
         const int limit = place()->maxLen;
         change(id, text.substr(0, limit < 0 ? std::string::npos : static_cast<std::size_t>(limit)));
     }
 
-    bool admitsText() const {
-        const VellixMapTag* const attribute = xmlRowById(entry.getType(), id);
-        return attribute == nullptr || attribute->dataType == VELLIX_TYPE_STRING ||
-               attribute->dataType == VELLIX_TYPE_OPAQUE;
-    }
-
-    void expectText(const std::string& text, bool stored) {
-        if (admitsText()) return expectStored(text, stored);
-        require(!stored && entry.getLastError() == VELLIX_ERR_TYPE_MISMATCH, "a numeric attribute refuses a text");
+    void put(const char* source, const std::string& text) {
+        if (place() == nullptr) return require(!entry.addAttribute(id, source), "no attribute takes no text");
+        const Guarded tag(place()->tag, place()->tagLen);
+        require(entry.addAttribute(tag.data(), place()->tagLen, source), "a text is stored under its tag");
+        expectStored(text);
     }
 
     void setText() {
         const std::string text = upToNul(input.text(input.byte()));
-        const Guarded bytes = Guarded::terminated(text);
-        expectText(text, entry.addAttribute(id, bytes.data()));
+        put(Guarded::terminated(text).data(), text);
     }
 
     void setLongText() {
         const std::string text(input.word() % 20000, static_cast<char>(input.byte() | 1U));
-        expectText(text, entry.addAttribute(id, text));
-    }
-
-    void setByTag() {
-        const std::string tag = place() != nullptr ? place()->tag : input.text(2);
-        const std::string text = upToNul(input.text(input.byte()));
-        const Guarded bytes(tag);
-        const auto length = static_cast<unsigned int>(tag.size());
-        const bool stored = entry.addAttribute(bytes.data(), length, text.c_str());
-        const VellixMapTag* const row = xmlRowByTag(entry.getType(), tag.data(), length);
-        require(stored == (row != nullptr), "a text is stored where there is such a tag");
-        if (row == nullptr) return;
-        id = static_cast<unsigned short>(row->id);
-        expectStored(text, stored);
-    }
-
-    void setNull() {
-        const char* const none = nullptr;
-        require(!entry.addAttribute(id, none), "no text is no success");
-        if (admitsText() && id < kLongestMap) change(id, std::nullopt);
+        put(text.c_str(), text);
     }
 
     // A text of the entry itself, from somewhere in it on.
@@ -126,10 +101,8 @@ private:
         const bool asString = (input.byte() & 1U) != 0;
         if (!slots[from]) return;
         const std::size_t start = input.word() % (slots[from]->size() + 1);
-        const std::string text = slots[from]->substr(start);
-        if (start == 0 && asString) return expectText(text, entry.addAttribute(id, entry.getAttributeStr(from)));
         const char* const source = asString ? entry.getAttributeStr(from).c_str() : entry.getAttribute(from);
-        expectText(text, entry.addAttribute(id, source + start));
+        put(source + start, slots[from]->substr(start));
     }
 
     void remove() {
@@ -137,15 +110,13 @@ private:
         if (id < kLongestMap) change(id, std::nullopt);
     }
 
-    // A value that is read goes past the data types.
     void parse() {
         const std::string value = upToNul(input.text(input.byte()));
         if (place() == nullptr) return;
         const MallocText escaped(xmlEncode(value.c_str(), nullptr, -1));
         const Guarded tag(std::string("<x ") + place()->tagAssign + escaped.get() + "\"/>");
         require(entry.parseAttrXMLString(tag.data(), tag.size()) == VELLIX_SUCCESS, "a tag can be read");
-        id = static_cast<unsigned short>(xmlRowByTag(entry.getType(), place()->tag, place()->tagLen)->id);
-        expectStored(value, true);
+        expectStored(value);
     }
 
     void setType() { entry.setType(input.type()); }
