@@ -452,7 +452,7 @@ TEST(Memory, NoMoreIsKeptThanAFewTimesTheContent) {
             VellixEntry entry(VELLIX_DOC_FH);
             row.use(entry);
             EXPECT_LE(heldBytes - before, 100000U + row.most * large.size() * 5 / 4);
-            for (unsigned int round = 0; round < (clears ? 200 : 2100); ++round) {
+            for (unsigned int round = 0; round < (clears ? 260 : 8200); ++round) {
                 if (clears) entry.clear();
                 entry.setType(VELLIX_DOC_FH);
                 entry.addAttribute(6, "small");

@@ -15,8 +15,8 @@
 
 constexpr std::size_t kSmallItem = 128;         // suits any shorter text
 constexpr std::size_t kMostWaste = 4;           // how many times more memory than the content needs may be kept
-constexpr unsigned int kChangesInAWhile = 1024; // changed values
-constexpr unsigned int kChangesOfAClear = 16;   // which counts as so many
+constexpr unsigned int kChangesInAWhile = 8192; // changed values
+constexpr unsigned int kChangesOfAClear = 64;   // which counts as so many
 constexpr std::size_t kKeptAnyway = 16384;      // bytes that may wait for ever
 
 /// True if a text can go where `capacity` bytes are, and not too many of them.
