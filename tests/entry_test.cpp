@@ -238,25 +238,24 @@ TEST(Entry, CopiesAndMovesTakeTheContentOver) {
 // What is stored first may go where the rest of the tag stood.
 TEST(Entry, ATagThatTheEntryHoldsItselfIsReadAsAnyOther) {
     const std::string tag = "<ET PT='longer than what it replaces' NM='" + std::string(3000, 'n') + "' SZ='7' OP='o'/>";
+    const std::string front = "so long that it takes another place than what follows: ";
     for (const bool isString : {false, true}) {
-        for (const char* const front : {"", "so long that it takes another place than what follows: "}) {
-            VellixEntry entry(VELLIX_DOC_FH);
-            const std::string held = front + tag + "<ET NM='next'/>";
-            entry.addAttribute(7, held);
-            XmlStr cursor;
-            cursor.buffer = isString ? entry.getAttributeStr(7).c_str() : entry.getAttribute(7);
-            cursor.length = static_cast<unsigned long>(held.size());
-            cursor.position = static_cast<unsigned long>(std::strlen(front));
-            VellixEntry copy = entry;
-            EXPECT_EQ(entry.parseAttrXMLString(&cursor), VELLIX_SUCCESS);
-            EXPECT_EQ(cursor.position, std::strlen(front) + tag.size());
-            EXPECT_EQ(copy.parseAttrXMLString(tag.c_str(), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
-            EXPECT_EQ(entry.toString(), copy.toString());
-            entry.addAttribute(7, tag);
-            const char* const own = isString ? entry.getAttributeStr(7).c_str() : entry.getAttribute(7);
-            EXPECT_EQ(entry.parseAttrXMLString(own, static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
-            EXPECT_EQ(entry.toString(), copy.toString());
-        }
+        VellixEntry entry(VELLIX_DOC_FH);
+        const auto hold = [&](const std::string& text) {
+            entry.addAttribute(7, text);
+            return isString ? entry.getAttributeStr(7).c_str() : entry.getAttribute(7);
+        };
+        XmlStr cursor;
+        cursor.buffer = hold(front + tag + "<ET NM='next'/>");
+        cursor.length = static_cast<unsigned long>(std::strlen(cursor.buffer));
+        cursor.position = static_cast<unsigned long>(front.size());
+        VellixEntry copy = entry;
+        EXPECT_EQ(entry.parseAttrXMLString(&cursor), VELLIX_SUCCESS);
+        EXPECT_EQ(cursor.position, front.size() + tag.size());
+        EXPECT_EQ(copy.parseAttrXMLString(tag.c_str(), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
+        EXPECT_EQ(entry.toString(), copy.toString());
+        EXPECT_EQ(entry.parseAttrXMLString(hold(tag), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
+        EXPECT_EQ(entry.toString(), copy.toString());
     }
 }
 

@@ -57,6 +57,9 @@ inline bool standsIn(const char* at, const char* begin, const char* end) {
 /// Texts as `std::string`, for who asks for them. A string that is forgotten is spare.
 class TextStrings {
 public:
+    TextStrings() = default;
+    TextStrings(const TextStrings&) = delete;
+    TextStrings& operator=(const TextStrings&) = delete;
     ~TextStrings() { forgetAll(); }
 
     /// Returns the text of a slot as a string, which stays until `forget`.
@@ -69,8 +72,8 @@ public:
     bool hold(const char* at) const;
 
 private:
-    std::uint64_t made[2] = {};       // a bit for each slot that has a string
-    TextString* strings[kLongestMap]; // owned; of other slots they mean nothing
+    std::uint64_t made[2] = {};            // a bit for each slot that has a string
+    TextString* strings[kLongestMap] = {}; // owned; of other slots they mean nothing
     Spares<TextString> spares;
 };
 
@@ -174,9 +177,7 @@ public:
     bool put(unsigned int slot, const char* text, std::size_t length, bool plain);
 
     /// Returns where `length` bytes for a slot that has none can be written before they are taken, or null.
-    char* roomFor(unsigned int slot, std::size_t length) {
-        return !has(slot) && fitsInRoom(length) ? next : nullptr;
-    }
+    char* roomFor(unsigned int slot, std::size_t length) { return !has(slot) && fitsInRoom(length) ? next : nullptr; }
 
     /// Stores the plain form of a text with references, up to its first NUL and cut to `most` bytes unless that is negative.
     enum class Decoded { kStored, kBad, kNoMemory };
