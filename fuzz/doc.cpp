@@ -41,8 +41,8 @@ std::string wholeTextOf(const VellixDoc& doc) {
     return text;
 }
 
-// All tags behind the first that yield attributes are entries, each as if it were read alone.
-void checkEntries(const VellixDoc& doc, VELLIX_DOC_TYPE type, const std::string& text) {
+// The first tag that yields attributes is the document's, all behind it that do are entries, each as if it were read alone.
+void checkTags(const VellixDoc& doc, VELLIX_DOC_TYPE type, const std::string& text) {
     const Guarded bytes(text);
     XmlStr cursor = cursorOver(bytes);
     std::string entries;
@@ -52,6 +52,12 @@ void checkEntries(const VellixDoc& doc, VELLIX_DOC_TYPE type, const std::string&
         tag.parseAttrXMLString(&cursor);
         type = VELLIX_DOC_NONE; // the type in hand is for what stands first
         if (!tag.isEmpty() && ++count > 1) entries += tag.toString();
+        if (tag.isEmpty() || count > 1) continue;
+        const char* const name = xmlDocTypeRow(tag.getType()).name;
+        const bool isSpelledSo = name != nullptr && std::string(name) == tag.getEntryName();
+        require(doc.getType() == tag.getType(), "a document takes the type of its tag");
+        require(slotsOf(doc) == (isSpelledSo ? slotsOf(tag) : ""),
+                "a document takes the attributes of a tag of its name");
     }
     require(doc.getNumberOfEntries() == (count > 1 ? count - 1 : 0), "a document counts its entries");
     const std::string end = entries + (count > 1 ? doc.getCloseTag() : "");
@@ -68,17 +74,6 @@ void checkLoadingAgain(const std::string& text) {
     require(plainTextOf(*loaded(VELLIX_DOC_NONE, again)) == again, "a loaded document keeps its text");
 }
 
-void checkCopies(VellixDoc& doc, const std::string& text) {
-    VellixDoc copy(doc);
-    require(plainTextOf(copy) == text, "a copy has the same text");
-    VellixDoc assigned(VELLIX_DOC_QUERY);
-    assigned = doc;
-    require(plainTextOf(assigned) == text, "an assigned document has the same text");
-    require(copy.getNumberOfEntries() == doc.getNumberOfEntries(), "a copy counts the same");
-    copy.clear();
-    require(plainTextOf(doc) == text && plainTextOf(copy).size() <= text.size(), "a copy stands for itself");
-}
-
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -90,9 +85,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text = input.rest();
 
     const Doc doc = loaded(type, text);
-    checkEntries(*doc, type, text);
-    checkCopies(*doc, wholeTextOf(*doc));
-    checkLoadingAgain(plainTextOf(*doc));
+    checkTags(*doc, type, text);
+    checkLoadingAgain(wholeTextOf(*doc));
 
     const Doc first = loaded(VELLIX_DOC_NONE, textOfFirst);
     const Doc second = loaded(VELLIX_DOC_DOC, textOfSecond);
@@ -103,6 +97,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     require(entry.getType() == doc->getType(), "an entry takes the type of its document");
     const std::string tree = wholeTextOf(*doc);
     require(tree.find(plainTextOf(*first)) != std::string::npos, "a document's text holds that of its child");
-    checkCopies(*doc, tree);
     return 0;
 }
