@@ -44,23 +44,20 @@ private:
         return areas;
     }
 
-    static std::size_t pageSize() {
-        static const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-        return size;
-    }
+    static std::size_t pageSize() { return static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)); }
 
     static char* take(std::size_t usable) {
         std::vector<char*>& kept = unused()[usable];
-        if (!kept.empty()) {
-            char* const area = kept.back();
-            kept.pop_back();
-            return area;
+        if (kept.empty()) {
+            const int rights = PROT_READ | PROT_WRITE;
+            void* const area = ::mmap(nullptr, usable + pageSize(), rights, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            kept.push_back(static_cast<char*>(area));
+            if (area == MAP_FAILED || ::mprotect(kept.back() + usable, pageSize(), PROT_NONE) != 0)
+                throw std::bad_alloc();
         }
-        void* const area =
-            ::mmap(nullptr, usable + pageSize(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (area == MAP_FAILED) throw std::bad_alloc();
-        if (::mprotect(static_cast<char*>(area) + usable, pageSize(), PROT_NONE) != 0) throw std::bad_alloc();
-        return static_cast<char*>(area);
+        char* const area = kept.back();
+        kept.pop_back();
+        return area;
     }
 
     std::size_t length;

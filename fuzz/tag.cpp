@@ -1,35 +1,107 @@
 // SPDX-License-Identifier: Apache-2.0
-// One tag, read as every document type. Its tokens alone give the same, and what was read can be written and read again.
+// One tag, read as every document type, and its attributes one by one. Its tokens alone give the same, and what was read can
+// be written and read again.
+#include <algorithm>
+#include <cctype>
 #include <map>
+#include <optional>
+#include <vector>
 
-#include "TagWalk.h"
+#include "Fuzz.h"
 
 namespace {
 
+constexpr int kTypes = VELLIX_DOC_ENTRY_CONSTR_AND + 1;
+
+// A word that stands where a name is expected, or an attribute with its value, still escaped.
+struct Event {
+    std::string name;
+    std::optional<std::string> value;
+    unsigned long behind;
+};
+
+// What a tag holds by its tokens alone. The library has quicker roads to the same.
+struct Tag {
+    std::vector<Event> events;
+    int result = VELLIX_SUCCESS;
+    bool closed = false;
+    bool syntaxError = false; // in the tag, not in front of it
+    unsigned long position = 0;
+};
+
+Tag walkTag(XmlStr cursor) {
+    Tag tag;
+    const auto finish = [&](int result) {
+        tag.result = result;
+        tag.position = cursor.position;
+        return tag;
+    };
+    VellixToken token = xmlNextToken(&cursor);
+    if (token.kind == VELLIX_TOKEN_EOF) return finish(VELLIX_ERR_END_OF_BUFFER);
+    if (token.kind != VELLIX_TOKEN_OPEN) return finish(VELLIX_ERR_SYNTAX);
+    std::optional<std::string> name; // a word that no value has followed yet
+    bool behindEquals = false;
+    for (;;) {
+        token = xmlNextToken(&cursor);
+        const bool isWord = token.kind == VELLIX_TOKEN_WORD;
+        const unsigned long quote = token.kind == VELLIX_TOKEN_QUOTED ? 1 : 0;
+        if (token.kind == VELLIX_TOKEN_EOF) return finish(VELLIX_ERR_END_OF_BUFFER);
+        if (behindEquals && (isWord || quote != 0)) {
+            const std::string value(token.start + quote, token.length - 2 * quote);
+            tag.events.push_back({*name, value, cursor.position});
+            behindEquals = false;
+            name.reset();
+        } else if (isWord) {
+            const bool mayBeName = !name.has_value();
+            name = std::string(token.start, token.length);
+            if (mayBeName) tag.events.push_back({*name, std::nullopt, cursor.position});
+        } else if (token.kind == VELLIX_TOKEN_EQUALS && name && !behindEquals) {
+            behindEquals = true;
+        } else if (token.kind == VELLIX_TOKEN_EMPTY_END && !behindEquals) {
+            tag.closed = true;
+            return finish(VELLIX_SUCCESS);
+        } else if (token.kind == VELLIX_TOKEN_END && !name) {
+            return finish(VELLIX_SUCCESS);
+        } else {
+            tag.syntaxError = true;
+            return finish(VELLIX_ERR_SYNTAX);
+        }
+    }
+}
+
+MallocText decoded(const std::string& value) {
+    return MallocText(xmlDecode(value.data(), static_cast<unsigned long>(value.size())));
+}
+
 // What an entry should hold after it has read a tag.
 struct Expected {
-    VELLIX_DOC_TYPE type = VELLIX_DOC_NONE;
-    bool named = false;
-    std::string name;
+    VELLIX_DOC_TYPE type;
+    std::optional<std::string> name;
     std::map<unsigned short, std::string> values;
-    int result = VELLIX_SUCCESS;
-    unsigned long position = 0;
-    bool closed = false;
-    bool syntaxError = false;
+    Tag end;
+
+    Expected(VELLIX_DOC_TYPE given, const Tag& tag) : type(given), end(tag) {
+        for (const Event& event : tag.events) {
+            if (!event.value) {
+                takeName(event.name);
+            } else if (!takeValue(event)) {
+                end = {{}, VELLIX_ERR_NO_MEMORY, false, false, event.behind};
+                return;
+            }
+        }
+    }
 
     void takeName(const std::string& word) {
-        if (named) return;
+        if (name) return;
         if (type == VELLIX_DOC_NONE) type = xmlDocTypeByName(word.data(), static_cast<unsigned long>(word.size()));
-        named = type != VELLIX_DOC_NONE;
-        if (named) name = word;
+        if (type != VELLIX_DOC_NONE) name = word;
     }
 
     // False for a bad reference.
-    bool takeAttribute(const TagEvent& event) {
-        const MallocText plain(xmlDecode(event.value.data(), static_cast<unsigned long>(event.value.size())));
-        if (!plain) return false;
-        const VellixMapTag* const row = xmlRowByTag(type, event.name.start, event.name.length);
-        if (row == nullptr) return true;
+    bool takeValue(const Event& event) {
+        const MallocText plain = decoded(*event.value);
+        const auto* row = xmlRowByTag(type, event.name.data(), static_cast<unsigned long>(event.name.size()));
+        if (!plain || row == nullptr) return plain != nullptr;
         const int limit = xmlRowAt(type, row->id)->maxLen;
         values[static_cast<unsigned short>(row->id)] =
             std::string(plain.get()).substr(0, limit < 0 ? std::string::npos : static_cast<std::size_t>(limit));
@@ -37,38 +109,18 @@ struct Expected {
     }
 };
 
-Expected expectedOf(VELLIX_DOC_TYPE type, const TagWalk& walk) {
-    Expected expected;
-    expected.type = type;
-    for (const TagEvent& event : walk.events) {
-        if (!event.isAttribute) expected.takeName(std::string(event.name.start, event.name.length));
-        if (event.isAttribute && !expected.takeAttribute(event)) {
-            expected.result = VELLIX_ERR_NO_MEMORY;
-            expected.position = event.behind;
-            return expected;
-        }
-    }
-    expected.result = walk.result;
-    expected.position = walk.position;
-    expected.closed = walk.closed;
-    expected.syntaxError = walk.syntaxError;
-    return expected;
-}
-
 void checkReading(VellixEntry& entry, XmlStr cursor, const Expected& expected) {
-    require(entry.parseAttrXMLString(&cursor) == expected.result, "a tag gives the result of its tokens");
-    require(cursor.position == expected.position, "a tag ends where its tokens end");
-    require((cursor.syntaxError != 0) == expected.syntaxError, "a syntax error is noted");
-    require(entry.isEntryClosed() == expected.closed, "a closed tag is noted");
+    require(entry.parseAttrXMLString(&cursor) == expected.end.result, "a tag gives the result of its tokens");
+    require(cursor.position == expected.end.position, "a tag ends where its tokens end");
+    require((cursor.syntaxError != 0) == expected.end.syntaxError, "a syntax error is noted");
+    require(entry.isEntryClosed() == expected.end.closed, "a closed tag is noted");
     require(entry.getType() == expected.type, "a tag without a type in hand takes that of its name");
     const char* const name = entry.getEntryName();
-    require(expected.named ? name != nullptr && name == expected.name : name == nullptr, "a tag has its name");
+    require(expected.name ? name != nullptr && name == *expected.name : name == nullptr, "a tag has its name");
     require(static_cast<std::size_t>(entry.getNumberOfAttributes()) == expected.values.size(),
             "a tag has the attributes of its tokens");
-    for (const auto& [slot, value] : expected.values) {
-        require(entry.getAttribute(slot) != nullptr, "an attribute is in its slot");
-        require(entry.getAttributeStr(slot) == value, "an attribute has the value of its token");
-    }
+    for (const auto& [slot, value] : expected.values)
+        require(entry.getAttributeView(slot) == value, "an attribute has the value of its token");
 }
 
 // What was read is written so that it reads back. Only search criteria move: the rows that stand out of step send each
@@ -91,16 +143,34 @@ void checkWriting(const VellixEntry& entry) {
     require(textOf(written) == text, "escaping all attributes leaves the text as it was");
 }
 
+bool isTag(const VellixMapTag& row, const std::string& name) {
+    const auto same = [](char left, char right) {
+        return std::tolower(static_cast<unsigned char>(left)) == std::tolower(static_cast<unsigned char>(right));
+    };
+    return std::equal(name.begin(), name.end(), row.tag, row.tag + row.tagLen, same);
+}
+
+// One attribute, as the first token of its name has it.
+void checkSingle(VELLIX_DOC_TYPE type, unsigned short id, const Guarded& bytes, const Tag& tag) {
+    const MallocText plain(VellixEntry::parseAttribute(type, id, bytes.data(), bytes.size(), false));
+    const VellixMapTag* const row = xmlRowAt(type, id);
+    if (row == nullptr) return require(plain == nullptr, "a position without an attribute gives null");
+    const auto first = std::find_if(tag.events.begin(), tag.events.end(),
+                                    [row](const Event& event) { return event.value && isTag(*row, event.name); });
+    require(shown(plain) == (first != tag.events.end() ? shown(decoded(*first->value)) : "(null)"),
+            "a value is that of the first token of its name");
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Guarded bytes(data, size);
     const XmlStr cursor = cursorOver(bytes);
-    const TagWalk walk = walkTag(cursor);
+    const Tag tag = walkTag(cursor);
     VellixEntry used; // which goes on with what it has learned of other maps
-    for (int number = 0; number <= VELLIX_DOC_ENTRY_CONSTR_AND; ++number) {
+    for (int number = 0; number < kTypes; ++number) {
         const auto type = static_cast<VELLIX_DOC_TYPE>(number);
-        const Expected expected = expectedOf(type, walk);
+        const Expected expected(type, tag);
         VellixEntry fresh(type);
         checkReading(fresh, cursor, expected);
         for (int round = 0; round < 2; ++round) {
@@ -112,5 +182,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         require(fresh == used, "an entry that was used reads as a fresh one");
         checkWriting(fresh);
     }
+    const auto type = static_cast<VELLIX_DOC_TYPE>(size % (kTypes + 1)); // each of them now and then
+    for (unsigned short id = 0; id <= kLongestMap; ++id) checkSingle(type, id, bytes, tag);
     return 0;
 }

@@ -1,118 +1,116 @@
 // SPDX-License-Identifier: Apache-2.0
-// The scanner never leaves a text, moves on with every step up to a NUL or the end, and leaves out nothing but blanks.
+// Texts of any bytes: the scanner finds in them what a plain notion of tokens says, and one without a NUL comes back from its
+// escaped form.
+#include <algorithm>
+
 #include "Fuzz.h"
 
 namespace {
 
-bool atTextEnd(const XmlStr& cursor) {
-    return cursor.position >= cursor.length || cursor.buffer[cursor.position] == '\0';
+// --- Tokens, of a text that has no NUL ---
+
+struct Token {
+    VellixTokenKind kind;
+    std::size_t first;
+    std::size_t end;
+};
+
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+// The place behind the character at `at`: as many bytes as its first one says, up to the end.
+std::size_t behind(const std::string& text, std::size_t at) {
+    return std::min(text.size(), at + static_cast<std::size_t>(xmlStepTable[static_cast<unsigned char>(text[at])]));
 }
 
-void checkCharacters(XmlStr cursor) {
-    for (;;) {
-        const unsigned long before = cursor.position;
-        const bool ended = atTextEnd(cursor);
-        const char c = xmlNextChar(&cursor);
-        require((c == '\0') == ended, "characters end at a NUL or with the text");
-        if (ended) {
-            require(cursor.position == before, "the end is not passed");
-            return;
-        }
-        require(c == cursor.buffer[before], "a character is the byte at the position");
-        XmlStr tail = cursor;
-        const auto step = static_cast<unsigned long>(xmlStepTable[static_cast<unsigned char>(c)]);
-        for (tail.position = before + 1; !atTextEnd(tail) && tail.position < before + step;) ++tail.position;
-        require(cursor.position == tail.position, "a character moves the position by its bytes, up to the end");
+bool endsWord(const std::string& text, std::size_t at) {
+    return at == text.size() || isBlank(text[at]) || text.compare(at, 2, "/>") == 0 ||
+           std::strchr("<>=", text[at]) != nullptr;
+}
+
+// Where the quoted string ends that begins at `first`; npos if none does.
+std::size_t endOfQuoted(const std::string& text, std::size_t first) {
+    if (text[first] != '"' && text[first] != '\'') return std::string::npos;
+    for (std::size_t at = first + 1; at < text.size() && text[at] != '<'; at = behind(text, at)) {
+        if (text[at] == text[first]) return at + 1;
     }
+    return std::string::npos;
 }
 
-bool isQuote(char c) { return c == '"' || c == '\''; }
-
-bool endsWord(const XmlStr& cursor) {
-    if (atTextEnd(cursor)) return true;
-    const char* const at = cursor.buffer + cursor.position;
-    const bool slash = *at == '/' && cursor.position + 1 < cursor.length && at[1] == '>';
-    return slash || std::strchr(" \t\r\n<>=", *at) != nullptr;
-}
-
-// Where the quoted string ends that begins at the position; 0 if none does.
-unsigned long endOfQuoted(XmlStr cursor) {
-    const char quote = xmlNextChar(&cursor);
-    if (!isQuote(quote)) return 0;
-    while (!atTextEnd(cursor) && cursor.buffer[cursor.position] != '<') {
-        if (xmlNextChar(&cursor) == quote) return cursor.position;
+Token nextToken(const std::string& text, std::size_t at) {
+    static const std::pair<const char*, VellixTokenKind> kMarks[] = {
+        {"</", VELLIX_TOKEN_CLOSE_OPEN}, {"<?", VELLIX_TOKEN_PI_OPEN}, {"/>", VELLIX_TOKEN_EMPTY_END},
+        {"<", VELLIX_TOKEN_OPEN},        {">", VELLIX_TOKEN_END},      {"=", VELLIX_TOKEN_EQUALS}};
+    while (at < text.size() && isBlank(text[at])) ++at;
+    if (at == text.size()) return {VELLIX_TOKEN_EOF, at, at};
+    for (const auto& [mark, kind] : kMarks) {
+        if (text.compare(at, std::strlen(mark), mark) == 0) return {kind, at, at + std::strlen(mark)};
     }
-    return 0;
-}
-
-unsigned long endOfWord(XmlStr cursor) {
+    std::size_t end = endOfQuoted(text, at);
+    if (end != std::string::npos) return {VELLIX_TOKEN_QUOTED, at, end};
+    end = at;
     do {
-        xmlNextChar(&cursor);
-    } while (!endsWord(cursor));
-    return cursor.position;
+        end = behind(text, end);
+    } while (!endsWord(text, end));
+    return {VELLIX_TOKEN_WORD, at, end};
 }
 
-// Words and quoted strings go by characters, marks by bytes.
-void checkForm(XmlStr cursor, const VellixToken& token) {
-    const std::string bytes(token.start, token.length);
-    cursor.position = static_cast<unsigned long>(token.start - cursor.buffer);
-    const unsigned long end = cursor.position + token.length;
-    switch (token.kind) {
-    case VELLIX_TOKEN_WORD:
-        require(!endsWord(cursor) && end == endOfWord(cursor), "a word goes up to a mark or a blank");
-        require(endOfQuoted(cursor) == 0, "a word begins with a quote only if there is no other");
-        break;
-    case VELLIX_TOKEN_QUOTED:
-        require(end == endOfQuoted(cursor), "a quoted string goes up to its quote");
-        break;
-    default: {
-        const char* const marks[] = {"", "", "<", "</", ">", "=", "<?", "/>"};
-        require(token.kind >= VELLIX_TOKEN_OPEN && token.kind <= VELLIX_TOKEN_EMPTY_END,
-                "only some kinds are returned");
-        require(bytes == marks[token.kind], "a mark has its bytes");
+// The text of the cursor counts from its position up to the first NUL.
+void checkScanning(XmlStr cursor) {
+    const unsigned long start = cursor.position;
+    const std::string text =
+        start < cursor.length ? upToNul(std::string(cursor.buffer + start, cursor.length - start)) : "";
+    for (std::size_t at = 0; at < text.size(); at = behind(text, at)) {
+        require(xmlNextChar(&cursor) == text[at], "a character is the byte at the position");
+        require(cursor.position == start + behind(text, at), "a character moves the position by its bytes");
     }
+    require(xmlNextChar(&cursor) == '\0' && cursor.position == start + text.size(), "the end is not passed");
+    cursor.position = start;
+    for (Token expected = nextToken(text, 0);; expected = nextToken(text, expected.end)) {
+        const VellixToken token = xmlNextToken(&cursor);
+        require(token.kind == expected.kind, "a token is of its kind");
+        const bool withBlank =
+            token.kind == VELLIX_TOKEN_WORD && expected.end < text.size() && isBlank(text[expected.end]);
+        require(cursor.position == start + expected.end + (withBlank ? 1 : 0), "the position is behind the token");
+        if (token.kind == VELLIX_TOKEN_EOF) return;
+        require(token.start == cursor.buffer + start + expected.first && token.length == expected.end - expected.first,
+                "a token goes from its first byte to its last");
     }
 }
 
-void checkTokens(XmlStr cursor) {
-    unsigned long covered = cursor.position; // what the tokens so far and the blanks between them reach to
-    const auto skipBlanks = [&cursor, &covered](unsigned long end) {
-        for (; covered < end; ++covered)
-            require(std::strchr(" \t\r\n", cursor.buffer[covered]) != nullptr, "only blanks are passed over");
-    };
-    for (VellixToken token = xmlNextToken(&cursor); token.kind != VELLIX_TOKEN_EOF; token = xmlNextToken(&cursor)) {
-        const auto first = static_cast<unsigned long>(token.start - cursor.buffer);
-        require(first >= covered && first < cursor.length && token.length <= cursor.length - first,
-                "a token lies inside the text");
-        checkForm(cursor, token);
-        skipBlanks(first);
-        covered = first + token.length;
-        require(cursor.position >= covered && cursor.position <= cursor.length, "the position is behind the token");
-    }
-    skipBlanks(cursor.position < cursor.length ? cursor.position : cursor.length);
-    require(atTextEnd(cursor), "the tokens end at a NUL or with the text");
-    const unsigned long end = cursor.position;
-    require(xmlNextToken(&cursor).kind == VELLIX_TOKEN_EOF && cursor.position == end, "the end is not passed");
-}
-
-void checkTags(XmlStr cursor) {
-    for (;;) {
-        const unsigned long before = cursor.position;
+// Goes from tag to tag, or also from end to end of tags, where NULs are bytes as any others.
+void checkSkips(XmlStr cursor, bool stopAtTagEnd) {
+    const std::string text(cursor.buffer, cursor.length);
+    cursor.stopAtTagEnd = stopAtTagEnd;
+    for (; cursor.position < text.size(); ++cursor.position) {
+        const std::size_t place = text.find_first_of(stopAtTagEnd ? "<>" : "<", cursor.position);
         cursor.skipToTag();
-        require(cursor.position >= before, "a skip goes forward");
-        for (unsigned long at = before; at < cursor.position && at < cursor.length; ++at) {
-            require(cursor.buffer[at] != '<', "a skip passes over no tag");
-            require(!cursor.stopAtTagEnd || cursor.buffer[at] != '>',
-                    "a skip that stops at tags' ends passes over none");
-        }
-        const bool atBracket = cursor.position < cursor.length && cursor.buffer[cursor.position] == '>';
-        require(cursor.atEnd() == (cursor.position >= cursor.length || (cursor.stopAtTagEnd && atBracket)),
-                "the end is that of the text, or of a tag where that is asked for");
-        if (cursor.atEnd()) break;
-        require(cursor.buffer[cursor.position] == '<', "a skip ends at a tag");
-        ++cursor.position;
+        require(cursor.position == std::min(place, text.size()), "a skip ends at the next tag");
+        require(cursor.atEnd() == (place == std::string::npos || text[place] == '>'), "the end is known");
     }
-    require(cursor.position >= cursor.length || cursor.stopAtTagEnd, "the skips end with the text");
+    const unsigned long end = cursor.position;
+    cursor.skipToTag();
+    require(cursor.atEnd() && cursor.position == end, "a skip doesn't leave the end");
+}
+
+// --- Escaping ---
+
+void checkDecoding(const Guarded& bytes) {
+    const MallocText plain(xmlDecode(bytes.data(), bytes.size()));
+    if (!plain) return;
+    // Reading the last byte of it, too, shows that all of it is there.
+    require(std::strlen(plain.get()) <= bytes.size(), "a plain form is no longer than the escaped one");
+    const MallocText escaped(xmlEncode(plain.get(), nullptr, -1));
+    const Guarded again{std::string(escaped.get())};
+    require(shown(MallocText(xmlDecode(again.data(), again.size()))) == plain.get(), "a decoded text comes back");
+}
+
+void checkEncoding(const std::string& text) {
+    const Guarded plain = Guarded::terminated(text);
+    const std::string escaped = shown(MallocText(xmlEncode(plain.data(), nullptr, -1)));
+    Guarded room(escaped.size() + 1);
+    require(xmlEncode(plain.data(), room.data(), -1) == escaped, "an escaped form is the same in a buffer");
+    const Guarded form(escaped);
+    require(shown(MallocText(xmlDecode(form.data(), form.size()))) == text, "a text comes back from its escaped form");
 }
 
 } // namespace
@@ -120,15 +118,13 @@ void checkTags(XmlStr cursor) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Guarded bytes(data, size);
     XmlStr cursor = cursorOver(bytes);
-    for (const unsigned long start :
-         {0UL, size != 0 ? data[0] % (bytes.size() + 2) : 1UL}) { // one of them behind the end
+    for (const unsigned long start : {0UL, size != 0 ? data[0] % (bytes.size() + 2) : 1UL}) { // one is behind the end
         cursor.position = start;
-        checkCharacters(cursor);
-        checkTokens(cursor);
-        checkTags(cursor);
-        cursor.stopAtTagEnd = true;
-        checkTags(cursor);
-        cursor.stopAtTagEnd = false;
+        checkScanning(cursor);
+        checkSkips(cursor, false);
+        checkSkips(cursor, true);
     }
+    checkDecoding(bytes);
+    checkEncoding(upToNul(std::string(bytes.data(), size)));
     return 0;
 }

@@ -2,6 +2,7 @@
 #ifndef VELLIX_TESTS_TEST_SUPPORT_H
 #define VELLIX_TESTS_TEST_SUPPORT_H
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -87,6 +88,21 @@ inline std::string slotsOf(const VellixEntry& entry) {
         all += (all.empty() ? "" : "; ") + std::to_string(slot) + "=" + entry.getAttributeStr(slot);
     }
     return all;
+}
+
+/// The limits of each width, one beyond, and their neighbours among the small numbers, as far as `Number` can hold them.
+template <class Number> std::vector<Number> numberProbes() {
+    std::vector<Number> values;
+    for (const int bits : {0, 7, 8, 15, 16, 31, 32, 63}) {
+        const std::uint64_t power = std::uint64_t{1} << bits;
+        for (const std::uint64_t magnitude : {power - 1, power, power + 1}) {
+            for (const std::uint64_t pattern : {magnitude, std::uint64_t{0} - magnitude}) {
+                const auto value = static_cast<Number>(pattern);
+                if (static_cast<std::uint64_t>(value) == pattern) values.push_back(value);
+            }
+        }
+    }
+    return values;
 }
 
 /// Texts of random pieces, the same in every run. The pieces are what the walks over a text decide by: markup, quotes,

@@ -14,8 +14,6 @@ VellixClaim* newest = nullptr;
 void VellixClaim::take(std::FILE* stream) {
     drop();
     if (!platform::stateOf(stream, file)) return;
-    kept = platform::keepOpen(stream);
-    if (kept < 0) return;
     const std::lock_guard<std::mutex> lock(listMutex);
     for (VellixClaim* other = newest; other != nullptr; other = other->behind) {
         if (isSameFile(other->file, file)) other->lost.store(true, std::memory_order_relaxed);
@@ -26,9 +24,16 @@ void VellixClaim::take(std::FILE* stream) {
     taken = true;
 }
 
+void VellixClaim::keep(std::FILE* stream) {
+    if (!taken) return;
+    kept = platform::keepOpen(stream);
+    if (kept < 0) drop();
+}
+
 void VellixClaim::drop() {
     if (!taken) return;
-    platform::letGo(kept);
+    if (kept >= 0) platform::letGo(kept);
+    kept = -1;
     const std::lock_guard<std::mutex> lock(listMutex);
     (before != nullptr ? before->behind : newest) = behind;
     if (behind != nullptr) behind->before = before;

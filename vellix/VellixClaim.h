@@ -18,8 +18,12 @@ public:
     VellixClaim& operator=(const VellixClaim&) = delete;
 
     /// Claims the file behind `stream`, and takes it from whoever has claimed it. Nothing is claimed in what is no regular
-    /// file.
+    /// file. The stream is what keeps the file's identity from being given to another one.
     void take(std::FILE* stream);
+
+    /// Goes on without the stream, which is about to be closed. Not before: a system writes more slowly to a file that is
+    /// open twice in this way. Where that fails the claim ends.
+    void keep(std::FILE* stream);
 
     /// Ends the claim.
     void drop();
@@ -39,7 +43,7 @@ private:
     }
 
     platform::FileState file;
-    int kept = -1; // keeps the identity from being given to another file
+    int kept = -1; // what keeps the identity behind the stream
     bool taken = false;
     std::atomic<bool> lost{false};
     VellixClaim* before = nullptr; // in the list of all claims

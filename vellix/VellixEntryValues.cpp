@@ -58,10 +58,14 @@ template <class Number> bool VellixEntry::addNumber(unsigned short id, Number va
     }
     if (place == nullptr) return false;
     const bool radix64 = attribute != nullptr && attribute->encoding == VELLIX_ENC_RADIX64;
-    NumberBuffer numberBuffer;
-    const std::string_view text =
-        radix64 ? radix64Encode(value, numberBuffer, pad) : decimalEncode(value, numberBuffer);
-    VellixStore::open(store).putPlain(id, text.data(), text.size()); // no number has a character to escape
+    OpenStore& opened = VellixStore::open(store);
+    char buffer[kNumberBuffer];
+    char* const room = opened.roomFor(id, kNumberBuffer);
+    char* const out = room != nullptr ? room : buffer;
+    const std::size_t length = radix64 ? radix64Encode(value, out, pad) : decimalEncode(value, out);
+    if (room == nullptr) return opened.put(id, buffer, length, true); // no number has a character to escape
+    room[length] = '\0';
+    opened.take(id, length, length);
     return true;
 }
 

@@ -5,10 +5,10 @@
 #include <climits>
 #include <cstddef>
 #include <cstring>
-#include <string_view>
 #include <type_traits>
 
 #include "vellix/VellixSchema.h"
+#include "vellix/platform/Bytes.h"
 #include "vellix/platform/Platform.h"
 
 // Numbers as text: the decimal and the radix-64 form, both ways, and the numbers that each data type admits. Internal, not
@@ -30,13 +30,12 @@ static inline int radix64Value(char c) {
     return -1;
 }
 
-// The forms of numbers are written into a buffer, and a form refers to it.
+// No form of a number is longer than this. Where a form is written there must be as much room.
 constexpr std::size_t kNumberBuffer = 24;
-using NumberBuffer = char[kNumberBuffer];
 
-// Writes up to six radix-64 digits, the least significant first. The shift keeps the sign of a signed number, so a negative
-// one always has six digits. `pad` right-aligns them by the number's width.
-template <class Number> static inline std::string_view radix64Encode(Number value, NumberBuffer& out, bool pad) {
+// Writes up to six radix-64 digits, the least significant first, and returns how many bytes these are. The shift keeps the
+// sign of a signed number, so a negative one always has six digits. `pad` right-aligns them by the number's width.
+template <class Number> static inline std::size_t radix64Encode(Number value, char* out, bool pad) {
     char digits[kRadix64Digits];
     std::size_t count = 0;
     do {
@@ -47,7 +46,7 @@ template <class Number> static inline std::string_view radix64Encode(Number valu
     const std::size_t blanks = pad && count < kPaddedWidth ? kPaddedWidth - count : 0;
     std::memset(out, ' ', blanks);
     std::memcpy(out + blanks, digits, count);
-    return {out, blanks + count};
+    return blanks + count;
 }
 
 // Reads radix-64 digits into 32 bits; all bits set for a bad one. Narrower and wider results follow from that number by
@@ -78,27 +77,46 @@ struct DigitPairs {
 };
 constexpr DigitPairs kDigitPairs;
 
-// Writes a number as the signed one of its bits, at least 32 of them.
-template <class Number> static inline std::string_view decimalEncode(Number value, NumberBuffer& out) {
+// The numbers with one digit more than those below, from 10 on.
+struct PowersOfTen {
+    unsigned __int64 of[20] = {1};
+
+    constexpr PowersOfTen() {
+        for (std::size_t i = 1; i < 20; ++i) of[i] = 10 * of[i - 1];
+    }
+};
+constexpr PowersOfTen kPowersOfTen;
+
+// The number of decimal digits. A bit is worth 0.30103 of a digit.
+static inline std::size_t decimalDigits(unsigned __int64 number) {
+    number |= 1; // 0 has a digit too, and no power of ten behind 1 is odd
+    const std::size_t least = (platform::highestBit(number) + 1) * 1233 >> 12;
+    return least + (number >= kPowersOfTen.of[least] ? 1 : 0);
+}
+
+// Writes a number as the signed one of its bits, at least 32 of them, and returns how many bytes these are.
+template <class Number> static inline std::size_t decimalEncode(Number value, char* out) {
     using Signed = std::conditional_t<sizeof(Number) < sizeof(int), int, std::make_signed_t<Number>>;
     using Unsigned = std::make_unsigned_t<Signed>;
     const auto number = static_cast<Signed>(value);
     auto rest = static_cast<Unsigned>(number);
-    if (number < 0) rest = 0 - rest;
-    char* const end = out + kNumberBuffer;
-    char* first = end;
+    char* first = out;
+    if (number < 0) {
+        rest = 0 - rest;
+        *first++ = '-';
+    }
+    char* const end = first + decimalDigits(rest);
+    char* at = end;
     for (; rest >= 100; rest /= 100) {
-        first -= 2;
-        std::memcpy(first, kDigitPairs.text + 2 * (rest % 100), 2);
+        at -= 2;
+        std::memcpy(at, kDigitPairs.text + 2 * (rest % 100), 2);
     }
     if (rest >= 10) {
-        first -= 2;
         std::memcpy(first, kDigitPairs.text + 2 * rest, 2);
     } else {
-        *--first = static_cast<char>('0' + rest);
+        *first = static_cast<char>('0' + rest);
     }
-    if (number < 0) *--first = '-';
-    return {first, static_cast<std::size_t>(end - first)};
+    return static_cast<std::size_t>(end - out);
 }
 
 template <class Number> static inline Number decimalDecode(const char* text) {

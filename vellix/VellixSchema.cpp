@@ -422,10 +422,9 @@ constexpr bool sameFolded(const char* left, const char* right, unsigned long len
 }
 
 constexpr unsigned long kLongestAttributeTag = 23;
-constexpr unsigned long kExactKey = 4;
-
 // A number for the bytes of a tag in lower case. Up to four bytes it tells the tag.
 constexpr unsigned int keyOf(const char* tag, unsigned long length) {
+    constexpr unsigned long kExactKey = 4;
     unsigned int key = 0;
     const unsigned long exact = length < kExactKey ? length : kExactKey;
     for (unsigned long i = 0; i < exact; ++i) key = key << 8 | fold(tag[i]);
@@ -433,22 +432,17 @@ constexpr unsigned int keyOf(const char* tag, unsigned long length) {
     return key;
 }
 
-// Finds the row of a tag in a short time: an open hash table over one map. No map fills more than a third of it.
+// Finds the row of a tag in a short time: an open hash table over one map. No map fills more than a third of it. A byte for
+// each place, since a process that uses the library keeps all of them in memory.
 struct TagIndex {
-    struct Place {
-        unsigned int key;
-        unsigned int position; // counted from 1; 0 in an empty place
-    };
-    Place places[256];
+    unsigned char positions[256]; // counted from 1; 0 in an empty place
 
     // The place of `tag`, or the empty place where it belongs.
     constexpr unsigned int find(const VellixMapTag* map, const char* tag, unsigned long length) const {
-        const unsigned int key = keyOf(tag, length);
-        unsigned int at = key * 2654435761U >> 24; // the golden ratio spreads neighbouring keys
-        for (; places[at].position != 0; at = (at + 1) % 256) {
-            if (places[at].key != key) continue;
-            const VellixMapTag& row = map[places[at].position - 1];
-            if (row.tagLen == length && (length <= kExactKey || sameFolded(row.tag, tag, length))) break;
+        unsigned int at = keyOf(tag, length) * 2654435761U >> 24; // the golden ratio spreads neighbouring keys
+        for (; positions[at] != 0; at = (at + 1) % 256) {
+            const VellixMapTag& row = map[positions[at] - 1];
+            if (row.tagLen == length && sameFolded(row.tag, tag, length)) break;
         }
         return at;
     }
@@ -458,9 +452,8 @@ constexpr TagIndex indexOf(const VellixDocTypeRow& type) {
     TagIndex index = {};
     for (unsigned int position = 0; position + 1 < type.mapTagLen; ++position) {
         const VellixMapTag& row = type.mapTag[position];
-        TagIndex::Place& place = index.places[index.find(type.mapTag, row.tag, row.tagLen)];
-        if (place.position == 0)
-            place = {keyOf(row.tag, row.tagLen), position + 1}; // of a repeated tag the first counts
+        unsigned char& place = index.positions[index.find(type.mapTag, row.tag, row.tagLen)];
+        if (place == 0) place = static_cast<unsigned char>(position + 1); // of a repeated tag the first counts
     }
     return index;
 }
@@ -505,6 +498,6 @@ const VellixMapTag* xmlRowByTag(VELLIX_DOC_TYPE type, const char* tag, unsigned 
     if (tag == nullptr || length > kLongestAttributeTag) return nullptr;
     const VellixDocTypeRow& row = xmlDocTypeRow(type);
     const TagIndex& index = kTagIndex[static_cast<std::size_t>(row.docType)];
-    const unsigned int position = index.places[index.find(row.mapTag, tag, length)].position;
+    const unsigned int position = index.positions[index.find(row.mapTag, tag, length)];
     return position != 0 ? row.mapTag + (position - 1) : nullptr;
 }

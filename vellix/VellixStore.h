@@ -157,14 +157,9 @@ public:
     /// the length noted here. False if the text or its escaped form is too long, and the slot stays as it was.
     bool put(unsigned int slot, const char* text, std::size_t length, bool plain);
 
-    /// Stores a short text that has nothing to escape and is no part of any text of the entry.
-    void putPlain(unsigned int slot, const char* text, std::size_t length) {
-        if (!isVacant(slot) || !fitsInRoom(length)) {
-            put(slot, text, length, true);
-            return;
-        }
-        *copyBytes(next, text, length) = '\0';
-        take(slot, length, length);
+    /// Returns where `length` bytes for a slot that has none can be written before they are taken, or null.
+    char* roomFor(unsigned int slot, std::size_t length) {
+        return isVacant(slot) && fitsInRoom(length) ? next : nullptr;
     }
 
     /// Stores the plain form of a text with references, up to its first NUL and cut to `most` bytes unless that is negative.

@@ -162,6 +162,7 @@ void VellixWriter::finishFile() {
 // A file that is to be marked is stored by way of its own stream, which the system tells of every failure since the start.
 void VellixWriter::endStream() {
     if (complete && intact && completeOffset != 0) stored = sync();
+    claim->keep(stream);
     if (std::fclose(stream) != 0) intact = false;
     stream = nullptr;
 }

@@ -132,6 +132,17 @@ static inline std::size_t lowestBit(std::uint64_t bits) {
 #endif
 }
 
+/// The number of the highest bit of `bits`, which isn't 0.
+static inline std::size_t highestBit(std::uint64_t bits) {
+#if defined(__GNUC__)
+    return static_cast<std::size_t>(63 ^ __builtin_clzll(bits));
+#else
+    std::size_t number = 0;
+    while ((bits >>= 1) != 0) ++number;
+    return number;
+#endif
+}
+
 /// The number of bits of `bits` that are 1.
 static inline unsigned int countBits(std::uint64_t bits) {
     unsigned int count = 0;
