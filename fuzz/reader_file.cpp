@@ -150,10 +150,11 @@ void checkPages(VELLIX_DOC_TYPE root, bool rootIsThere, const std::wstring& path
         require(pages.load(path.c_str()) && memory.load(bytes.data(), bytes.size()), "every file can be loaded");
     };
     load();
-    const bool same = walkBy(script, pages) == walkBy(script, memory);
-    require(same || bytes.size() > kPageSize, "a page and memory are walked alike");
+    const bool isOnePage = bytes.size() <= kPageSize;
+    const std::string given = walkBy(script, pages);
+    require(!isOnePage || walkBy(script, memory) == given, "a page and memory are walked alike");
     load();
-    if (!rootIsThere && bytes.size() > kPageSize) return;
+    if (!rootIsThere && !isOnePage) return;
     require(readToEnd(pages, true) == readToEnd(memory, true), "pages and memory give the same entries");
     require(pages.getLastError() == VELLIX_SUCCESS, "nothing is left out");
 }
@@ -170,8 +171,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text = blownUp(rootIsThere ? kHeader + R"(<CatResults IC="1" ID="s">)" : "", input);
     const Guarded bytes(text);
     writeFile(directory.file("a.xml"), text);
-    checkTags(root, bytes);
-    checkDocument(root, bytes);
+    if (bytes.size() <= kPageSize) { // more would show nothing else, and take its time
+        checkTags(root, bytes);
+        checkDocument(root, bytes);
+    }
     checkPages(root, rootIsThere, directory.wide("a.xml"),
                Input(reinterpret_cast<const std::uint8_t*>(steps.data()), steps.size()), bytes);
     return 0;
