@@ -47,6 +47,16 @@ TEST(Entry, WithoutATypeThereIsNoTextAndNoSlot) {
     EXPECT_TRUE(VellixEntry(VELLIX_DOC_IMG_ALT_ID_LIST, 7).isEmpty()) << "there is no slot 1";
 }
 
+TEST(Entry, OpenTagIsThatOfADocumentWhereOnlyEntriesStand) {
+    VellixDoc doc(VELLIX_DOC_FH);
+    EXPECT_STREQ(doc.VellixEntry::getOpenTag(), "<ET");
+    VellixEntry entry = sample();
+    doc.addEntry(entry);
+    EXPECT_STREQ(doc.VellixEntry::getOpenTag(), "<CatFH");
+    doc.addAttribute(6, "a");
+    EXPECT_STREQ(doc.VellixEntry::getOpenTag(), "<ET");
+}
+
 TEST(Entry, UntestedSetterTakesAnyTextWhereThereIsAnAttribute) {
     OpenEntry entry(VELLIX_DOC_FH);
     for (const unsigned short slot : Ids{0, 63, 64, 76}) EXPECT_TRUE(entry.addAttribute_s(slot, "no number"));

@@ -161,7 +161,8 @@ TEST(Values, NumbersAreReadInBothSignsAndNeverCut) {
         vellix::fh::RI,
         ". => 0 | / => 1 | ./ => 64 | zzzzz1 => 4294967295 | zzzzzz => 4294967295 | .....0 => 2147483648 | "
         "....... => nothing | .....2 => nothing | zzzzzy => 3221225471 | .....x => nothing | .....y => 2147483648 | "
-        "      ./ => 64 | / / => 65 |  => nothing |     => nothing | - => nothing | /, => nothing | -1 => nothing");
+        "      ./ => 64 | / / => 65 |  => nothing |     => nothing | - => nothing | /, => nothing | { => nothing | -1 "
+        "=> nothing");
 }
 
 // The tag of the name is written and read, whatever the slot.
