@@ -91,6 +91,8 @@ TEST(Entry, TextGettersGiveTheSlotOrLeaveTheirArgument) {
     EXPECT_EQ(text, "a&amp;b");
     EXPECT_TRUE(entry.getAttribute(6, text));
     EXPECT_EQ(text, "a&b");
+    EXPECT_TRUE(entry.addAttribute(6, entry.getAttribute(6) + 1) && entry.addAttribute(7, entry.getAttributeStr(6)));
+    EXPECT_EQ(slotsOf(entry), "0=5; 6=&b; 7=&b") << "a value may come from the slot that it goes to";
 }
 
 TEST(Entry, LimitedAttributesAreCutInBytes) {
