@@ -1,53 +1,162 @@
 // SPDX-License-Identifier: Apache-2.0
-// A reader over a file of several pages. The first byte is the length of a script of calls; the rest becomes the file, blown
-// up: a byte 1 stands for a run of up to 65535 bytes, a byte 2 for a run that ends a given way in front of the next page
-// boundary. The length or that way, and the byte itself, follow.
+// A reader over a file of several pages and over the same text in memory, and a document that loads the text. The first byte is the type of its root, 255 for a
+// text behind a root of our own; the second is the length of a script of calls; the rest becomes the text, blown up: a byte
+// 1 stands for a run of up to 65535 bytes, a byte 2 for a run that ends a given way in front of the next page boundary. The
+// length or that way, and the byte itself, follow.
 #include <algorithm>
+#include <memory>
+#include <vector>
 
-#include "ReaderWalk.h"
+#include "Fuzz.h"
+#include "tests/FileSupport.h"
 #include "tests/TempDir.h"
 
 using namespace filetest;
 
 namespace {
 
+constexpr unsigned int kOwnRoot = 255;
 constexpr std::size_t kMostBytes = 3 * kPageSize;
+constexpr std::size_t kMostGiven = 1000000; // a document that is filled again and again is shown as often
 
-std::string blownUp(Input& input) {
-    std::string file = kHeader + R"(<CatResults IC="1" ID="s">)";
-    while (!input.isEmpty() && file.size() < kMostBytes) {
+std::string blownUp(std::string text, Input& input) {
+    while (!input.isEmpty() && text.size() < kMostBytes) {
         const unsigned int byte = input.byte();
         if (byte != 1 && byte != 2) {
-            file += static_cast<char>(byte);
+            text += static_cast<char>(byte);
             continue;
         }
         const std::size_t number = input.byte();
-        const std::size_t toBoundary = kPageSize - file.size() % kPageSize;
+        const std::size_t toBoundary = kPageSize - text.size() % kPageSize;
         const std::size_t run = byte == 1 ? 257 * number : toBoundary - std::min(toBoundary, number);
-        file.append(run, static_cast<char>(input.byte()));
+        text.append(run, static_cast<char>(input.byte()));
     }
-    return file;
+    return text;
 }
 
-// Pages and memory give the same entries, as the root's tag, which every walk begins behind, is whole on the first page.
-// Documents are left out: those are looked for on one page alone, and the page's end may cut what memory shows whole.
-void checkEntries(const std::wstring& path, const Guarded& bytes) {
-    OpenReader pages;
-    OpenReader memory;
-    require(pages.load(path.c_str()) && memory.load(bytes.data(), bytes.size()), "every file can be loaded");
-    require(readToEnd(pages) == readToEnd(memory), "pages and memory give the same entries");
-    require(pages.getLastError() == VELLIX_SUCCESS, "nothing is left out");
+unsigned long positionOf(OpenReader& reader) {
+    const XmlStr* const cursor = reader.getXmlStr();
+    require(cursor->position <= cursor->length, "the position is inside the text");
+    return cursor->position;
 }
 
-// On one page there is no difference at all.
-void checkWalk(const std::wstring& path, const Input& script, const Guarded& bytes) {
-    OpenReader pages;
-    require(pages.load(path.c_str()), "every file can be loaded");
+// The text of a document, once both ways to it have given the same.
+std::string contentOf(const VellixDoc& doc) {
+    std::string text = filetest::textOf(doc);
+    require(doc.size() > text.size(), "the size of a document is enough");
+    for (const std::size_t room : {text.size() + 1, text.size(), text.size() / 2}) {
+        Guarded buffer(room);
+        char* cursor = buffer.data();
+        auto left = static_cast<unsigned long>(room);
+        const bool fits = doc.serialize(cursor, left);
+        require(fits == (room > text.size()), "a document fits with its terminator");
+        require(fits ? left == 1 && cursor == buffer.data() + text.size() && buffer.data() == text
+                     : left == room && cursor == buffer.data() && (room == 0 || *cursor == '\0'),
+                "a document's text in a buffer is the same, or none");
+    }
+    return text + '|' + slotsOf(doc) + (doc.isEntryClosed() ? "|closed\n" : "|open\n");
+}
+
+// Asks for documents and entries as the script says, and tells all that it was given.
+std::string walkBy(Input script, OpenReader& reader) {
+    std::vector<std::unique_ptr<VellixDoc>> docs;
+    docs.push_back(std::make_unique<VellixDoc>(VELLIX_DOC_FH, &reader));
+    VellixEntry entry;
+    std::string given = contentOf(reader.rootDoc()) + reader.getSessionID() + (reader.isComplete() ? "!" : "?");
+    while (!script.isEmpty() && given.size() < kMostGiven) {
+        const unsigned int step = script.below(6);
+        bool found = false;
+        if (step > 3) {
+            found = docs.back()->getNextEntry(entry);
+            given += ::textOf(entry) + (entry.isEntryClosed() ? "/" : "");
+        } else {
+            if (step == 2) docs.emplace_back(reader.readDoc(script.type()));
+            if (step < 2) {
+                auto doc = std::make_unique<VellixDoc>(script.type());
+                found = step == 0 ? reader.getNextDoc(*doc) : docs.back()->getNextChildDoc(*doc);
+                docs.push_back(std::move(doc));
+            }
+            if (step == 3) found = reader.getFirstDoc(*docs.back()); // keeps what it holds
+            given += contentOf(*docs.back());
+        }
+        given += std::to_string(positionOf(reader)) + (found ? "+" : "-");
+    }
+    // All that the documents hold stays good without the reader.
+    for (const auto& doc : docs) given += contentOf(VellixDoc(*doc));
+    return given;
+}
+
+// Entries are what the tags behind the root's hold, each read for itself.
+void checkTags(VELLIX_DOC_TYPE root, const Guarded& bytes) {
+    OpenReader reader(root);
+    require(reader.load(bytes.data(), bytes.size()), "every text can be loaded");
+    XmlStr cursor = cursorOver(bytes);
+    VellixEntry tag;
+    const auto pass = [&cursor, &tag](VELLIX_DOC_TYPE type) {
+        tag.clear();
+        tag.setType(type);
+        cursor.skipToTag();
+        tag.parseAttrXMLString(&cursor);
+    };
+    bool found = false;
+    while (!found && !cursor.atEnd()) {
+        pass(VELLIX_DOC_NONE);
+        found = tag.getType() == root;
+    }
+    const bool hasContents = found && xmlDocTypeRow(root).cacheData != 0;
+    require(hasContents || positionOf(reader) == cursor.position, "a load reads up to the root's tag");
+    require(reader.rootDoc() == (found ? tag : VellixEntry()), "the root has the attributes of its tag");
+
+    std::vector<std::string> entries;
+    for (cursor.position = positionOf(reader); !cursor.atEnd();) {
+        pass(VELLIX_DOC_FH);
+        if (!tag.isEmpty()) entries.push_back(slotsOf(tag));
+    }
+    require(readToEnd(reader) == entries, "entries are what the tags hold");
+}
+
+// The first tag that yields attributes is a loaded document's own, and all behind it that do are its entries.
+void checkDocument(VELLIX_DOC_TYPE type, const Guarded& bytes) {
+    VellixDoc doc(type);
+    require(doc.load(bytes.data(), bytes.size()), "every text can be loaded");
+    const std::string text = contentOf(doc);
+    XmlStr cursor = cursorOver(bytes);
+    std::string entries;
+    std::size_t count = 0;
+    for (cursor.skipToTag(); !cursor.atEnd(); cursor.skipToTag()) {
+        VellixEntry tag(type);
+        tag.parseAttrXMLString(&cursor);
+        type = VELLIX_DOC_NONE; // the type in hand is for what stands first
+        if (tag.isEmpty()) continue;
+        if (++count > 1) entries += tag.toString();
+        if (count > 1) continue;
+        const char* const name = xmlDocTypeRow(tag.getType()).name;
+        const bool isSpelledSo = name != nullptr && std::string(name) == tag.getEntryName();
+        require(doc.getType() == tag.getType(), "a document takes the type of its tag");
+        require(slotsOf(doc) == (isSpelledSo ? slotsOf(tag) : ""),
+                "a document takes the attributes of a tag of its name");
+    }
+    require(doc.getNumberOfEntries() == (count > 1 ? count - 1 : 0), "a document counts its entries");
+    require(text.find(entries + (count > 1 ? doc.getCloseTag() : "") + '|') != std::string::npos,
+            "a document holds its entries");
+}
+
+// On one page there is no difference between a file and a text in memory. On more of them there is none between the entries if
+// the root's tag, which every walk begins behind, is whole on the first page. Documents are looked for on one page alone.
+void checkPages(VELLIX_DOC_TYPE root, bool rootIsThere, const std::wstring& path, Input script, const Guarded& bytes) {
+    OpenReader pages(root);
+    OpenReader memory(root);
+    const auto load = [&] {
+        require(pages.load(path.c_str()) && memory.load(bytes.data(), bytes.size()), "every file can be loaded");
+    };
+    load();
+    const bool isOnePage = bytes.size() <= kPageSize;
     const std::string given = walkBy(script, pages);
-    if (bytes.size() > kPageSize) return;
-    OpenReader memory;
-    require(memory.load(bytes.data(), bytes.size()), "every text can be loaded");
-    require(walkBy(script, memory) == given, "a page and memory are walked alike");
+    require(!isOnePage || walkBy(script, memory) == given, "a page and memory are walked alike");
+    load();
+    if (!rootIsThere && !isOnePage) return;
+    require(readToEnd(pages, true) == readToEnd(memory, true), "pages and memory give the same entries");
+    require(pages.getLastError() == VELLIX_SUCCESS, "nothing is left out");
 }
 
 } // namespace
@@ -55,12 +164,18 @@ void checkWalk(const std::wstring& path, const Input& script, const Guarded& byt
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const TempDir directory;
     Input input(data, size);
+    const bool rootIsThere = size != 0 && data[0] == kOwnRoot;
+    const VELLIX_DOC_TYPE type = input.type();
+    const VELLIX_DOC_TYPE root = rootIsThere ? VELLIX_DOC_RESULTS : type;
     const std::string steps = input.text(input.byte());
-    const std::string file = blownUp(input);
-    const Guarded bytes(file);
-    writeFile(directory.file("a.xml"), file);
-    const std::wstring path = directory.wide("a.xml");
-    checkEntries(path, bytes);
-    checkWalk(path, Input(reinterpret_cast<const std::uint8_t*>(steps.data()), steps.size()), bytes);
+    const std::string text = blownUp(rootIsThere ? kHeader + R"(<CatResults IC="1" ID="s">)" : "", input);
+    const Guarded bytes(text);
+    writeFile(directory.file("a.xml"), text);
+    if (bytes.size() <= kPageSize) { // more would show nothing else, and take its time
+        checkTags(root, bytes);
+        checkDocument(root, bytes);
+    }
+    checkPages(root, rootIsThere, directory.wide("a.xml"),
+               Input(reinterpret_cast<const std::uint8_t*>(steps.data()), steps.size()), bytes);
     return 0;
 }

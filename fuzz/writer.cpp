@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A writer under calls in any order. A model of the documents and of the page rule tells every byte of the file; and what
-// went into it comes back when it is read.
+// A writer under calls in any order. A model of the documents, of the page rule and of the mark tells every byte of the
+// file, what each call answers and the code that it leaves.
 #include <algorithm>
 #include <memory>
 #include <vector>
@@ -15,16 +15,42 @@ using namespace filetest;
 namespace {
 
 constexpr std::size_t kMostBytes = 5 * kPageSize;
+constexpr int kUntouched = 99; // a code of nobody's
+constexpr unsigned int kTypes = VELLIX_DOC_ENTRY_CONSTR_AND + 2;
+const char* const kMarks[] = {"0", "9", "10", "x", ""}; // values of IC, of which one digit alone can be marked
 
-// A file as it should become.
-class ModelFile {
-public:
+const char* orEmpty(const char* text) { return text != nullptr ? text : ""; }
+
+// A file as it should become, and what a writer knows of it.
+struct ModelFile {
+    std::string bytes;
+    std::size_t boundary = kPageSize;
+    bool isThere = false;
     bool isOpen = false;
+    bool isIntact = false;
+    bool isFinished = false;
+    bool tagMissing = false;
+    bool headerWritten = false;
+    bool firstDocSeen = false;
+    bool isMarked = false;
+    std::size_t markAt = 0; // where the root's tag has a place for the mark
+    std::size_t viewed = 0;
+    int code = kUntouched;
 
-    void start() {
+    void startOver() {
+        const int before = code;
         *this = ModelFile();
-        isOpen = true;
+        code = before;
     }
+
+    void open() {
+        isThere = isOpen = true;
+        isIntact = !tagMissing;
+    }
+
+    void refuse() { code = VELLIX_ERR_FILE_OPEN; } // what needs a file
+
+    std::size_t room() const { return boundary > bytes.size() ? boundary - bytes.size() : 0; }
 
     // A record of some length that is given another one for its place.
     void put(const std::string& record, std::size_t placed) {
@@ -33,138 +59,105 @@ public:
             bytes.append(room(), ' ');
             boundary += kPageSize;
         }
-        regular = regular && record.size() <= std::min(placed, kPageSize);
-        const std::size_t begin = bytes.size();
         bytes += record;
-        records += record;
-        const bool crosses = !record.empty() && begin / kPageSize != (bytes.size() - 1) / kPageSize;
-        require(!regular || !crosses, "a record that fits crosses no boundary");
     }
 
     void put(const std::string& record) { put(record, record.size()); }
 
-    std::size_t room() const { return boundary > bytes.size() ? boundary - bytes.size() : 0; }
+    void putEntry(const std::string& record) {
+        put(record);
+        if (!isOpen) refuse();
+    }
 
-    const std::string& content() const { return bytes; }
-    const std::string& withoutFilling() const { return records; }
-
-private:
-    std::string bytes;
-    std::string records;
-    std::size_t boundary = kPageSize;
-    bool regular = true; // no record so far was longer than a page or than it was said to be
-};
-
-// The tag of a document or entry with one attribute at most.
-struct Attribute {
-    std::string tag;
-    std::string value;
-
-    std::string text() const {
-        if (tag.empty()) return "";
-        return ' ' + tag + "=\"" + MallocText(xmlEncode(value.c_str(), nullptr, -1)).get() + '"';
+    bool hasPlaceForMark() const {
+        return markAt != 0 && bytes[markAt] >= '0' && bytes[markAt] <= '9' && bytes[markAt + 1] == '"';
     }
 };
-
-const char* orEmpty(const char* text) { return text != nullptr ? text : ""; }
 
 // A document that streams, and what is known of it.
 struct ModelDoc {
     explicit ModelDoc(VELLIX_DOC_TYPE type) : row(xmlDocTypeRow(type)) {}
 
     const VellixDocTypeRow& row;
-    Attribute attribute;
-    std::vector<std::string> held;
-    bool leaf = true;
-    bool opened = false;
-    bool closeWritten = false;
-    bool closed = false;
+    std::string attributes;
+    std::vector<std::string> held; // a child and an entry
+    bool isLeaf = true;
+    bool isOpened = false;
+    bool isClosed = false;
 
     void open(ModelFile& file) {
-        if (opened) return;
-        opened = true;
-        file.put(row.openTag == nullptr ? "" : row.openTag + attribute.text() + (leaf ? "/>" : ">"));
-        for (const std::string& record : held) file.put(record);
+        if (isOpened) return;
+        isOpened = true;
+        file.tagMissing = file.tagMissing || !file.isOpen;
+        file.put(row.openTag == nullptr ? "" : row.openTag + attributes + (isLeaf ? "/>" : ">"));
+        if (held.empty()) return;
+        file.put(held[0]);
+        file.putEntry(held[1]);
     }
 
     void add(ModelFile& file) {
-        leaf = false;
-        closed = false;
+        isLeaf = false;
+        isClosed = false;
         open(file);
     }
 
     void close(ModelFile& file) {
-        if (closed) return;
-        closed = true;
+        if (isClosed) return;
+        isClosed = true;
         open(file);
-        if (!closeWritten && !leaf) file.put(orEmpty(row.closeTag));
-        opened = false;
-        closeWritten = false;
+        if (!isLeaf) file.put(orEmpty(row.closeTag));
+        isOpened = false;
         held.clear();
     }
 };
 
 class Run {
 public:
-    Run(Input& source, const TempDir& place)
-        : input(source), directory(place), rootType(source.type()), root(rootType), writer(rootType) {
-        if (rootType == VELLIX_DOC_RESULTS) {
-            writer.getRootDoc().addAttribute(1, "7");
-            root.attribute = {"IC=\"0\" ID", "7"};
+    Run(Input& source, const TempDir& place) : Run(source, place, source.byte()) {}
+
+    void play() {
+        while (!input.isEmpty() && file.bytes.size() < kMostBytes) {
+            file.code = kUntouched;
+            writer.setError(kUntouched);
+            const unsigned int kind = input.below(16);
+            (this->*(kind < 13 ? kSteps[kind] : kEnds[kind - 13][input.below(4)]))();
+            check();
         }
-    }
-
-    void step() {
-        switch (input.below(16)) {
-        case 0:
-        case 1:
-            return create(input.below(8) == 7);
-        case 2:
-        case 3:
-            return addDoc();
-        case 4:
-            return addHeldDoc();
-        case 5:
-        case 6:
-        case 7:
-        case 8:
-            return addEntry();
-        case 9:
-            return closeDoc();
-        case 10:
-            return write();
-        case 11:
-            return writeEntry();
-        case 12:
-            return mark();
-        case 13:
-            return input.below(4) == 0 ? reset() : flush();
-        case 14:
-            return input.below(4) == 0 ? close() : flush();
-        default:
-            return input.below(4) == 0 ? serialize() : flush();
-        }
-    }
-
-    void check() {
-        require(writer.size() == static_cast<__int64>(file.content().size() + 1), "the writer knows its position");
-    }
-
-    bool isLarge() const { return file.content().size() > kMostBytes; }
-
-    void finish() {
         while (!docs.empty()) closeDoc();
         close();
         check();
-        checkFile();
+        require(!isNamed || bytesOf(directory.file("a.xml")) == withMark(), "the finished file is as it should be");
     }
 
 private:
+    using Step = void (Run::*)();
+    static const Step kSteps[13];
+    static const Step kEnds[3][4];
+
     struct Pair {
         ModelDoc model;
+        VellixDoc child;
         VellixDoc doc;
         explicit Pair(VELLIX_DOC_TYPE type) : model(type), doc(type) {}
     };
+
+    Run(Input& source, const TempDir& place, unsigned int choice)
+        : input(source), directory(place), root(static_cast<VELLIX_DOC_TYPE>(choice % kTypes)),
+          writer(static_cast<VELLIX_DOC_TYPE>(choice % kTypes)) {
+        writer.setError(kUntouched);
+        const bool isResults = root.row.docType == VELLIX_DOC_RESULTS;
+        if (!isResults && root.row.docType != VELLIX_DOC_DOC) return;
+        const char* const mark = kMarks[choice / kTypes % std::size(kMarks)];
+        writer.getRootDoc().addAttribute("IC", 2, mark);
+        if (isResults) writer.getRootDoc().addAttribute(1, "7");
+        root.attributes = std::string(" IC=\"") + mark + (isResults ? R"(" ID="7")" : "\"");
+    }
+
+    void check() {
+        require(writer.size() == static_cast<__int64>(file.bytes.size() + 1), "the writer knows its position");
+        require(writer.isIntact() == file.isIntact, "the writer knows what is lost");
+        require(writer.getLastError() == file.code, "each call leaves the code of its failure, or the one before");
+    }
 
     // A value that may fill pages.
     std::string value() {
@@ -175,127 +168,115 @@ private:
 
     // What a record of some length lacks to end at the boundary or next to it. Mostly nothing, to let it end anywhere.
     std::string filling(std::size_t length) {
-        const std::size_t target = file.room() + 2 - input.below(5);
-        return std::string(input.below(4) == 0 && target > length && target <= file.room() + 2 ? target - length : 0,
-                           'z');
+        const std::size_t target = file.room() + 2 - std::min<std::size_t>(input.below(5), file.room() + 2);
+        return std::string(input.below(4) == 0 && target > length ? target - length : 0, 'z');
     }
 
-    // An attribute that takes any text whatever its length.
-    Attribute attributeFor(VELLIX_DOC_TYPE type) {
-        const VellixMapTag* const row = xmlRowAt(type, input.byte() % 64);
-        if (row == nullptr || row->maxLen >= 0 || type == VELLIX_DOC_SEARCH_CRITERIA || type == VELLIX_DOC_FRAG)
-            return {};
-        return {row->tag, value()};
+    // Gives an attribute that takes any text whatever its length, made longer as `fill` says, and returns its text.
+    std::string give(VellixEntry& entry, bool fill = false) {
+        const VellixMapTag* const row = xmlRowAt(entry.getType(), input.byte() % 64);
+        if (row == nullptr || row->maxLen >= 0 || entry.getType() == VELLIX_DOC_SEARCH_CRITERIA ||
+            entry.getType() == VELLIX_DOC_FRAG)
+            return "";
+        std::string text = value();
+        if (fill) text += filling(text.size() + row->tagLen + 9);
+        require(entry.addAttribute(row->tag, row->tagLen, text.c_str()), "an attribute is stored");
+        return std::string(" ") + row->tag + "=\"" + MallocText(xmlEncode(text.c_str(), nullptr, -1)).get() + '"';
     }
 
-    static void give(VellixEntry& entry, const Attribute& attribute) {
-        if (attribute.tag.empty()) return;
-        require(entry.addAttribute(attribute.tag.data(), static_cast<unsigned int>(attribute.tag.size()),
-                                   attribute.value.c_str()),
-                "an attribute is stored");
-    }
-
-    static std::string entryText(VELLIX_DOC_TYPE type, const Attribute& attribute) {
+    // The text of an entry with these attributes.
+    static std::string textWith(VELLIX_DOC_TYPE type, const std::string& attributes) {
         const char* const tag = xmlDocTypeRow(type).entryOpenTag;
-        return tag == nullptr ? "" : tag + attribute.text() + "/>";
+        return tag == nullptr ? "" : tag + attributes + "/>";
     }
 
-    void create(bool asTemporary) {
+    void create() {
+        const unsigned int kind = input.below(8);
+        const bool asTemporary = kind == 7;
+        if (kind == 6) {
+            require(!writer.create(nullptr), "no file has no name");
+            file.code = VELLIX_ERR_NULL_ARGUMENT;
+            return;
+        }
         const bool made = asTemporary ? writer.create() : writer.create(directory.wide("a.xml").c_str());
         require(made == !file.isOpen, "a file is made where none is under way");
-        if (!made) return;
-        if (finished) expectNew();
-        file.start();
-        named = !asTemporary;
-        temporary = asTemporary;
+        if (!made) return file.refuse();
+        if (file.isFinished) file.startOver();
+        file.open();
+        isNamed = !asTemporary;
+        isTemporary = asTemporary;
     }
 
     void reset() {
-        require(writer.reset(), "a writer can start over");
         if (file.isOpen) expectClosed();
-        expectNew();
-        file.isOpen = named || temporary;
-    }
-
-    void expectNew() {
-        file.start();
-        firstDocSeen = false;
-        headerWritten = false;
-        finished = false;
-        raw = false;
-        markIsSet = false;
-        rootAtFront = false;
-        viewed = 0;
+        require(writer.reset(), "a writer can start over");
+        file.startOver();
+        isNamed || isTemporary ? file.open() : file.refuse();
     }
 
     void writeHeader() {
-        headerWritten = true;
+        file.headerWritten = true;
         file.put(kHeader, kHeader.size() + 1);
     }
 
-    // Whether the root's tag gets to where the mark has its place.
-    void openRoot() {
-        if (root.opened || !file.isOpen) return;
-        rootAtFront = file.content() == kHeader && root.row.docType == VELLIX_DOC_RESULTS;
+    void notePlaceForMark() {
+        if (file.isOpen && !root.isOpened && file.bytes == kHeader && !root.attributes.empty())
+            file.markAt = kHeader.size() + std::strlen(root.row.entryOpenTag) + std::strlen(" IC=\"");
     }
 
     void attach(Pair& pair) {
-        if (docs.empty()) {
-            writer.addDoc(pair.doc);
-            if (firstDocSeen) return;
-            firstDocSeen = true;
-            const bool wanted = pair.model.row.includeXmlHeader != 0;
-            if (wanted || (!headerWritten && root.row.includeXmlHeader != 0)) writeHeader();
-            openRoot();
-            root.add(file);
-        } else {
+        if (!docs.empty()) {
             docs.back()->doc.addChildDoc(pair.doc);
-            docs.back()->model.add(file);
+            return docs.back()->model.add(file);
         }
+        writer.addDoc(pair.doc);
+        if (file.firstDocSeen) return;
+        file.firstDocSeen = true;
+        const bool wanted = pair.model.row.includeXmlHeader != 0;
+        if (wanted || (!file.headerWritten && root.row.includeXmlHeader != 0)) writeHeader();
+        notePlaceForMark();
+        root.add(file);
+    }
+
+    void add(std::unique_ptr<Pair> pair) {
+        if (docs.size() == 8) return closeDoc();
+        attach(*pair);
+        docs.push_back(std::move(pair));
     }
 
     void addDoc() {
-        if (docs.size() == 8) return;
-        const VELLIX_DOC_TYPE type = input.type();
-        auto pair = std::make_unique<Pair>(type);
-        pair->model.attribute = attributeFor(type);
-        give(pair->doc, pair->model.attribute);
-        attach(*pair);
-        docs.push_back(std::move(pair));
+        auto pair = std::make_unique<Pair>(input.type());
+        pair->model.attributes = give(pair->doc);
+        add(std::move(pair));
     }
 
-    // A document that holds an entry and a child before it gets a writer.
+    // Adds a document that holds an entry and a child before it gets a writer.
     void addHeldDoc() {
-        const VELLIX_DOC_TYPE type = input.type();
-        const VELLIX_DOC_TYPE childType = input.type();
-        VellixDoc child(childType);
-        auto pair = std::make_unique<Pair>(type);
-        const Attribute attribute = attributeFor(type);
-        VellixEntry entry(type);
-        give(entry, attribute);
+        auto pair = std::make_unique<Pair>(input.type());
+        pair->child.setType(input.type());
+        VellixEntry entry(pair->doc.getType());
+        const VellixDocTypeRow& row = xmlDocTypeRow(pair->child.getType());
+        const std::string child = row.openTag == nullptr ? "" : std::string(row.openTag) + "/>";
+        pair->model.held = {(row.includeXmlHeader != 0 ? kHeader : "") + child, textWith(entry.getType(), give(entry))};
+        pair->model.isLeaf = false;
+        pair->doc.addChildDoc(pair->child);
         pair->doc.addEntry(entry);
-        pair->doc.addChildDoc(child);
-        const VellixDocTypeRow& row = xmlDocTypeRow(childType);
-        const std::string childText = row.openTag == nullptr ? "" : std::string(row.openTag) + "/>";
-        pair->model.held = {(row.includeXmlHeader != 0 ? kHeader : "") + childText, entryText(type, attribute)};
-        pair->model.leaf = false;
-        attach(*pair);
-        docs.push_back(std::move(pair));
-        closeDoc();
+        add(std::move(pair));
     }
 
     void addEntry() {
         if (docs.empty()) return;
-        const VELLIX_DOC_TYPE type = docs.back()->doc.getType();
-        Attribute attribute = attributeFor(type);
-        attribute.value += filling(entryText(type, attribute).size());
-        VellixEntry entry(type);
-        give(entry, attribute);
-        const bool added = docs.back()->doc.addEntry(entry);
-        const std::string text = entryText(type, attribute);
-        docs.back()->model.add(file);
-        file.put(text);
-        require(added == (file.isOpen && !text.empty()), "an entry goes to the file");
+        Pair& pair = *docs.back();
+        VellixEntry entry(pair.doc.getType());
+        const std::string text = textWith(entry.getType(), give(entry, true));
+        const bool added = pair.doc.addEntry(entry);
+        pair.model.add(file);
+        expectEntry(added, text);
+    }
+
+    void expectEntry(bool written, const std::string& text) {
+        require(written == (file.isOpen && !text.empty()), "an entry goes to the file");
+        file.putEntry(text);
     }
 
     void closeDoc() {
@@ -310,30 +291,32 @@ private:
         std::string text = value();
         text += filling(text.size());
         const std::size_t placed = input.below(4) == 0 ? input.word() : text.size();
-        require(writer.write(text.c_str(), static_cast<unsigned long>(placed)) == (file.isOpen && !text.empty()),
-                "a text goes to the file");
-        file.put(text, placed);
-        raw = true;
+        const bool isNull = text.empty() && placed % 2 != 0;
+        const bool written = writer.write(isNull ? nullptr : text.c_str(), static_cast<unsigned long>(placed));
+        require(written == (file.isOpen && !text.empty()), "a text goes to the file");
+        if (!isNull) return file.put(text, placed);
+        if (file.isOpen) file.code = VELLIX_ERR_NULL_ARGUMENT;
     }
 
     void writeEntry() {
-        const VELLIX_DOC_TYPE type = input.type();
-        const Attribute attribute = attributeFor(type);
-        VellixEntry entry(type);
-        give(entry, attribute);
-        const std::string text = entryText(type, attribute);
-        require(writer.write(entry) == (file.isOpen && !text.empty()), "an entry goes to the file");
-        file.put(text);
-    }
-
-    void flush() {
-        require(writer.flush() == file.isOpen, "a file under way can be flushed");
-        if (file.isOpen && named) require(bytesOf(directory.file("a.xml")) == file.content(), "each record is written");
+        VellixEntry entry(input.type());
+        const std::string text = textWith(entry.getType(), give(entry));
+        expectEntry(writer.write(entry), text);
     }
 
     void mark() {
         writer.markComplete();
-        marked = true;
+        markIsWanted = true;
+    }
+
+    void flush() {
+        require(writer.flush() == file.isOpen, "a file under way can be flushed");
+        if (file.isOpen && isNamed) require(bytesOf(directory.file("a.xml")) == file.bytes, "each record is written");
+    }
+
+    void sync() {
+        require(writer.sync() == file.isOpen, "a file under way can be stored");
+        if (!file.isOpen) file.refuse();
     }
 
     void close() {
@@ -342,77 +325,62 @@ private:
     }
 
     void expectClosed() {
-        if (!finished && file.isOpen) {
-            if (!headerWritten && root.row.includeXmlHeader != 0) writeHeader();
-            if (!root.closed) openRoot();
+        if (!file.isFinished && file.isOpen) {
+            if (!file.headerWritten && root.row.includeXmlHeader != 0) writeHeader();
+            if (!root.isClosed) notePlaceForMark();
             root.close(file);
             file.isOpen = false;
         }
-        finished = true;
-        if (marked && rootAtFront) view(markPlace() + 2);
+        file.isFinished = true;
+        if (!markIsWanted || file.isMarked) return;
+        const bool isSeen = file.viewed >= file.markAt + 2; // by a caller
+        if (file.isIntact && file.markAt != 0 && !isSeen) return view(file.markAt + 2);
+        file.code = !file.isThere      ? VELLIX_ERR_FILE_OPEN
+                    : !file.isIntact   ? VELLIX_ERR_BAD_HANDLE
+                    : file.markAt == 0 ? VELLIX_ERR_SYNTAX
+                                       : VELLIX_ERR_NOT_MAPPED;
     }
 
     void serialize() {
         const char* const text = writer.serialize();
         expectClosed();
-        if (named || temporary) view(file.content().size());
-        const bool there = (named || temporary) && viewed == file.content().size() && viewed != 0;
-        require((text != nullptr) == there, "a finished file can be seen");
-        require(!there || std::string(text, viewed) == withMark(), "the view shows the file");
+        view(file.bytes.size());
+        require((text != nullptr) == (file.viewed != 0), "a finished file can be seen");
+        require(text == nullptr || std::string(text, file.viewed) == withMark(), "the view shows the file");
     }
-
-    std::size_t markPlace() const { return kHeader.size() + std::strlen(orEmpty(root.row.entryOpenTag)) + 5; }
 
     // A view is only ever replaced by a longer one, and whoever makes a view sets the mark.
     void view(std::size_t length) {
-        if (viewed >= length) return;
-        viewed = length;
-        markIsSet = markIsSet || (marked && rootAtFront && viewed >= markPlace() + 2);
+        if (file.viewed >= length) return;
+        file.viewed = length;
+        if (!markIsWanted || file.isMarked || length < file.markAt + 2) return;
+        file.isMarked = file.isIntact && file.hasPlaceForMark();
+        if (!file.isMarked) file.code = file.isIntact ? VELLIX_ERR_SYNTAX : VELLIX_ERR_BAD_HANDLE;
     }
 
     std::string withMark() const {
-        std::string bytes = file.content();
-        if (markIsSet) bytes[markPlace()] = '1';
+        std::string bytes = file.bytes;
+        if (file.isMarked) bytes[file.markAt] = '1';
         return bytes;
-    }
-
-    void checkFile() {
-        if (!named) return;
-        const std::string path = directory.file("a.xml");
-        require(bytesOf(path) == withMark(), "the finished file is as it should be");
-        // The root's tag has to stand in front, or it would be looked for where entries are: in memory in all of them, and
-        // else on one page. And what was written as text may be half a tag, into which filling may have come.
-        const std::string begin = orEmpty(root.row.openTag);
-        const std::size_t at = file.content().compare(0, kHeader.size(), kHeader) == 0 ? kHeader.size() : 0;
-        const std::string written = file.content() + '\0';
-        if (raw || begin.empty() || root.row.cacheData != 0 || written.compare(at, begin.size(), begin) != 0) return;
-        if (std::strchr(" />", written[at + begin.size()]) == nullptr) return;
-        const Guarded bytes(file.withoutFilling());
-        OpenReader pages(rootType);
-        OpenReader memory(rootType);
-        require(pages.load(directory.wide("a.xml").c_str()) && memory.load(bytes.data(), bytes.size()),
-                "a written file can be loaded");
-        require(readToEnd(pages) == readToEnd(memory), "a written file reads back");
     }
 
     Input& input;
     const TempDir& directory;
-    VELLIX_DOC_TYPE rootType;
     ModelDoc root;
     ModelFile file;
     VellixWriter writer;
     std::vector<std::unique_ptr<Pair>> docs; // go before the writer
-    bool named = false;
-    bool temporary = false;
-    bool firstDocSeen = false;
-    bool headerWritten = false;
-    bool finished = false;
-    bool marked = false;
-    bool markIsSet = false;
-    bool rootAtFront = false;
-    bool raw = false;
-    std::size_t viewed = 0;
+    bool isNamed = false;
+    bool isTemporary = false;
+    bool markIsWanted = false;
 };
+
+const Run::Step Run::kSteps[] = {&Run::create,   &Run::create,     &Run::addDoc,   &Run::addDoc,   &Run::addHeldDoc,
+                                 &Run::addEntry, &Run::addEntry,   &Run::addEntry, &Run::addEntry, &Run::closeDoc,
+                                 &Run::write,    &Run::writeEntry, &Run::mark};
+const Run::Step Run::kEnds[][4] = {{&Run::reset, &Run::sync, &Run::flush, &Run::flush},
+                                   {&Run::close, &Run::flush, &Run::flush, &Run::flush},
+                                   {&Run::serialize, &Run::flush, &Run::flush, &Run::flush}};
 
 } // namespace
 
@@ -420,14 +388,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const TempDir directory;
     static const TemporaryDirectory temporary(directory.path());
     Input input(data, size);
-    {
-        Run run(input, directory);
-        while (!input.isEmpty() && !run.isLarge()) {
-            run.step();
-            run.check();
-        }
-        run.finish();
-    }
+    Run(input, directory).play();
     // Of several temporary files a writer deletes only the last.
     for (const auto& left : std::filesystem::directory_iterator(directory.path())) std::filesystem::remove(left.path());
     return 0;

@@ -53,6 +53,11 @@ inline VellixEntry fileEntry(const std::string& name, int size = -1) {
     return entry;
 }
 
+inline std::string textOf(const VellixDoc& doc) {
+    std::string text;
+    return doc.serialize(text) ? text : "(false)";
+}
+
 /// Writes the content of the sample file, up to but not with the close tag of its root. Tells for each of the two
 /// entries whether it was written.
 inline void addSample(VellixWriter& writer, bool (&written)[2]) {
@@ -93,15 +98,17 @@ inline std::string valuesOf(const std::string& tag) {
     return slotsOf(VellixEntry(VELLIX_DOC_FH, tag.data(), static_cast<unsigned long>(tag.size()), true));
 }
 
-/// Pulls entries until the text ends, passing over close tags and what else yields none, and shows the values of each.
-inline std::vector<std::string> readToEnd(OpenReader& reader) {
+/// Pulls entries until the text ends, passing over close tags and what else yields none, and shows the values of each, with
+/// "/" behind those of a closed one `withEnds`.
+inline std::vector<std::string> readToEnd(OpenReader& reader, bool withEnds = false) {
     std::vector<std::string> entries;
     VellixEntry entry;
     for (int ends = 0; ends < 16;) { // more than there are pages that end behind a tag that yields nothing
         entry.clear();
         entry.setType(VELLIX_DOC_FH);
+        entry.setIsEntryClosed(false);
         if (reader.readEntry(entry)) {
-            entries.push_back(slotsOf(entry));
+            entries.push_back(slotsOf(entry) + (withEnds && entry.isEntryClosed() ? "/" : ""));
             ends = 0;
         } else {
             ends = reader.getXmlStr() == nullptr || reader.getXmlStr()->atEnd() ? ends + 1 : 0;

@@ -130,17 +130,9 @@ TEST_F(BentFiles, OneByteIsAnother) {
         const char byte =
             random.below(2) != 0 ? special[random.below(special.size())] : static_cast<char>(random.below(256));
         SCOPED_TRACE("byte " + std::to_string(at) + " is " + std::to_string(static_cast<unsigned char>(byte)));
-        std::string bent = whole;
-        bent[at] = byte;
         putByte(at, byte);
-        const std::vector<std::string> read = readFile();
+        expectOneTouched(readFile(), at, byte);
         putByte(at, whole[at]);
-        expectOneTouched(read, at, byte);
-        if (at < elements[0].start)
-            continue; // where the root isn't found, a text in memory has no second page to go on to
-        OpenReader memory;
-        ASSERT_TRUE(memory.load(bent.data(), static_cast<unsigned long>(bent.size())));
-        EXPECT_TRUE(readToEnd(memory) == read);
     }
     EXPECT_EQ(bytesOf(dir.file("a.xml")), whole);
 }

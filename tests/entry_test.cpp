@@ -262,6 +262,30 @@ TEST(Entry, CopiesAndMovesTakeTheContentOver) {
     }
 }
 
+// What is stored first may go where the rest of the tag stood.
+TEST(Entry, ATagThatTheEntryHoldsItselfIsReadAsAnyOther) {
+    const std::string tag = "<ET PT='longer than what it replaces' NM='" + std::string(3000, 'n') + "' SZ='7' OP='o'/>";
+    const std::string front = "so long that it takes another place than what follows: ";
+    for (const bool isString : {false, true}) {
+        VellixEntry entry(VELLIX_DOC_FH);
+        const auto hold = [&](const std::string& text) {
+            entry.addAttribute(7, text);
+            return isString ? entry.getAttributeStr(7).c_str() : entry.getAttribute(7);
+        };
+        XmlStr cursor;
+        cursor.buffer = hold(front + tag + "<ET NM='next'/>");
+        cursor.length = static_cast<unsigned long>(std::strlen(cursor.buffer));
+        cursor.position = static_cast<unsigned long>(front.size());
+        VellixEntry copy = entry;
+        EXPECT_EQ(entry.parseAttrXMLString(&cursor), VELLIX_SUCCESS);
+        EXPECT_EQ(cursor.position, front.size() + tag.size());
+        EXPECT_EQ(copy.parseAttrXMLString(tag.c_str(), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
+        EXPECT_EQ(entry.toString(), copy.toString());
+        EXPECT_EQ(entry.parseAttrXMLString(hold(tag), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
+        EXPECT_EQ(entry.toString(), copy.toString());
+    }
+}
+
 TEST(Entry, ClearKeepsErrorAndMarkAndLoadingKeepsNothing) {
     VellixEntry entry = full();
     entry.clear();

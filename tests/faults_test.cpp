@@ -7,7 +7,10 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <optional>
+#include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,6 +18,8 @@
 #include "Failing.h"
 #include "FileSupport.h"
 #include "TempDir.h"
+#include "WalkModel.h"
+#include "WritingJob.h"
 #include "vellix/CatImageCmdXmlFileHelper.h"
 
 using namespace filetest;
@@ -66,214 +71,208 @@ protected:
     TempDir dir;
 };
 
-// After every failure the caller goes on as if nothing had happened, and all is destroyed while memory is still short.
+// After every failure the caller goes on as if nothing had happened, and all is destroyed while memory is still short. One
+// record and one tag are too large for the room that a writer has from the start.
 TEST_F(Faults, NoMemoryWhileWriting) {
-    const std::wstring path = dir.wide("a.xml");
+    const std::string path = dir.file("a.xml");
     VellixDoc root(VELLIX_DOC_RESULTS);
     root.addAttribute(0, 0, false);
     root.addAttribute(1, "1700000000");
-    failEachAllocation([&](Failing& failing) {
-        std::filesystem::remove(dir.file("a.xml"));
-        bool written[2] = {false, false};
-        bool intact = false;
-        bool told = true;
-        {
+    for (const std::size_t documentName : {0, 200000}) {
+        std::set<std::string> wholeFiles;
+        failEachAllocation([&](Failing& failing) {
+            std::filesystem::remove(path);
+            WritingJob job({5, 300000, 9}, documentName);
+            bool intact = false;
+            bool told = true;
             std::unique_ptr<VellixWriter> writer;
-            VellixDoc image(VELLIX_DOC_DOC);
-            VellixDoc files(VELLIX_DOC_FH);
-            VellixEntry entries[2] = {fileEntry("a.txt", 12), fileEntry("b.txt", 7)};
-            image.addAttribute(1, "42");
             failing.arm();
             attempt([&] { writer = std::make_unique<VellixWriter>(root); });
             if (writer != nullptr) {
-                attempt([&] { writer->create(path.c_str()); });
-                attempt([&] { writer->addDoc(image); });
-                attempt([&] { image.addChildDoc(files); });
-                for (int i = 0; i < 2; ++i) attempt([&] { written[i] = files.addEntry(entries[i]); });
-                attempt([&] { files.close(); });
-                attempt([&] { image.close(); });
+                attempt([&] { writer->create(dir.wide("a.xml").c_str()); });
+                job.run(*writer, [](const auto& step) { attempt(step); });
                 writer->markComplete();
                 const bool ended = attempt([&] { writer->serialize(); });
-                told = !ended || failing.failures() == 0 || writer->getLastError() != VELLIX_SUCCESS;
+                told = !ended || writer->getLastError() != VELLIX_SUCCESS;
                 intact = writer->isIntact();
             }
-        }
-        failing.disarm();
+            writer.reset();
+            failing.disarm();
 
-        const bool isThere = std::filesystem::exists(dir.file("a.xml"));
-        const std::string file = isThere ? bytesOf(dir.file("a.xml")) : "";
-        std::vector<std::string> expected;
-        if (written[0]) expected.emplace_back(R"(<ET NM="a.txt" SZ="12"/>)");
-        if (written[1]) expected.emplace_back(R"(<ET NM="b.txt" SZ="7"/>)");
-        EXPECT_EQ(entriesIn(file), expected);
-        for (std::string& entry : expected) entry = valuesOf(entry);
-        EXPECT_EQ(readByDocuments(path), expected) << "what is acknowledged can be read";
-        const bool isMarked = file.size() > kMarkAt && file[kMarkAt] == '1';
-        EXPECT_TRUE(!(intact || isMarked) || (file.size() == kSample.size() && marked(file) == marked(kSample)));
-        EXPECT_TRUE(isMarked || told);
-        EXPECT_TRUE(isMarked || failing.failures() != 0);
-    });
+            const std::string file = job.expectIn(path);
+            const bool isMarked = file.size() > kMarkAt && file[kMarkAt] == '1';
+            if (intact || isMarked) {
+                wholeFiles.insert(marked(file));
+                EXPECT_EQ(job.written, "111");
+            }
+            EXPECT_TRUE(isMarked || (told && failing.failures() != 0));
+        });
+        EXPECT_EQ(wholeFiles.size(), 1U);
+    }
 }
 
-// Records that are too large for the room that a writer has from the start.
-TEST_F(Faults, NoMemoryForLongRecords) {
-    const std::wstring path = dir.wide("a.xml");
-    failEachAllocation([&](Failing& failing) {
-        VellixWriter writer(VELLIX_DOC_FH);
-        VellixDoc files(VELLIX_DOC_FH);
-        VellixEntry entries[] = {fileEntry("a"), fileEntry(std::string(300000, 'b')), fileEntry("c")};
-        files.addAttribute(6, std::string(200000, 'f'));
-        ASSERT_TRUE(writer.create(path.c_str()));
-        bool added[3] = {false, false, false};
-        failing.arm();
-        attempt([&] { writer.addDoc(files); });
-        for (int i = 0; i < 3; ++i) attempt([&] { added[i] = files.addEntry(entries[i]); });
-        attempt([&] { files.close(); });
-        const bool whole = writer.isIntact();
-        attempt([&] { writer.close(); });
-        failing.disarm();
-        std::vector<std::string> written;
-        for (int i = 0; i < 3; ++i) {
-            if (added[i]) written.push_back(entries[i].toString());
-        }
-        const std::string file = bytesOf(dir.file("a.xml"));
-        EXPECT_EQ(entriesIn(file), written);
-        EXPECT_TRUE(written.empty() || file.find("<CatFH NM=") != std::string::npos);
-        EXPECT_EQ(whole, file.find("</CatFH>") != std::string::npos && written.size() == 3);
-    });
-}
-
+// And behind a failure the reader can be used again.
 TEST_F(Faults, NoMemoryWhileReading) {
     const std::string front = kHeader + R"(<CatResults IC="1" ID="1"><CatDoc ID="7"><CatFH><ET NM=")";
-    const std::string file =
-        front + std::string(kPageSize - front.size() - 20, 'x') +
-        R"("/><ET NM="over the boundary" PT="and a long way on, out of any small buffer"/></CatFH>)" +
-        R"(<CatImage PT="1"><CatImage PT="2"/><CatFrag MV="3"/></CatImage></CatDoc></CatResults>)";
-    writeFile(dir.file("a.xml"), file);
-    const std::wstring path = dir.wide("a.xml");
-    const auto walk = [&](VellixReader& reader, std::vector<VellixEntry>& entries) {
+    writeFile(dir.file("a.xml"),
+              front + std::string(kPageSize - front.size() - 20, 'x') +
+                  R"("/><ET NM="over the boundary" PT="and a long way on, out of any small buffer"/></CatFH>)" +
+                  R"(<CatImage PT="1"><CatImage PT="2"/><CatFrag MV="3"/></CatImage></CatDoc></CatResults>)");
+    const auto walk = [&](VellixReader& reader) {
         VellixDoc image(VELLIX_DOC_DOC);
         VellixDoc files(VELLIX_DOC_FH);
         VellixDoc cached(VELLIX_DOC_IMAGE);
-        return reader.load(path.c_str()) && reader.getFirstDoc(image) && image.getFirstChildDoc(files) &&
-               files.getNextEntry(entries[0]) && files.getNextEntry(entries[1]) && !files.getNextEntry(entries[2]) &&
-               reader.getNextDoc(cached) && cached.getNumberOfEntries() == 1 && cached.getNumberOfChildDocs() == 1;
+        VellixEntry entry;
+        return reader.load(dir.wide("a.xml").c_str()) && reader.getFirstDoc(image) && image.getFirstChildDoc(files) &&
+               files.getNextEntry(entry) && files.getNextEntry(entry) &&
+               slotsOf(entry) == "6=over the boundary; 7=and a long way on, out of any small buffer" &&
+               !files.getNextEntry(entry) && reader.getNextDoc(cached) && cached.getNumberOfEntries() == 1 &&
+               cached.getNumberOfChildDocs() == 1;
     };
     failEachAllocation([&](Failing& failing) {
-        std::vector<VellixEntry> entries(3);
         std::unique_ptr<VellixReader> reader;
-        failing.arm();
         bool walked = false;
+        failing.arm();
         attempt([&] {
             reader = std::make_unique<VellixReader>();
-            walked = walk(*reader, entries);
+            walked = walk(*reader);
         });
         failing.disarm();
         EXPECT_TRUE(walked || failing.failures() != 0);
-        if (reader == nullptr) return;
-        ASSERT_TRUE(walk(*reader, entries)) << "the reader can't be used again";
-        EXPECT_EQ(slotsOf(entries[1]), "6=over the boundary; 7=and a long way on, out of any small buffer");
+        EXPECT_TRUE(reader == nullptr || walk(*reader));
     });
 }
 
-TEST_F(Faults, NoMemoryWhileHolding) {
-    const std::string text =
-        kHeader + R"(<CatDoc ID="7"><CatFH/><CatDoc ID="a value that needs memory of its own"/></CatDoc>)";
-    const std::string path = dir.file("a.xml");
-    writeFile(path, text);
-    failEachAllocation([&](Failing& failing) {
-        VellixDoc held(VELLIX_DOC_DOC);
-        VellixDoc loaded(VELLIX_DOC_DOC);
-        VellixDoc fromFile(VELLIX_DOC_DOC);
-        VellixDoc child(VELLIX_DOC_FH);
-        VellixEntry entry;
-        std::string shown;
-        held.addAttribute(1, "7");
-        entry.setType(VELLIX_DOC_DOC);
-        entry.addAttribute(1, "a value that needs memory of its own");
-        failing.arm();
-        bool done = false;
-        attempt([&] {
-            held.addEntry(entry);
-            held.addChildDoc(child);
-            VellixDoc assigned;
-            assigned = VellixDoc(held);
-            assigned.serialize(shown);
-            done = loaded.load(text) && fromFile.load(path.c_str());
+// A call of a walk that failed is made again: no step is lost, and none comes twice. Names and tags are of the lengths that
+// need memory wherever a walk takes some.
+TEST_F(Faults, NoMemoryWhileWalking) {
+    const std::string name(100, 'n');
+    const std::string text = "<CatResults><CatDoc ID=\"1\"><" + name + "><" + name + name +
+                             "><CatSearchCriteria &><CatFH><ET NM=\"" + std::string(3 * kPageSize, 'x') + "\"/><" +
+                             name + name + name + "/></CatFH></CatDoc><CatDoc ID=\"2\"><CatFH><ET NM=\"b\"/>";
+    writeFile(dir.file("a.xml"), text);
+    const walktest::Model model(text);
+    for (const std::size_t skippedFrom : {1U, 2U, 1000U}) { // the first image, the first unknown element, nothing
+        SCOPED_TRACE("skip from step " + std::to_string(skippedFrom));
+        failEachAllocation([&](Failing& failing) {
+            const auto untilDone = [&](const auto& call) {
+                failing.arm();
+                const bool done = attempt(call);
+                failing.disarm();
+                if (!done) call();
+            };
+            std::optional<vellix::Walk> walk;
+            untilDone([&] {
+                walk.emplace(dir.file("a.xml"));
+                EXPECT_TRUE(*walk || walk->error().system == std::errc::not_enough_memory);
+                if (!*walk) throw std::bad_alloc();
+            });
+            std::size_t at = 0;
+            const vellix::Step* step = nullptr;
+            for (;;) {
+                untilDone([&] { step = walk->next(); });
+                if (step == nullptr) break;
+                ASSERT_LT(at, model.steps.size());
+                ASSERT_EQ(walktest::lineOf(*step), model.steps[at].line);
+                const bool skips = at == skippedFrom;
+                if (skips) untilDone([&] { walk->skip(); });
+                at = skips ? model.behindSkip(at) : at + 1;
+            }
+            EXPECT_EQ(at, model.steps.size());
         });
-        failing.disarm();
-        EXPECT_EQ(done, failing.failures() == 0);
-        if (done) {
-            EXPECT_EQ(shown, text);
-            EXPECT_EQ(loaded.getNumberOfEntries() + fromFile.getNumberOfEntries(), 2U);
-        }
-        for (const VellixDoc* doc : {&held, &loaded, &fromFile}) {
-            shown.clear();
-            doc->serialize(shown);
-            EXPECT_GT(doc->size(), shown.size());
-        }
-    });
+    }
 }
 
-// A text that is handed out is whole or null, and the entry keeps what it held.
-TEST_F(Faults, NoMemoryForTexts) {
-    const std::string tag = R"(<ET NM="a &amp; long enough for memory of its own" SZ="12"/>)";
-    const std::string plain = "a & long enough for memory of its own";
-    const std::string escaped = "a &amp; long enough for memory of its own";
-    const auto length = static_cast<unsigned long>(tag.size());
-    const VellixEntry entry(VELLIX_DOC_FH, tag.data(), length, true);
-    failEachAllocation([&](Failing& failing) {
-        VellixEntry changed(entry);
-        std::string value = "before";
-        char* copy = nullptr;
-        int copied = -1;
-        failing.arm();
-        const MallocText texts[] = {
-            MallocText(VellixEntry::parseAttribute(VELLIX_DOC_FH, 6, tag.data(), length, true)),
-            MallocText(xmlDecode(escaped.data(), static_cast<unsigned long>(escaped.size()))),
-            MallocText(VellixEntry::parseAttributeFast_str(VELLIX_DOC_FH, 6, tag.c_str(), true)),
-            MallocText(xmlEncode(plain.c_str(), nullptr, -1))};
-        const MallocText owner(entry.getAttribute(6, copy, copied) ? copy : nullptr);
-        bool stored = false;
-        attempt([&] { stored = changed.addAttribute(19, L"wide, and long enough for memory of its own"); });
-        attempt([&] { changed.encodingAttributes(); });
-        bool encoded = false;
-        attempt([&] { encoded = entry.getAttributeXmlEncoded(6, value); });
-        failing.disarm();
-        bool all = owner != nullptr && stored && encoded && changed.getAttributeStr(6) == escaped;
-        for (std::size_t i = 0; i < 4; ++i) {
-            all = all && texts[i] != nullptr;
-            EXPECT_TRUE(texts[i] == nullptr || shown(texts[i]) == (i < 2 ? plain : escaped)) << i;
-        }
-        EXPECT_EQ(all, failing.failures() == 0);
-        EXPECT_TRUE(owner == nullptr ? copied == 0 : shown(owner) == plain);
-        EXPECT_EQ(value, encoded ? escaped : "before");
-        changed.removeAttribute(19);
-        EXPECT_EQ(changed.toString(), tag);
-    });
+// Takes a text that a call hands out: whole, or null.
+void expectWhole(char* text, const std::string& expected) {
+    if (text == nullptr) throw std::bad_alloc();
+    EXPECT_TRUE(MallocText(text).get() == expected);
 }
 
-// What a call can't do for lack of memory it doesn't begin, whether the entry is a copy or was used before.
-TEST_F(Faults, NoMemoryLeavesAnEntryAsItWas) {
+// What a call can't do for lack of memory it doesn't begin, whether the entry is a copy or was used before. A load tells that it
+// was for lack of memory; where no stream can be had it can't know.
+TEST_F(Faults, NoMemoryLeavesADocumentAsItWas) {
     const std::string longText(100000, 'x');
-    const std::string tag = "<" + longText + " PT=\"" + longText + "\" NM=\"&lt;" + longText + "\" SZ=\"7\"/>";
-    const VellixEntry other(VELLIX_DOC_FH, tag.data(), static_cast<unsigned long>(tag.size()), true);
+    const std::string plain = '<' + longText;
+    const std::string escaped = "&lt;" + longText;
+    const std::wstring wide(100000, L'w');
+    const std::string tag = "<" + longText + " PT=\"" + longText + "\" NM=\"" + escaped + "\" SZ=\"7\"/>";
+    const auto length = static_cast<unsigned long>(tag.size());
+    const VellixEntry other(VELLIX_DOC_FH, tag.data(), length, true);
     const char* const kSmall = R"(<ET NM="name" PT="a &amp; b"/>)";
     VellixDoc otherDoc(VELLIX_DOC_FH);
     VellixEntry held = other;
     otherDoc.addEntry(held);
+    const std::string smallText = std::string(kSmall) + kSmall;
+    const std::string path = dir.file("a.xml");
+    writeFile(path, smallText);
+    const auto expectLoaded = [](const VellixDoc& doc, bool loaded, int code) {
+        if (!loaded) throw doc.getLastError() == code ? VELLIX_ERR_NO_MEMORY : VELLIX_ERROR(doc.getLastError());
+        EXPECT_EQ(doc.getNumberOfEntries(), 1U);
+    };
     const std::function<void(VellixDoc&)> calls[] = {
         [&](VellixDoc& doc) { doc.addAttribute(9, 12, false); },
         [&](VellixDoc& doc) { doc.addAttribute(19, "new"); },
         [&](VellixDoc& doc) { doc.addAttribute(7, L"wide"); }, // up to here an entry that was used has memory for it
         [&](VellixDoc& doc) { doc.addAttribute(7, longText); },
+        [&](VellixDoc& doc) {
+            if (!doc.addAttribute(7, wide.c_str())) throw std::bad_alloc();
+        },
         [&](VellixDoc& doc) { doc.addAttribute("PT", 2, longText.c_str()); },
         [&](VellixDoc& doc) { doc.VellixEntry::operator=(other); },
         [&](VellixDoc& doc) { doc = otherDoc; },
-        [&](VellixDoc& doc) {
-            doc.loadFromBuffer(VELLIX_DOC_IMAGE, tag.data(), static_cast<unsigned long>(tag.size()), true);
-        },
+        [&](VellixDoc& doc) { doc.loadFromBuffer(VELLIX_DOC_IMAGE, tag.data(), length, true); },
         [&](VellixDoc& doc) { doc.getAttributeStr(7); },
+        [&](VellixDoc&) {
+            VellixDoc doc(VELLIX_DOC_FH);
+            std::string text;
+            doc.addEntry(held);
+            doc.addChildDoc(otherDoc);
+            doc.serialize(text);
+        },
+        [&](VellixDoc&) {
+            VellixDoc doc(VELLIX_DOC_FH);
+            const bool loaded = doc.load(smallText);
+            expectLoaded(doc, loaded, VELLIX_ERR_NO_MEMORY);
+        },
+        [&](VellixDoc&) {
+            VellixDoc doc(VELLIX_DOC_FH);
+            const bool loaded = doc.load(path.c_str());
+            expectLoaded(doc, loaded, VELLIX_ERR_FILE_OPEN);
+        },
+        [&](VellixDoc&) {
+            VellixEntry parsed(VELLIX_DOC_FH);
+            const int code = parsed.parseAttrXMLString(tag.data(), length);
+            if (code != VELLIX_SUCCESS) throw VELLIX_ERROR(code);
+        },
+        [&](VellixDoc&) {
+            VellixEntry changed(other);
+            changed.encodingAttributes();
+            const bool done = changed.getAttribute(6) == escaped;
+            EXPECT_TRUE(done || changed.getAttribute(6) == plain);
+            if (!done) throw std::bad_alloc();
+        },
+        [&](VellixDoc&) {
+            expectWhole(VellixEntry::parseAttribute(VELLIX_DOC_FH, 6, tag.data(), length, true), plain);
+        },
+        [&](VellixDoc&) {
+            expectWhole(VellixEntry::parseAttributeFast_str(VELLIX_DOC_FH, 6, tag.c_str(), true), escaped);
+        },
+        [&](VellixDoc&) { expectWhole(xmlDecode(escaped.data(), static_cast<unsigned long>(escaped.size())), plain); },
+        [&](VellixDoc&) { expectWhole(xmlEncode(plain.c_str(), nullptr, -1), escaped); },
+        [&](VellixDoc&) {
+            char* copy = nullptr;
+            int copied = -1;
+            const bool done = other.getAttribute(6, copy, copied);
+            EXPECT_EQ(copied, done ? static_cast<int>(plain.size()) : 0);
+            expectWhole(done ? copy : nullptr, plain);
+        },
+        [&](VellixDoc&) {
+            std::string value = "before";
+            const bool done = other.getAttributeXmlEncoded(6, value);
+            EXPECT_TRUE(value == (done ? escaped : "before"));
+            if (!done) throw std::bad_alloc();
+        },
     };
     for (const auto& call : calls) {
         for (const bool isOpen : {false, true}) {
@@ -298,32 +297,28 @@ TEST_F(Faults, NoMemoryLeavesAnEntryAsItWas) {
     }
 }
 
+// Behind a failure the helper can be used again.
 TEST_F(Faults, NoMemoryWhileCommanding) {
-    const std::wstring path = dir.wide("a.xml");
+    const std::string path = dir.file("a.xml");
+    const std::wstring wide = dir.wide("a.xml");
     failEachAllocation([&](Failing& failing) {
-        std::filesystem::remove(dir.file("a.xml"));
-        std::vector<std::string> written;
-        std::vector<std::string> read;
+        std::filesystem::remove(path);
         CatImageCmdXmlFileHelper helper;
-        VellixEntry commands[2] = {fileEntry("a.txt", 12), fileEntry("b.txt", 7)};
-        VellixEntry command(VELLIX_DOC_FH);
-        written.reserve(2);
-        bool added[2] = {false, false};
+        VellixEntry command = fileEntry("a.txt", 12);
+        VellixEntry found(VELLIX_DOC_FH);
+        bool added = false;
         bool loaded = false;
         failing.arm();
         attempt([&] { helper.setImageId("an id that needs memory of its own"); });
-        attempt([&] { helper.create(path.c_str()); });
-        for (int i = 0; i < 2; ++i) attempt([&] { added[i] = helper.addImageCmd(commands[i]); });
+        attempt([&] { helper.create(wide.c_str()); });
+        attempt([&] { added = helper.addImageCmd(command); });
         attempt([&] { helper.close(); });
-        attempt([&] { loaded = helper.load(path.c_str()) && helper.getNextImageCmd(command); });
+        attempt([&] { loaded = helper.load(wide.c_str()) && helper.getNextImageCmd(found); });
         failing.disarm();
         EXPECT_TRUE(loaded || failing.failures() != 0);
-        for (int i = 0; i < 2; ++i) {
-            if (added[i]) written.push_back(commands[i].toString());
-        }
-        EXPECT_EQ(std::filesystem::exists(dir.file("a.xml")) ? entriesIn(bytesOf(dir.file("a.xml"))) : read, written);
+        EXPECT_EQ(entriesIn(std::filesystem::exists(path) ? bytesOf(path) : "").size(), added ? 1U : 0U);
         helper.close();
-        EXPECT_TRUE(helper.create(path.c_str()) && helper.addImageCmd(commands[0])) << "it can't be used again";
+        EXPECT_TRUE(helper.create(wide.c_str()) && helper.addImageCmd(command));
     });
 }
 

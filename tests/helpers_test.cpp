@@ -4,8 +4,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -18,183 +19,149 @@ namespace {
 
 class ImageCommands : public testing::Test {
 protected:
-    bool create(CatImageCmdXmlFileHelper& helper, const char* name) { return helper.create(dir.wide(name).c_str()); }
-    bool load(CatImageCmdXmlFileHelper& helper, const char* name) { return helper.load(dir.wide(name).c_str()); }
+    bool create(const char* name) { return helper.create(dir.wide(name).c_str()); }
+    bool load(const char* name) { return helper.load(dir.wide(name).c_str()); }
+    bool loadText(const std::string& text) { return helper.load(text.data(), static_cast<unsigned long>(text.size())); }
 
-    // A file without the time that its root was made at.
+    bool add(const std::string& name) {
+        VellixEntry entry;
+        entry.setType(VELLIX_DOC_SPN);
+        entry.addAttribute(6, name);
+        return helper.addImageCmd(entry) && entry.getType() == VELLIX_DOC_FH;
+    }
+
+    // What stands in a file behind the time that its root was made at.
     std::string bytes(const char* name) const {
-        std::string file = bytesOf(dir.file(name));
-        const std::size_t id = file.find(" ID=\"") + 5;
-        const std::size_t end = file.find_first_not_of("0123456789", id);
-        EXPECT_EQ(file.substr(0, id), kHeader + R"(<CatResults IC="0" ID=")");
-        EXPECT_GT(end, id + 8);
-        return file.substr(end);
+        const std::string file = bytesOf(dir.file(name));
+        const std::string front = kHeader + R"(<CatResults IC="0" ID=")";
+        EXPECT_EQ(file.substr(0, front.size()), front);
+        return file.substr(file.find_first_not_of("0123456789", front.size()));
+    }
+
+    // The image id, and the names of all commands that are left.
+    std::string commands() {
+        std::string all = helper.getImageId() == nullptr ? "(null)" : helper.getImageId();
+        VellixEntry entry;
+        while (helper.getNextImageCmd(entry)) all += ' ' + entry.getAttributeStr(6);
+        EXPECT_FALSE(helper.getFirstImageCmd(entry));
+        return all;
     }
 
     TempDir dir;
+    CatImageCmdXmlFileHelper helper;
 };
 
-bool addCommand(CatImageCmdXmlFileHelper& helper, const std::string& name) {
-    VellixEntry entry;
-    entry.setType(VELLIX_DOC_SPN);
-    entry.addAttribute(6, name);
-    const bool added = helper.addImageCmd(entry);
-    EXPECT_TRUE(!added || entry.getType() == VELLIX_DOC_FH);
-    return added;
-}
-
-// All commands that are left, with the image id in front.
-std::vector<std::string> commandsOf(CatImageCmdXmlFileHelper& helper) {
-    std::vector<std::string> all = {helper.getImageId() == nullptr ? "(null)" : helper.getImageId()};
-    VellixEntry entry;
-    while (helper.getNextImageCmd(entry)) all.push_back(entry.toString());
-    EXPECT_FALSE(helper.getFirstImageCmd(entry));
-    return all;
-}
-
-const std::string kTwoCommands =
-    R"("><CatDoc ID="42"><CatFH><ET NM="a.txt"/><ET NM="b&lt;"/></CatFH></CatDoc></CatResults>)";
-
 TEST_F(ImageCommands, WritesAndReadsFileAfterFile) {
-    CatImageCmdXmlFileHelper out;
-    CatImageCmdXmlFileHelper in;
-    out.setImageId("42");
-    for (const char* name : {"a.xml", "b.xml"}) {
-        ASSERT_TRUE(create(out, name));
-        EXPECT_TRUE(addCommand(out, "a.txt"));
-        EXPECT_TRUE(addCommand(out, "b<"));
-        out.close();
-        EXPECT_EQ(bytes(name), kTwoCommands);
-        EXPECT_STREQ(out.getImageId(), "42");
-        EXPECT_FALSE(addCommand(out, "late"));
-
-        EXPECT_TRUE(load(in, name));
-        EXPECT_EQ(commandsOf(in), (std::vector<std::string>{"42", R"(<ET NM="a.txt"/>)", R"(<ET NM="b&lt;"/>)"}));
-    }
-    out.setImageId(nullptr);
-    ASSERT_TRUE(create(out, "c.xml"));
-    EXPECT_TRUE(addCommand(out, "c"));
-    out.setImageId("too late");
-    ASSERT_TRUE(create(out, "d.xml")); // ends the file before
-    EXPECT_EQ(bytes("c.xml"), R"("><CatDoc><CatFH><ET NM="c"/></CatFH></CatDoc></CatResults>)");
-    EXPECT_TRUE(load(in, "c.xml"));
-    EXPECT_EQ(commandsOf(in), (std::vector<std::string>{"(null)", R"(<ET NM="c"/>)"}));
+    helper.setImageId("42");
+    ASSERT_TRUE(create("a.xml"));
+    EXPECT_TRUE(add("a.txt") && add("b<"));
+    helper.setImageId("too late");
+    ASSERT_TRUE(create("b.xml")); // ends the file before
+    EXPECT_EQ(bytes("a.xml"),
+              R"("><CatDoc ID="42"><CatFH><ET NM="a.txt"/><ET NM="b&lt;"/></CatFH></CatDoc></CatResults>)");
+    EXPECT_TRUE(load("a.xml"));
+    EXPECT_EQ(commands(), "42 a.txt b<");
+    helper.close();
+    EXPECT_EQ(bytes("b.xml"), "\"/>");
+    EXPECT_STREQ(helper.getImageId(), "42");
+    helper.setImageId(nullptr);
+    EXPECT_TRUE(create("a.xml") && add("c"));
+    helper.close();
+    EXPECT_EQ(bytes("a.xml"), R"("><CatDoc><CatFH><ET NM="c"/></CatFH></CatDoc></CatResults>)");
+    EXPECT_TRUE(load("a.xml"));
+    EXPECT_EQ(commands(), "(null) c");
 }
 
 TEST_F(ImageCommands, OutOfTurn) {
-    CatImageCmdXmlFileHelper helper;
     VellixEntry entry;
-    const auto expectIdle = [&] {
-        EXPECT_FALSE(addCommand(helper, "a"));
-        EXPECT_FALSE(helper.getFirstImageCmd(entry));
-        EXPECT_FALSE(helper.getNextImageCmd(entry));
-        EXPECT_EQ(CatImageCmdXmlFileHelper().getReadError(), VELLIX_SUCCESS);
-        EXPECT_FALSE(helper.load(nullptr, 5));
-        helper.close();
+    const struct {
+        const char* name;
+        std::function<bool()> call;
+        int readError;
+    } refused[] = {
+        {"nothing", [] { return false; }, VELLIX_SUCCESS},
+        {"no text", [&] { return helper.load(nullptr, 5); }, VELLIX_ERR_NULL_ARGUMENT},
+        {"no directory", [&] { return create("no/such/directory.xml"); }, VELLIX_SUCCESS},
+        {"no file", [&] { return load("missing.xml"); }, VELLIX_ERR_FILE_OPEN},
+        {"an empty file", [&] { return create("a.xml") && (helper.close(), load("a.xml")); }, VELLIX_SUCCESS},
+        {"closed", [&] { return loadText(kSample) && helper.getFirstImageCmd(entry) && (helper.close(), false); },
+         VELLIX_SUCCESS},
     };
-    expectIdle();
-    EXPECT_FALSE(create(helper, "no/such/directory.xml"));
-    expectIdle();
-    EXPECT_FALSE(load(helper, "missing.xml"));
-    expectIdle();
-
-    ASSERT_TRUE(create(helper, "empty.xml"));
-    helper.close();
-    EXPECT_EQ(bytes("empty.xml"), "\"/>");
-    EXPECT_FALSE(load(helper, "empty.xml"));
-    expectIdle();
-    EXPECT_FALSE(helper.load("", 0));
-    EXPECT_FALSE(helper.load(R"(<CatResults IC="0"><CatDoc ID="1">)", 34));
-    expectIdle();
-
-    ASSERT_TRUE(helper.load(kSample.data(), static_cast<unsigned long>(kSample.size())));
-    EXPECT_TRUE(helper.getFirstImageCmd(entry));
-    helper.close();
+    for (const auto& c : refused) {
+        SCOPED_TRACE(c.name);
+        EXPECT_FALSE(c.call());
+        EXPECT_FALSE(add("a") || helper.getFirstImageCmd(entry) || helper.getNextImageCmd(entry));
+        EXPECT_EQ(helper.getReadError(), c.readError);
+        helper.close();
+        EXPECT_FALSE(add("a"));
+    }
     EXPECT_STREQ(helper.getImageId(), "42");
-    expectIdle();
 }
 
 // The tag of an image that was read goes into the next file, whole; a file under way keeps its own.
 TEST_F(ImageCommands, ImageReadAndWritten) {
     const std::string loaded =
         R"(<CatResults><CatDoc IC="1" ID="read"><CatFH><ET NM="a"/></CatFH></CatDoc></CatResults>)";
-    const std::string commands = R"(<CatFH><ET NM="b"/></CatFH></CatDoc></CatResults>)";
-    const auto load = [&](CatImageCmdXmlFileHelper& helper) {
-        EXPECT_TRUE(helper.load(loaded.data(), static_cast<unsigned long>(loaded.size())));
-        EXPECT_STREQ(helper.getImageId(), "read");
-    };
-    const struct {
-        const char* calls; // c is create, i is setImageId, a is addImageCmd, l is load, x is close
-        const char* tag;
-    } cases[] = {{"lca", R"(<CatDoc IC="1" ID="read">)"},
-                 {"lica", R"(<CatDoc IC="1" ID="set">)"},
-                 {"lxca", R"(<CatDoc IC="1" ID="read">)"},
-                 {"icla", R"(<CatDoc ID="set">)"},
-                 {"cla", "<CatDoc>"},
-                 {"clia", R"(<CatDoc ID="set">)"},
-                 {"ical", R"(<CatDoc ID="set">)"},
-                 {"icalxca", R"(<CatDoc IC="1" ID="read">)"},
-                 {"icalica", R"(<CatDoc ID="set">)"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.calls);
-        CatImageCmdXmlFileHelper helper;
-        EXPECT_FALSE(helper.isIntact());
-        for (const char* call = c.calls; *call != '\0'; ++call) {
-            EXPECT_TRUE(*call != 'c' || create(helper, "a.xml"));
-            if (*call == 'i') helper.setImageId("set");
-            EXPECT_TRUE(*call != 'a' || addCommand(helper, "b"));
-            if (*call == 'l') load(helper);
-            if (*call == 'x') helper.close();
+    // c is create, i is setImageId, a is addImageCmd, l is load, x is close.
+    for (const auto& [calls, attributes] :
+         rowsOf(R"(lca =>  IC="1" ID="read" | lica =>  IC="1" ID="set" | lxca =>  IC="1" ID="read" | cla =>  | )"
+                R"(icla =>  ID="set" | clia =>  ID="set" | ical =>  ID="set" | icalica =>  ID="set" | )"
+                R"(icalxca =>  IC="1" ID="read")")) {
+        SCOPED_TRACE(calls);
+        CatImageCmdXmlFileHelper one;
+        EXPECT_FALSE(one.isIntact());
+        VellixEntry entry = fileEntry("b");
+        for (const char call : calls) {
+            EXPECT_TRUE(call != 'c' || one.create(dir.wide("a.xml").c_str()));
+            EXPECT_TRUE(call != 'a' || one.addImageCmd(entry));
+            EXPECT_TRUE(call != 'l' || one.load(loaded.data(), static_cast<unsigned long>(loaded.size())));
+            EXPECT_TRUE(call != 'l' || one.getImageId() == std::string("read"));
+            if (call == 'i') one.setImageId("set");
+            if (call == 'x') one.close();
         }
-        EXPECT_TRUE(helper.isIntact());
-        helper.close();
-        EXPECT_TRUE(helper.isIntact());
-        EXPECT_EQ(bytes("a.xml"), "\">" + std::string(c.tag) + commands);
-        EXPECT_FALSE(create(helper, "no/such/directory.xml") || helper.isIntact());
+        EXPECT_TRUE(one.isIntact());
+        one.close();
+        EXPECT_TRUE(one.isIntact());
+        EXPECT_EQ(bytes("a.xml"), "\"><CatDoc" + attributes + R"(><CatFH><ET NM="b"/></CatFH></CatDoc></CatResults>)");
+        EXPECT_FALSE(one.create(dir.wide("no/such/directory.xml").c_str()) || one.isIntact());
     }
 }
 
 // When there is something to stand on.
 TEST_F(ImageCommands, WhatCanBeLoaded) {
-    const struct {
-        std::string text;
-        bool loads;
-    } cases[] = {{"<CatResults><CatDoc><CatFH></CatFH></CatDoc></CatResults>", true},
-                 {"<CatResults><CatDoc/><CatFH/>", true},
-                 {"<CatResults><CatFH><CatDoc>", false},
-                 {"<CatResults><CatDoc/>", false},
-                 {"<CatDoc><CatFH></CatFH></CatDoc>", false},
-                 {"", false}};
-    for (const auto& c : cases) {
-        CatImageCmdXmlFileHelper helper;
+    const std::pair<const char*, bool> cases[] = {{"<CatResults><CatDoc><CatFH></CatFH></CatDoc></CatResults>", true},
+                                                  {"<CatResults><CatDoc/><CatFH/>", true},
+                                                  {"<CatResults><CatFH><CatDoc>", false},
+                                                  {"<CatResults><CatDoc/>", false},
+                                                  {"<CatDoc><CatFH></CatFH></CatDoc>", false},
+                                                  {"", false}};
+    for (const auto& [begin, loads] : cases) {
+        std::string text = begin;
+        EXPECT_EQ(loadText(text), loads) << text;
         VellixEntry entry;
-        EXPECT_EQ(helper.load(c.text.data(), static_cast<unsigned long>(c.text.size())), c.loads) << c.text;
         EXPECT_FALSE(helper.getNextImageCmd(entry));
-        const std::string far =
-            c.text.substr(0, 12) + std::string(65536, ' ') + c.text.substr(std::min<std::size_t>(12, c.text.size()));
-        writeFile(dir.file("far.xml"), far);
-        EXPECT_FALSE(load(helper, "far.xml"));
-        EXPECT_EQ(helper.load(far.data(), static_cast<unsigned long>(far.size())), c.loads);
+        text.insert(std::min<std::size_t>(12, text.size()), 65536, ' ');
+        EXPECT_EQ(loadText(text), loads) << begin;
+        writeFile(dir.file("far.xml"), text);
+        EXPECT_FALSE(load("far.xml")) << begin;
     }
 }
 
 class Query : public testing::Test {
 protected:
-    std::string textOf(CatQueryCriteriaHelper& query) {
-        const char* text = query.serialize();
+    std::string textOf() {
+        const char* const text = query.serialize();
         return text == nullptr ? "(null)" : std::string(text, static_cast<std::size_t>(query.size()) - 1);
     }
 
     TempDir dir;
+    CatQueryCriteriaHelper query;
 };
 
-const std::string kQuery = R"(<?xml version="1.0" encoding="UTF-8"?><CatQuery Requester="job" RequestID="r1">)"
-                           R"(<ReturnResultFormat/></CatQuery>)";
-
 TEST_F(Query, TextToTheByte) {
-    CatQueryCriteriaHelper query;
+    const std::string whole = R"(<?xml version="1.0" encoding="UTF-8"?><CatQuery Requester="job" RequestID="r1">)"
+                              R"(<ReturnResultFormat/></CatQuery>)";
     for (const bool temporary : {true, false}) {
-        SCOPED_TRACE(temporary);
         ASSERT_TRUE(query.create(temporary ? nullptr : dir.wide("query.xml").c_str()));
         EXPECT_EQ(query.size(), 1);
         VellixDoc format(VELLIX_DOC_RETURN_RESULT_FORMAT);
@@ -203,54 +170,46 @@ TEST_F(Query, TextToTheByte) {
         EXPECT_TRUE(query.addDoc(format));
         query.setRequester("too late");
         format.close();
-        const char* text = query.serialize();
-        EXPECT_EQ(textOf(query), kQuery);
-        EXPECT_EQ(query.serialize(), text);
-        EXPECT_EQ(query.size(), static_cast<__int64>(kQuery.size()) + 1);
+        EXPECT_EQ(textOf(), whole);
+        EXPECT_EQ(query.serialize(), query.serialize());
+        EXPECT_EQ(query.size(), static_cast<__int64>(whole.size()) + 1);
     }
     query.close();
-    EXPECT_EQ(bytesOf(dir.file("query.xml")), kQuery);
+    EXPECT_EQ(bytesOf(dir.file("query.xml")), whole);
 
     ASSERT_TRUE(query.create(nullptr));
     query.setRequestId("<1>");
     query.setRequester("job");
     query.setRequester(nullptr);
-    EXPECT_EQ(textOf(query), kHeader + R"(<CatQuery RequestID="&lt;1&gt;"/>)");
+    EXPECT_EQ(textOf(), kHeader + R"(<CatQuery RequestID="&lt;1&gt;"/>)");
 }
 
 TEST_F(Query, NoTextThatHasLostSomething) {
-    CatQueryCriteriaHelper query;
-    VellixDoc wanted(VELLIX_DOC_IMAGE_ATTRIBUTES);
-    VellixEntry name(VELLIX_DOC_IMAGE_ATTRIBUTES);
-    name.addAttribute(4, std::string(16U << 20, 'x'));
-    EXPECT_FALSE(query.isIntact());
-    ASSERT_TRUE(query.create(nullptr));
-    EXPECT_TRUE(query.isIntact());
-    query.addDoc(wanted);
-    EXPECT_FALSE(wanted.addEntry(name));
-    wanted.close();
-    EXPECT_EQ(query.serialize(), nullptr);
-    query.close();
-    EXPECT_FALSE(query.isIntact());
-    ASSERT_TRUE(query.create(nullptr));
-    EXPECT_NE(query.serialize(), nullptr);
-    query.close();
-    EXPECT_TRUE(query.isIntact());
+    for (const std::size_t length : {std::size_t{1}, std::size_t{16} << 20, std::size_t{2}}) {
+        const bool loses = length > 2;
+        VellixDoc wanted(VELLIX_DOC_IMAGE_ATTRIBUTES);
+        VellixEntry name(VELLIX_DOC_IMAGE_ATTRIBUTES);
+        name.addAttribute(4, std::string(length, 'x'));
+        EXPECT_TRUE(query.create(nullptr) && query.isIntact() && query.addDoc(wanted));
+        EXPECT_NE(wanted.addEntry(name), loses);
+        wanted.close();
+        EXPECT_EQ(query.serialize() == nullptr, loses);
+        query.close();
+        EXPECT_NE(query.isIntact(), loses);
+    }
 }
 
 TEST_F(Query, OutOfTurn) {
-    CatQueryCriteriaHelper query;
     VellixDoc doc(VELLIX_DOC_RETURN_RESULT_FORMAT);
-    for (int time = 0; time < 2; ++time) {
+    for (const bool failed : {false, true, false}) {
+        EXPECT_FALSE(failed && query.create(dir.wide("no/such/directory.xml").c_str()));
         query.setRequester("job");
         query.setRequestId("r1");
-        EXPECT_FALSE(query.addDoc(doc));
+        EXPECT_EQ(query.addDoc(doc), failed);
         EXPECT_EQ(query.serialize(), nullptr);
-        EXPECT_EQ(query.size(), 0);
-        query.close();
-        EXPECT_FALSE(query.create(dir.wide("no/such/directory.xml").c_str()));
-        EXPECT_EQ(query.serialize(), nullptr);
-        EXPECT_EQ(query.size(), 1);
+        EXPECT_EQ(query.size(), failed ? 1 : 0);
+        EXPECT_FALSE(query.isIntact());
+        doc.setWriter(nullptr);
         query.close();
     }
 }

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellix/platform/Platform.h"
 
-#include <array>
-#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -19,57 +16,21 @@ namespace {
 using namespace platform;
 using namespace std::string_literals;
 
-TEST(Utf8, SizesAndFailures) {
-    char out[8] = "~~~~~~~";
-    const wchar_t text[] = L"\x20AC!"; // 3 + 1 + NUL
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, nullptr, 0, nullptr, nullptr), 5);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, 2, nullptr, 0, nullptr, nullptr), 4);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, 5, nullptr, nullptr), 5);
-    EXPECT_EQ(std::string(out, 8), "\xE2\x82\xAC!\0~~\0"s);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, 4, nullptr, nullptr), 0);
-    EXPECT_NE(platform::GetLastError(), 0U);
-    EXPECT_EQ(out[4], '\0');
-
-    // A pair that the length cuts is no pair.
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, L"\xD83D\xDE00", 1, out, 8, nullptr, nullptr), 3);
-    EXPECT_EQ(std::string(out, 3), "\xEF\xBF\xBD");
-
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, nullptr, -1, out, 8, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, nullptr, 8, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(1252, 0, text, -1, out, 8, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, 0, out, 8, nullptr, nullptr), 0);
-    int replaced = 0;
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 1, text, -1, out, 8, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, 8, "?", nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, 8, nullptr, &replaced), 0);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -2, out, 8, nullptr, nullptr), 0);
-    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, text, -1, out, -1, nullptr, nullptr), 0);
-}
-
-// Each byte value at each place, among plain bytes and among special ones; a byte behind the counted ones doesn't tell.
-template <std::size_t count> void compareBitsOfSpecial() {
-    constexpr unsigned int all = (1U << count) - 1;
-    for (const char around : {'n', '\xC3'}) {
-        const unsigned int others = around == 'n' ? 0 : all;
-        for (std::size_t place = 0; place < count; ++place) {
-            for (int value = 0; value < 256; ++value) {
-                std::array<char, kBlock + 1> text;
-                text.fill(around);
-                text[place] = static_cast<char>(value);
-                text[count] = '<';
-                const unsigned int bit = 1U << place;
-                const bool special = value >= 0x80 || "\"&'<>\0"s.find(text[place]) != std::string::npos;
-                ASSERT_EQ(bitsOfSpecial<count>(text.data()), special ? others | bit : others & ~bit)
-                    << value << " at " << place << " of " << count;
-            }
-        }
-    }
-}
-
 TEST(Bytes, BitsOfSpecial) {
-    compareBitsOfSpecial<4>();
-    compareBitsOfSpecial<8>();
-    compareBitsOfSpecial<16>();
+    const std::string specials = "\"&'<>\0\x80\xC3\xFF"s;
+    RandomText random(1);
+    for (int round = 0; round < 50000; ++round) {
+        char text[kBlock];
+        unsigned int bits = 0;
+        for (std::size_t i = 0; i < kBlock; ++i) {
+            text[i] = random.below(3) == 0 ? specials[random.below(9)] : static_cast<char>(random.below(256));
+            const bool isSpecial = (text[i] & 0x80) != 0 || specials.find(text[i]) != std::string::npos;
+            bits |= static_cast<unsigned int>(isSpecial) << i;
+        }
+        ASSERT_EQ(bitsOfSpecial<16>(text), bits) << testing::PrintToString(text);
+        ASSERT_EQ(bitsOfSpecial<8>(text), bits & 0xFFU) << testing::PrintToString(text);
+        ASSERT_EQ(bitsOfSpecial<4>(text), bits & 0xFU) << testing::PrintToString(text);
+    }
 }
 
 class PlatformFiles : public testing::Test {
@@ -82,11 +43,27 @@ protected:
                            kAttributeNormal, nullptr);
     }
 
-    static void* mappingOf(void* file, unsigned long protection) {
-        return CreateFileMappingW(file, nullptr, protection, 0, 0, nullptr);
+    void SetUp() override {
+        writeFile(dir.file("f"), "text");
+        file = open("f", kGenericRead);
+        ASSERT_NE(file, kInvalidHandle);
     }
 
-    // The mode and what the file `name` holds after "new" was written through it, "-" if it can't be opened.
+    void TearDown() override { EXPECT_TRUE(platform::CloseHandle(file)); }
+
+    static void* mappingOf(void* handle, unsigned long protection = kPageReadOnly) {
+        return CreateFileMappingW(handle, nullptr, protection, 0, 0, nullptr);
+    }
+
+    // The number of a call that was refused, 0 if it wasn't. Nothing of it is left for the next one.
+    unsigned long refusal(bool refused) const {
+        const unsigned long number = platform::GetLastError();
+        EXPECT_EQ(platform::GetFileSize(file, nullptr), 4U);
+        EXPECT_EQ(platform::GetLastError(), 0U);
+        return refused ? number : 0;
+    }
+
+    // What the file `name` holds after "new" was written through a stream of the mode, "-" if it can't be opened.
     std::string writtenWith(const wchar_t* mode, const std::string& name) {
         std::FILE* const stream = platform::_wfopen(dir.wide(name).c_str(), mode);
         if (stream == nullptr) return "-";
@@ -96,202 +73,112 @@ protected:
     }
 
     TempDir dir;
+    void* file = kInvalidHandle;
 };
-
-TEST_F(PlatformFiles, HandlesOfTheWrongKindFail) {
-    writeFile(dir.file("f"), "text");
-    void* const file = open("f", kGenericRead);
-    ASSERT_NE(file, kInvalidHandle);
-    void* const mapping = mappingOf(file, kPageReadOnly);
-    ASSERT_NE(mapping, nullptr);
-    unsigned long high = 7;
-    for (void* const handle : {static_cast<void*>(nullptr), kInvalidHandle, mapping}) {
-        EXPECT_EQ(mappingOf(handle, kPageReadOnly), nullptr);
-        EXPECT_EQ(platform::GetFileSize(handle, &high), 0xFFFFFFFFU);
-        EXPECT_NE(platform::GetLastError(), 0U);
-        EXPECT_EQ(high, 7U);
-    }
-    for (void* const handle : {static_cast<void*>(nullptr), kInvalidHandle, file}) {
-        EXPECT_EQ(MapViewOfFile(handle, kMapRead, 0, 0, 1), nullptr);
-    }
-    EXPECT_EQ(platform::GetFileSize(file, nullptr), 4U);
-    EXPECT_EQ(platform::GetLastError(), 0U);
-    EXPECT_FALSE(platform::CloseHandle(nullptr) || platform::CloseHandle(kInvalidHandle));
-    EXPECT_TRUE(platform::CloseHandle(mapping));
-    EXPECT_TRUE(platform::CloseHandle(file));
-}
-
-TEST_F(PlatformFiles, ReadsAtAnyPlace) {
-    constexpr __int64 kFar = 5LL << 30;
-    writeFile(dir.file("f"), "0123456789");
-    std::filesystem::resize_file(dir.file("f"), kFar);
-    void* const file = open("f", kGenericRead);
-    void* const mapping = mappingOf(file, kPageReadOnly);
-    const struct {
-        void* handle;
-        __int64 offset;
-        std::size_t length;
-        bool read;
-        std::string bytes;
-    } rows[] = {{file, 0, 4, true, "0123"},        {file, 9, 3, true, "9\0\0"s}, {file, kFar - 2, 6, true, "\0\0"s},
-                {file, 2, 3, true, "234"},         {file, 4, 0, true, ""},       {file, kFar, 6, true, ""},
-                {file, INT64_MAX, 6, true, ""},    {file, -1, 6, false, ""},     {mapping, 0, 6, false, ""},
-                {kInvalidHandle, 0, 6, false, ""}, {nullptr, 0, 6, false, ""}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.offset);
-        std::string bytes(8, '~');
-        std::size_t got = 99;
-        EXPECT_EQ(readAt(row.handle, row.offset, bytes.data(), row.length, got), row.read);
-        EXPECT_EQ(bytes.substr(0, got), row.bytes);
-        EXPECT_EQ(bytes.substr(row.length), std::string(8 - row.length, '~'));
-        EXPECT_TRUE(row.read || (platform::GetLastError() == (row.offset < 0 ? 87U : 6U) && systemError()));
-    }
-    platform::CloseHandle(mapping);
-    platform::CloseHandle(file);
-    EXPECT_EQ(open("none", kGenericRead), kInvalidHandle);
-    EXPECT_EQ(systemError(), std::errc::no_such_file_or_directory);
-}
-
-TEST_F(PlatformFiles, CreateFileRefuses) {
-    writeFile(dir.file("f"), "text");
-    EXPECT_EQ(open("none", kBoth), kInvalidHandle);
-    EXPECT_EQ(platform::GetLastError(), 2U);
-    EXPECT_EQ(open("f", kGenericWrite), kInvalidHandle);
-    EXPECT_EQ(open("f", kGenericRead, 2), kInvalidHandle);
-    EXPECT_EQ(CreateFileW(nullptr, kGenericRead, 0, nullptr, kOpenAlways, 0, nullptr), kInvalidHandle);
-    EXPECT_EQ(bytesOf(dir.file("f")), "text");
-}
-
-// Nothing of the system is called between a failure and the question for it, since on Windows that may change the answer.
-TEST_F(PlatformFiles, LastErrorBelongsToTheThread) {
-    std::atomic<int> step{0};
-    unsigned long seen = 0;
-    std::thread other([&] {
-        EXPECT_EQ(open("none", kGenericRead), kInvalidHandle);
-        step = 1;
-        while (step != 2) {
-        }
-        seen = platform::GetLastError();
-    });
-    while (step != 1) std::this_thread::yield();
-    EXPECT_FALSE(platform::CloseHandle(nullptr));
-    step = 2;
-    other.join();
-    EXPECT_EQ(seen, 2U);
-}
-
-TEST_F(PlatformFiles, MappingOutlivesTheFileHandle) {
-    writeFile(dir.file("f"), std::string(kPage, 'x') + "end");
-    void* const file = open("f", kBoth);
-    void* const mapping = mappingOf(file, kPageReadWrite | kSecCommit);
-    ASSERT_NE(mapping, nullptr);
-    EXPECT_EQ(CreateFileMappingW(file, nullptr, kPageReadWrite, 0, 8 * kPage, nullptr), nullptr);
-    EXPECT_TRUE(platform::CloseHandle(file));
-
-    EXPECT_EQ(MapViewOfFile(mapping, kMapRead, 0, kPage, 4), nullptr);
-    EXPECT_EQ(MapViewOfFile(mapping, kMapRead, 1, 0, 0), nullptr);
-    EXPECT_EQ(MapViewOfFile(mapping, kMapCopy | kMapRead, 0, 0, 0), nullptr);
-    char* const view = static_cast<char*>(MapViewOfFile(mapping, kMapWrite | kMapRead, 0, kPage, 0));
-    ASSERT_NE(view, nullptr);
-    EXPECT_TRUE(platform::CloseHandle(mapping));
-    EXPECT_EQ(std::string(view, 3), "end");
-    view[0] = 'E';
-    EXPECT_FALSE(platform::UnmapViewOfFile(view + 1));
-    EXPECT_TRUE(platform::UnmapViewOfFile(view));
-    EXPECT_FALSE(platform::UnmapViewOfFile(view));
-    EXPECT_NE(platform::GetLastError(), 0U);
-    EXPECT_EQ(bytesOf(dir.file("f")).substr(kPage), "End");
-}
-
-TEST_F(PlatformFiles, StreamsStandBehind32Bits) {
-    std::FILE* const stream = platform::_wfopen(dir.wide("file").c_str(), L"wb+");
-    ASSERT_NE(stream, nullptr);
-    constexpr __int64 kFar = 5LL << 30;
-    EXPECT_EQ(platform::_fseeki64(stream, kFar, SEEK_SET), 0);
-    EXPECT_EQ(platform::_fseeki64(stream, 1 - kFar, SEEK_CUR), 0);
-    EXPECT_EQ(platform::_fseeki64(stream, kFar, SEEK_CUR), 0);
-    EXPECT_EQ(platform::_ftelli64(stream), kFar + 1);
-    EXPECT_NE(platform::_fseeki64(stream, -1, SEEK_SET), 0);
-    std::fclose(stream);
-}
-
-TEST_F(PlatformFiles, StatesTellFilesApart) {
-    std::FILE* const stream = platform::_wfopen(dir.wide("a").c_str(), L"wb+");
-    ASSERT_NE(stream, nullptr);
-    std::setvbuf(stream, nullptr, _IONBF, 0);
-    writeFile(dir.file("b"), "12345");
-    void* const same = open("a", kBoth);
-    void* const other = open("b", kGenericRead);
-    FileState first;
-    EXPECT_TRUE(stateOf(stream, first));
-    EXPECT_EQ(first.size, 0U);
-    EXPECT_EQ(platform::writeThrough(stream, "123", 3), 3U);
-    EXPECT_TRUE(syncFile(stream) && syncFile(same));
-    void* const mapping = mappingOf(same, kPageReadWrite);
-    void* const view = MapViewOfFile(mapping, kMapWrite, 0, 0, 3);
-    ASSERT_NE(view, nullptr);
-    EXPECT_TRUE(syncView(same, view, 3));
-    FileState state;
-    EXPECT_TRUE(stateOf(same, state));
-    EXPECT_TRUE(state.volume == first.volume && state.number == first.number && state.size == 3);
-    EXPECT_TRUE(stateOf(other, state));
-    EXPECT_TRUE(state.volume == first.volume && state.number != first.number && state.size == 5);
-    for (void* const handle : {static_cast<void*>(nullptr), kInvalidHandle, mapping}) {
-        EXPECT_FALSE(stateOf(handle, state) || syncFile(handle));
-        EXPECT_EQ(platform::GetLastError(), 6U);
-    }
-    EXPECT_TRUE(platform::UnmapViewOfFile(view));
-    EXPECT_FALSE(syncView(same, view, 3));
-    for (void* const handle : {same, other, mapping}) platform::CloseHandle(handle);
-    std::fclose(stream);
-}
 
 // The kind of a refusal is the same on every system, and so is which one comes first.
 TEST_F(PlatformFiles, RefusalsHaveNumbers) {
-    writeFile(dir.file("f"), "text");
-    void* const file = open("f", kGenericRead);
-    EXPECT_EQ(mappingOf(file, kPageReadWrite), nullptr);
-    EXPECT_EQ(platform::GetLastError(), 5U);
-    EXPECT_EQ(mappingOf(file, 0x40), nullptr);
-    EXPECT_EQ(CreateFileMappingW(file, nullptr, kPageReadOnly, 1, 0, nullptr), nullptr);
-    EXPECT_EQ(CreateFileMappingW(file, nullptr, kPageReadOnly, 0, 1, nullptr), nullptr);
-    EXPECT_EQ(CreateFileMappingW(file, nullptr, kPageReadOnly, 0, 0, L"name"), nullptr);
-    EXPECT_EQ(platform::GetLastError(), 87U);
-    void* const mapping = mappingOf(file, kPageReadOnly);
+    void* const mapping = mappingOf(file);
+    void* const empty = open("empty", kBoth, kOpenAlways);
+    unsigned long high = 7;
+    FileState state;
+    char bytes[8] = {};
+    std::size_t got = 99;
+    for (void* const handle : {static_cast<void*>(nullptr), kInvalidHandle, mapping}) {
+        EXPECT_EQ(refusal(platform::GetFileSize(handle, &high) == 0xFFFFFFFFU && high == 7), 6U);
+        EXPECT_EQ(refusal(mappingOf(handle) == nullptr), 6U);
+        EXPECT_EQ(refusal(!readAt(handle, 0, bytes, 6, got) && got == 0), 6U);
+        EXPECT_EQ(refusal(!stateOf(handle, state)), 6U);
+        EXPECT_EQ(refusal(!syncFile(handle)), 6U);
+        EXPECT_EQ(refusal(MapViewOfFile(handle == mapping ? file : handle, kMapRead, 0, 0, 1) == nullptr), 6U);
+        EXPECT_EQ(refusal(handle != mapping && !platform::CloseHandle(handle)), handle != mapping ? 6U : 0U);
+    }
+    EXPECT_EQ(refusal(open("none", kBoth) == kInvalidHandle), 2U);
+    EXPECT_EQ(refusal(open("f", kGenericWrite) == kInvalidHandle), 87U);
+    EXPECT_EQ(refusal(open("f", kGenericRead, 2) == kInvalidHandle), 87U);
+    EXPECT_EQ(refusal(CreateFileW(nullptr, kBoth, 0, nullptr, kOpenAlways, 0, nullptr) == kInvalidHandle), 87U);
+    EXPECT_EQ(refusal(!readAt(file, -1, bytes, 6, got)), 87U);
+    EXPECT_EQ(refusal(mappingOf(file, kPageReadWrite) == nullptr), 5U);
+    EXPECT_EQ(refusal(mappingOf(file, 0x40) == nullptr), 87U);
+    EXPECT_EQ(refusal(CreateFileMappingW(file, nullptr, kPageReadOnly, 1, 0, nullptr) == nullptr), 87U);
+    EXPECT_EQ(refusal(CreateFileMappingW(file, nullptr, kPageReadOnly, 0, 1, nullptr) == nullptr), 87U);
+    EXPECT_EQ(refusal(CreateFileMappingW(file, nullptr, kPageReadOnly, 0, 0, L"name") == nullptr), 87U);
+    EXPECT_EQ(refusal(mappingOf(empty) == nullptr), 1006U);
+    EXPECT_EQ(refusal(!platform::UnmapViewOfFile(nullptr)), 487U);
+    EXPECT_EQ(refusal(openForReading(nullptr) == nullptr), 87U);
+    EXPECT_EQ(refusal(platform::_wfopen(nullptr, L"r") == nullptr), 87U);
+    EXPECT_EQ(refusal(platform::_wfopen(L"f", nullptr) == nullptr), 87U);
+    EXPECT_EQ(refusal(platform::_wunlink(nullptr) == -1), 87U);
     const struct {
         unsigned long access;
         unsigned long offset;
         std::size_t length;
         unsigned long error;
-    } rows[] = {{kMapWrite, 0, 4, 5},    {kMapWrite, 0, 5, 87},           {kMapWrite, 1, 1, 87}, {kMapRead, 0, 5, 87},
-                {kMapCopy, 4096, 0, 87}, {kMapCopy | kMapRead, 0, 0, 87}, {0, kPage, 1, 87}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(MapViewOfFile(mapping, row.access, 0, row.offset, row.length), nullptr);
-        EXPECT_EQ(platform::GetLastError(), row.error) << row.access << " " << row.offset << " " << row.length;
+    } views[] = {
+        {kMapWrite, 0, 4, 5}, {kMapWrite, 0, 5, 87},   {kMapWrite, 1, 1, 87},    {kMapRead, 0, 5, 87},
+        {kMapRead, 1, 0, 87}, {kMapCopy, 4096, 0, 87}, {kMapCopy, kPage, 0, 87}, {kMapCopy | kMapRead, 0, 0, 87},
+        {0, kPage, 1, 87}};
+    for (const auto& view : views) {
+        EXPECT_EQ(refusal(MapViewOfFile(mapping, view.access, 0, view.offset, view.length) == nullptr), view.error)
+            << view.access << " " << view.offset << " " << view.length;
     }
-    EXPECT_FALSE(platform::UnmapViewOfFile(nullptr));
-    EXPECT_EQ(platform::GetLastError(), 487U);
-    platform::CloseHandle(mapping);
-    platform::CloseHandle(file);
-
-    void* const empty = open("empty", kBoth, kOpenAlways);
-    EXPECT_EQ(mappingOf(empty, kPageReadOnly), nullptr);
-    EXPECT_EQ(platform::GetLastError(), 1006U);
-    platform::CloseHandle(empty);
-}
-
-TEST_F(PlatformFiles, NullArguments) {
-    EXPECT_EQ(openForReading(nullptr), nullptr);
-    EXPECT_EQ(platform::_wfopen(nullptr, L"r"), nullptr);
-    EXPECT_EQ(platform::_wfopen(L"f", nullptr), nullptr);
-    EXPECT_EQ(platform::_wunlink(nullptr), -1);
-    EXPECT_EQ(platform::_strdup(nullptr), nullptr);
+    for (void* const handle : {mapping, empty}) EXPECT_TRUE(platform::CloseHandle(handle));
+    EXPECT_EQ(bytesOf(dir.file("f")), "text");
     wchar_t name = L'x';
     EXPECT_NE(platform::_wtmpnam_s(nullptr, 1), 0);
     EXPECT_NE(platform::_wtmpnam_s(&name, 0), 0);
+    EXPECT_EQ(platform::_strdup(nullptr), nullptr);
     __int64 now = -1;
     const __int64 told = platform::_time64(&now);
     EXPECT_EQ(told, now);
+}
+
+// All that a call doesn't know by itself is refused, and then what doesn't fit.
+TEST_F(PlatformFiles, Utf8SizesAndRefusals) {
+    const std::string bytes = "\xE2\x82\xAC!\0"s;
+    int replaced = 0;
+    for (unsigned int call = 0; call < 32 * 5 * 5; ++call) {
+        const int length = static_cast<int>(call / 32 % 5) - 2; // -1 is up to and with the NUL
+        const int size = static_cast<int>(call / 160) * 2 - 2;
+        char room[8] = "~~~~~~~";
+        char* const out = (call & 1U) != 0 ? nullptr : room;
+        const int result =
+            WideCharToMultiByte((call & 2U) != 0 ? 1252 : kUtf8, call >> 2 & 1U, L"\x20AC!", length, out, size,
+                                (call & 8U) != 0 ? "?" : nullptr, (call & 16U) != 0 ? &replaced : nullptr);
+        const bool known =
+            (call & 30U) == 0 && length >= -1 && length != 0 && size >= 0 && (out != nullptr || size == 0);
+        const int needed = length == -1 ? 5 : length + 2;
+        const bool fits = known && (size == 0 || size >= needed);
+        const auto written = static_cast<std::size_t>(fits && size != 0 ? needed : 0);
+        EXPECT_EQ(refusal(result == 0), !known ? 87U : fits ? 0U : 122U) << call;
+        EXPECT_EQ(result, fits ? needed : 0) << call;
+        EXPECT_EQ(std::string(room, written), bytes.substr(0, written)) << call;
+        EXPECT_EQ(std::string(room + (size > 0 ? size : 0)).find_first_not_of('~', 0), std::string::npos) << call;
+    }
+    EXPECT_EQ(refusal(WideCharToMultiByte(kUtf8, 0, nullptr, -1, nullptr, 0, nullptr, nullptr) == 0), 87U);
+    // A pair that the length cuts is no pair.
+    EXPECT_EQ(WideCharToMultiByte(kUtf8, 0, L"\xD83D\xDE00", 1, nullptr, 0, nullptr, nullptr), 3);
+}
+
+TEST_F(PlatformFiles, ReadsBehind32Bits) {
+    constexpr __int64 kFar = 5LL << 30;
+    std::filesystem::resize_file(dir.file("f"), kFar);
+    const struct {
+        __int64 offset;
+        std::size_t length;
+        std::string bytes;
+    } rows[] = {{0, 4, "text"}, {3, 3, "t\0\0"s}, {kFar - 2, 6, "\0\0"s}, {2, 1, "x"},
+                {4, 0, ""},     {kFar, 6, ""},    {INT64_MAX, 6, ""}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.offset);
+        std::string bytes(8, '~');
+        std::size_t got = 99;
+        EXPECT_TRUE(readAt(file, row.offset, bytes.data(), row.length, got));
+        EXPECT_EQ(bytes.substr(0, got), row.bytes);
+        EXPECT_EQ(bytes.substr(row.length), std::string(8 - row.length, '~'));
+    }
+    EXPECT_EQ(open("none", kGenericRead), kInvalidHandle);
+    EXPECT_EQ(systemError(), std::errc::no_such_file_or_directory);
 }
 
 // What a file holds after writing "new": one with "old text" in it, and one that wasn't there.

@@ -2,6 +2,7 @@
 // Power cuts, played on a model of the disk: whatever the system had not been made to store may be there or not, sector by
 // sector, and a file that reads as complete must have all of its entries all the same.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <filesystem>
@@ -24,17 +25,12 @@ namespace {
 
 constexpr std::size_t kSector = 512;
 
-std::string sectorOf(const std::string& content, std::size_t number) {
-    std::string sector = number * kSector < content.size() ? content.substr(number * kSector, kSector) : "";
-    sector.resize(kSector, '\0');
-    return sector;
-}
-
 // What the disk has of one file, as told by the calls of the library. While there is one, it looks at each of them.
 class Disk {
 public:
-    Disk(std::string file, std::function<void(const std::string&)> survives)
-        : path(std::move(file)), check(std::move(survives)) {
+    /// The system refuses the call to store of that number, unless it is negative.
+    Disk(std::string file, int refusedCall, std::function<void(const std::string&)> survives)
+        : path(std::move(file)), refused(refusedCall), check(std::move(survives)) {
         present = this;
     }
     ~Disk() { present = nullptr; }
@@ -75,36 +71,32 @@ public:
         return fstat(descriptor, &given) == 0 && stat(path.c_str(), &watched) == 0 && given.st_ino == watched.st_ino;
     }
 
-    int storing = 0;  // calls so far
-    int refused = -1; // the number of the one that the system refuses
+    int storing = 0; // calls so far
 
 private:
-    // Every choice of sectors that are as stored last or as written last where they are few, and some of all that they have
-    // been since. The first and the last of the versions are the stored and the present one.
+    // Each sector, and the length, is as stored last or as written last, or as at any time in between. The first and the last
+    // of the versions are the stored and the present one.
     void cutPower() {
-        std::vector<std::size_t> open;
-        const std::size_t sectors = (versions.back().size() + kSector - 1) / kSector;
-        for (std::size_t i = 0; i < sectors; ++i) {
-            if (sectorOf(versions.front(), i) != sectorOf(versions.back(), i)) open.push_back(i);
-        }
-        const bool few = open.size() <= 5;
-        const std::size_t choices = few ? std::size_t{2} << open.size() : 40;
-        for (std::size_t choice = 0; choice < choices + 10; ++choice) {
-            const bool any = choice >= choices;
-            const auto version = [&](std::size_t bit) -> const std::string& {
-                if (any) return versions[random.below(versions.size())];
-                return (few ? choice >> bit & 1U : random.below(2)) != 0 ? versions.back() : versions.front();
+        const std::string& now = versions.back();
+        for (std::size_t choice = 0; choice < 50; ++choice) {
+            const std::size_t among = choice < 40 ? 2 : versions.size(); // the outer ones alone
+            const auto version = [&]() -> const std::string& {
+                const std::size_t number = choice < 2 ? choice : random.below(among);
+                return number == among - 1 ? now : versions[number];
             };
-            std::string left = versions.back();
-            for (std::size_t i = 0; i < open.size(); ++i)
-                left.replace(open[i] * kSector, kSector, sectorOf(version(i), open[i]));
-            left.resize(version(open.size()).size(), '\0');
+            std::string left(now.size(), '\0');
+            for (std::size_t at = 0; at < left.size(); at += kSector) {
+                const std::string& from = version();
+                if (at < from.size()) from.copy(&left[at], std::min(kSector, left.size() - at), at);
+            }
+            left.resize(version().size(), '\0');
             check(left);
         }
     }
 
     static Disk* present;
     const std::string path;
+    const int refused;
     const std::function<void(const std::string&)> check;
     std::vector<std::string> versions = {""};
     RandomText random{11};
@@ -137,43 +129,44 @@ protected:
         return reader.load(content.data(), static_cast<unsigned long>(content.size())) && reader.isComplete();
     }
 
-    // Plays the calls under power cuts; the system refuses the storing of that number. c is create, f adds entries, y is
-    // sync, m is markComplete, x is close, s is serialize. Returns what is in the file at last.
-    std::string play(const char* calls, bool large, int refused = -1) {
+    // Plays the calls under power cuts; the system refuses the storing of that number. c is create, t makes the root another
+    // one, f adds entries, l one that is refused, y is sync, m is markComplete, x is close, s is serialize.
+    void play(const char* calls, bool large, int refused) {
         std::vector<std::string> all;
         for (unsigned int i = 0; i < kEntries; ++i) all.push_back(slotsOf(entryOf(i, large)));
-        std::size_t safe = 0; // bytes that no power cut may take
-        std::string safeBytes;
+        std::string safe; // what no power cut may take
         bool marked = false;
-        Disk disk(dir.file("a.xml"), [&](const std::string& left) {
-            const bool complete = isComplete(left);
-            EXPECT_TRUE(!complete || entriesOf(left) == all) << "a complete file has lost entries";
-            EXPECT_TRUE(complete || !marked) << "the mark is lost";
-            const bool isSafe =
-                safe == 0 || left.substr(kMarkAt + 1, safe - kMarkAt - 1) == safeBytes.substr(kMarkAt + 1);
-            EXPECT_TRUE(isSafe) << "what was stored is lost";
+        Disk disk(dir.file("a.xml"), refused, [&](const std::string& left) {
+            const bool isMarked = isComplete(left);
+            EXPECT_TRUE(!isMarked || entriesOf(left) == all) << "a complete file has lost entries";
+            EXPECT_TRUE(isMarked || !marked) << "the mark is lost";
+            const bool isThere = safe.empty() || left.compare(kMarkAt + 1, safe.size(), safe) == 0;
+            EXPECT_TRUE(isThere) << "what was stored is lost";
         });
-        disk.refused = refused;
         std::filesystem::remove(dir.file("a.xml"));
         VellixWriter writer;
         VellixDoc files(VELLIX_DOC_FH);
         unsigned int added = 0;
+        writer.getRootDoc().addAttribute(1, "7");
         for (const char* call = calls; *call != '\0'; ++call) {
+            if (*call == 't') writer.getRootDoc().setType(VELLIX_DOC_FH);
             if (*call == 'c') {
                 EXPECT_TRUE(writer.create(dir.wide("a.xml").c_str()));
-                writer.getRootDoc().addAttribute(1, "7");
                 writer.addDoc(files);
             }
             for (int i = 0; i < 20 && *call == 'f'; ++i) {
                 VellixEntry entry = entryOf(added++, large);
                 EXPECT_EQ(files.addEntry(entry), writer.isIntact());
             }
+            if (*call == 'l') {
+                VellixEntry entry = fileEntry(std::string(17U << 20, 'x'));
+                EXPECT_FALSE(files.addEntry(entry));
+            }
             if (*call == 'y') {
                 const bool synced = writer.sync();
                 EXPECT_EQ(synced, disk.storing < refused || refused < 0);
                 EXPECT_EQ(writer.isIntact(), synced);
-                if (synced) safeBytes = disk.read();
-                safe = safeBytes.size();
+                safe = synced ? disk.read().substr(kMarkAt + 1) : "";
             }
             if (*call == 'm') writer.markComplete();
             if (*call == 'x' || *call == 's') {
@@ -184,67 +177,49 @@ protected:
             marked = isComplete(disk.read());
             disk.look();
         }
+        complete = marked;
         code = writer.getLastError();
         intact = writer.isIntact();
         stored = disk.storing;
-        return disk.read();
     }
 
     TempDir dir;
+    bool complete = false;
     int code = 0;
     bool intact = false;
     int stored = 0;
 };
 
+// A system that doesn't store the file prevents the mark. What it didn't store may be lost; but not behind the mark. What can't
+// be marked isn't stored either: a file of another root, and one that has lost something.
 TEST_F(PowerCuts, AtEveryCall) {
-    const struct {
-        const char* calls;
-        bool complete;
-        int stored;
-    } cases[] = {{"mcffx", true, 2},  {"cffxmx", true, 2}, {"cffms", true, 2},  {"cffxs", false, 0},
-                 {"cfyfx", false, 1}, {"cyfmfx", true, 3}, {"cffxmsx", true, 2}};
-    for (const auto& c : cases) {
-        for (const bool large : {false, true}) {
-            SCOPED_TRACE(c.calls);
-            EXPECT_EQ(isComplete(play(c.calls, large)), c.complete);
-            EXPECT_EQ(stored, c.stored);
-            EXPECT_EQ(code, VELLIX_SUCCESS);
-            EXPECT_TRUE(intact);
-        }
-    }
-}
-
-// What can't be marked isn't stored either: a file of another root, and one that has lost something.
-TEST_F(PowerCuts, NothingIsStoredWithoutNeed) {
-    for (const VELLIX_DOC_TYPE root : {VELLIX_DOC_FH, VELLIX_DOC_RESULTS}) {
-        const Disk disk(dir.file("a.xml"), [](const std::string&) {});
-        VellixWriter writer(root);
-        VellixDoc files(VELLIX_DOC_FH);
-        VellixEntry entry = fileEntry(std::string(root == VELLIX_DOC_FH ? 1 : 17U << 20, 'x'));
-        ASSERT_TRUE(writer.create(dir.wide("a.xml").c_str()));
-        writer.addDoc(files);
-        EXPECT_EQ(files.addEntry(entry), root == VELLIX_DOC_FH);
-        files.close();
-        writer.markComplete();
-        writer.close();
-        EXPECT_EQ(disk.storing, 0);
-    }
-}
-
-// A system that doesn't store the file prevents the mark. What it didn't store may be lost; but not behind the mark.
-TEST_F(PowerCuts, RefusedByTheSystem) {
+    constexpr int kLost = VELLIX_ERR_BAD_HANDLE;
     const struct {
         const char* calls;
         int refused;
+        int stored; // calls for it
+        bool complete;
+        int code;
         bool intact;
-    } cases[] = {{"mcffx", 1, false},  {"mcffx", 2, true},  {"cffxmx", 1, false}, {"cffxmx", 2, true},
-                 {"cfyfyx", 1, false}, {"cfyfy", 2, false}, {"mcfyfyx", 1, false}};
+    } cases[] = {
+        {"mcffx", -1, 2, true, 0, true},        {"cffxmx", -1, 2, true, 0, true},
+        {"cffms", -1, 2, true, 0, true},        {"cffxs", -1, 0, false, 0, true},
+        {"cfyfx", -1, 1, false, 0, true},       {"cyfmfx", -1, 3, true, 0, true},
+        {"cffxmsx", -1, 2, true, 0, true},      {"mcffx", 1, 1, false, kLost, false},
+        {"mcffx", 2, 2, false, kLost, true},    {"cffxmx", 1, 1, false, kLost, false},
+        {"cffxmx", 2, 2, false, kLost, true},   {"cfyfyx", 1, 1, false, kLost, false},
+        {"cfyfy", 2, 2, false, kLost, false},   {"mcfyfyx", 1, 1, false, kLost, false},
+        {"cfflmx", -1, 0, false, kLost, false}, {"mtcffx", -1, 0, false, VELLIX_ERR_SYNTAX, true},
+    };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.calls) + std::to_string(c.refused));
-        EXPECT_FALSE(isComplete(play(c.calls, false, c.refused)));
-        EXPECT_EQ(stored, c.refused) << "it is asked once more";
-        EXPECT_EQ(code, VELLIX_ERR_BAD_HANDLE);
-        EXPECT_EQ(intact, c.intact);
+        for (const bool large : {false, true}) {
+            SCOPED_TRACE(std::string(c.calls) + std::to_string(c.refused));
+            play(c.calls, large, c.refused);
+            EXPECT_EQ(complete, c.complete);
+            EXPECT_EQ(stored, c.stored);
+            EXPECT_EQ(code, c.code);
+            EXPECT_EQ(intact, c.intact);
+        }
     }
 }
 

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// Objects of their own on several threads at once: they share the schema and the table of views, and nothing shows.
+// Objects of their own on several threads at once: they share the schema and the table of views, and nothing shows. The
+// parts of a walk share its file as well.
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,9 +18,10 @@
 #include "FileSupport.h"
 #include "PosixSupport.h"
 #include "TempDir.h"
-#include "vellix/CatImageCmdXmlFileHelper.h"
+#include "WritingJob.h"
 #include "vellix/CatQueryCriteriaHelper.h"
 #include "vellix/VellixMMap.h"
+#include "vellix/VellixWalk.h"
 
 using namespace filetest;
 
@@ -25,63 +29,35 @@ namespace {
 
 class Threads : public testing::Test {
 protected:
-    static constexpr int kThreads = 8;
-    static constexpr int kRounds = 12;
-
-    // Everything that works on files, with an entry of its own for each thread. False if anything is not as it would be
-    // on one thread.
-    bool workOnFiles(int thread) {
+    // What works on files, with entries of its own for each thread. The helpers stand on the same.
+    void work(std::size_t thread) {
         const std::string name = std::to_string(thread) + ".xml";
-        const std::string path = dir.file(name);
+        WritingJob job(std::vector<std::size_t>(120, 1000 + thread)); // about two pages
         VellixWriter writer;
-        VellixDoc files(VELLIX_DOC_FH);
-        files.addAttribute(0, 1, false);
-        VellixEntry entry = fileEntry("a & " + std::string(1000, static_cast<char>('a' + thread)), thread);
-        bool right = writer.create(dir.wide(name).c_str()) && writer.addDoc(files);
-        for (int i = 0; i < 150; ++i) right = files.addEntry(entry) && right; // more than two pages
-        files.close();
+        EXPECT_TRUE(writer.create(dir.wide(name).c_str()));
+        job.run(writer, [](const auto& step) { step(); });
         writer.markComplete();
-        const std::string written(writer.serialize(), static_cast<std::size_t>(writer.size() - 1));
+        writer.close();
+        const std::string file = job.expectIn(dir.file(name));
+        EXPECT_EQ(job.written, std::string(120, '1'));
 
-        OpenReader reader;
-        right = reader.load(dir.wide(name).c_str()) && reader.isComplete() && right;
-        const std::vector<std::string> read = readToEnd(reader);
-        right = read.size() == 151 && read.back() == slotsOf(entry) && right;
-
-        VellixMMap file;
-        file.open(dir.wide(name).c_str(), 0);
-        file.map(file.handle(), 0, 2, 2, nullptr, 0);
-        right = std::string(static_cast<const char*>(file.addr()), written.size()) == written && right;
-
+        VellixMMap map;
+        EXPECT_EQ(map.open(dir.wide(name).c_str(), 0), VELLIX_SUCCESS);
+        map.map(map.handle(), 0, 2, 2, nullptr, 0);
+        EXPECT_TRUE(file.compare(0, file.size(), static_cast<const char*>(map.addr()), file.size()) == 0);
         VellixDoc held(VELLIX_DOC_RESULTS);
         std::string text;
-        right = held.load(path.c_str()) && held.getNumberOfEntries() == 151 && held.serialize(text) && right;
-        const MallocText size(
-            VellixEntry::parseAttribute(VELLIX_DOC_FH, 9, entry.toString().c_str(), entry.size(), true));
-        return shown(size) == std::to_string(thread) && right;
-    }
+        EXPECT_TRUE(held.load(dir.file(name).c_str()) && held.serialize(text));
+        EXPECT_EQ(held.getNumberOfEntries(), 121U);
 
-    // The helpers, by way of temporary files.
-    bool workWithHelpers(int thread) {
-        const std::wstring path = dir.wide(std::to_string(thread) + ".cmd");
-        const std::string id = std::to_string(thread);
-        CatQueryCriteriaHelper query;
-        VellixDoc format(VELLIX_DOC_RETURN_RESULT_FORMAT);
-        bool right = query.create(nullptr);
-        query.setRequester(id.c_str());
-        query.addDoc(format);
-        format.close();
-        const char* const text = query.serialize();
-        right =
-            text != nullptr && std::string(text, 80).find("<CatQuery Requester=\"" + id) != std::string::npos && right;
-
-        CatImageCmdXmlFileHelper commands;
-        VellixEntry command = fileEntry(id);
-        commands.setImageId(id.c_str());
-        right = commands.create(path.c_str()) && commands.addImageCmd(command) && right;
-        commands.close();
-        right = commands.load(path.c_str()) && commands.getNextImageCmd(command) && right;
-        return command.getAttributeStr(6) == id && commands.getImageId() == id && right;
+        CatQueryCriteriaHelper query; // by way of a temporary file
+        EXPECT_TRUE(query.create(nullptr));
+        query.setRequester(name.c_str());
+        WritingJob empty({});
+        empty.run(query, [](const auto& step) { step(); });
+        const char* const written = query.serialize();
+        ASSERT_NE(written, nullptr);
+        EXPECT_NE(std::string(written, 80).find("<CatQuery Requester=\"" + name), std::string::npos);
     }
 
     // How many open descriptors of the process that has this directory of them lead to our files.
@@ -102,12 +78,10 @@ TEST_F(Threads, EachWithItsOwnAndChildrenWithNothing) {
     ASSERT_EQ(file.open(dir.wide("a.xml").c_str(), 2), VELLIX_SUCCESS);
     file.map(file.handle(), 0, 4, 2, nullptr, 0);
 
-    std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
+    for (std::size_t thread = 0; thread < 8; ++thread) {
         threads.emplace_back([&, thread] {
-            for (int round = 0; round < kRounds; ++round)
-                wrong += workOnFiles(thread) && workWithHelpers(thread) ? 0 : 1;
+            for (int round = 0; round < 12; ++round) work(thread);
         });
     }
     for (int child = 0; child < 5; ++child) {
@@ -119,7 +93,6 @@ TEST_F(Threads, EachWithItsOwnAndChildrenWithNothing) {
         EXPECT_EQ(leadsToOurs(listing), 0U) << listing;
     }
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(wrong, 0);
 
     std::string listing;
     for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
@@ -127,6 +100,37 @@ TEST_F(Threads, EachWithItsOwnAndChildrenWithNothing) {
         listing += std::filesystem::read_symlink(descriptor, gone).string() + '\n';
     }
     EXPECT_EQ(leadsToOurs(listing), 3U) << listing;
+}
+
+// Each thread takes the next part that nobody has taken, while another one goes on with the walk itself.
+TEST_F(Threads, PartsOfOneFile) {
+    std::string text = kHeader + "<CatResults ID=\"s\"><CatDoc ID=\"1\"><CatFH>";
+    for (int i = 0; i < 20000; ++i) text += "<ET NM=\"\xE9<" + std::to_string(i) + "\" SZ=\"1\"/>";
+    writeFile(dir.file("a.xml"), text);
+    const auto entriesOf = [](vellix::Walk walk) {
+        std::string entries;
+        for (const VellixEntry& entry : walk.entries(VELLIX_DOC_FH)) entries += slotsOf(entry) + '\n';
+        return entries;
+    };
+    vellix::Walk whole(dir.file("a.xml"));
+    const std::string expected = entriesOf(whole.part(0, whole.size()));
+    ASSERT_EQ(split(expected, "\n").size(), 20001U);
+
+    std::vector<std::string> found(100);
+    std::atomic<std::size_t> nextPart{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&] {
+            const std::uint64_t length = whole.size() / found.size() + 1;
+            for (std::size_t part = nextPart++; part < found.size(); part = nextPart++)
+                found[part] = entriesOf(whole.part(part * length, (part + 1) * length, VELLIX_DOC_FH));
+        });
+    }
+    std::size_t steps = 0;
+    while (whole.next() != nullptr) ++steps;
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(steps, 20006U);
+    EXPECT_TRUE(std::accumulate(found.begin(), found.end(), std::string()) == expected);
 }
 
 } // namespace

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLIX_TESTS_WRITING_JOB_H
+#define VELLIX_TESTS_WRITING_JOB_H
+
+#include <cstddef>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FileSupport.h"
+#include "TempDir.h"
+
+namespace filetest {
+
+/// Entries in a document of files in a document of an image, written in steps of which any may fail. The caller goes on as if
+/// none had.
+class WritingJob {
+public:
+    /// An entry for each of these lengths of a name; the document has a name too, unless its length is 0.
+    explicit WritingJob(const std::vector<std::size_t>& lengths, std::size_t documentName = 0)
+        : image(VELLIX_DOC_DOC), files(VELLIX_DOC_FH), canBeFound(documentName < kPageSize) {
+        image->addAttribute(1, "42");
+        if (documentName != 0) files->addAttribute(6, std::string(documentName, 'f'));
+        for (const std::size_t length : lengths) entries.push_back(fileEntry(std::string(length, 'x')));
+        written.assign(lengths.size(), '0');
+    }
+
+    /// Hands each step to `attempt`. The documents are gone then.
+    template <class Writer, class Attempt> void run(Writer& writer, const Attempt& attempt) {
+        attempt([&] { writer.addDoc(*image); });
+        attempt([&] { image->addChildDoc(*files); });
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            attempt([&] { written[i] = files->addEntry(entries[i]) ? '1' : '0'; });
+        }
+        attempt([&] { files->close(); });
+        attempt([&] { image->close(); });
+        files.reset();
+        image.reset();
+    }
+
+    /// Expects that what is acknowledged, and nothing else, is in the file and can be read. Returns the file's bytes.
+    std::string expectIn(const std::filesystem::path& path) const {
+        std::vector<std::string> tags;
+        std::vector<std::string> values;
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            if (written[i] == '0') continue;
+            tags.push_back(entries[i].toString());
+            values.push_back(slotsOf(entries[i]));
+        }
+        const std::string file = std::filesystem::exists(path) ? bytesOf(path) : "";
+        EXPECT_EQ(entriesIn(file), tags);
+        EXPECT_TRUE(!canBeFound || readByDocuments(vellix::widePath(path)) == values);
+        return file;
+    }
+
+    std::string written; // for each entry whether it was acknowledged, '1' or '0'
+
+private:
+    std::optional<VellixDoc> image;
+    std::optional<VellixDoc> files;
+    std::vector<VellixEntry> entries;
+    bool canBeFound; // by a reader: no page cuts the tag of the document
+};
+
+} // namespace filetest
+
+#endif
