@@ -221,6 +221,7 @@ TEST_F(Cost, TextsThatAreWritten) {
 // --- Memory ---
 
 constexpr unsigned short kIds[] = {6, 7, 19, 37, 39};
+using Use = void (*)(VellixEntry& entry, unsigned int round, const std::string& text);
 
 void setAll(VellixEntry& entry, unsigned int round) {
     static const std::string texts[] = {"", "short", std::string(50, 'b'), "a<b & so on", std::string(700, 'c')};
@@ -233,81 +234,180 @@ void empty(VellixEntry& entry) {
     entry.setType(VELLIX_DOC_FH);
 }
 
-// The same is done again and again with other values: they are replaced, removed and set, cleared and set, or parsed and
-// assigned. From some time on that requests nothing.
-TEST(Memory, AnEntryThatIsUsedAgainRequestsNone) {
-    VellixEntry replaced(VELLIX_DOC_FH);
-    VellixEntry removed(VELLIX_DOC_FH);
-    VellixEntry cleared(VELLIX_DOC_FH);
-    VellixEntry parsed(VELLIX_DOC_FH);
-    VellixEntry assigned(VELLIX_DOC_FH);
-    char text[5000];
-    std::size_t before = 0;
-    for (unsigned int round = 0; round < 2000; ++round) {
-        if (round == 1000) before = requests;
-        setAll(replaced, round);
-        ASSERT_TRUE(replaced.serialize(text, sizeof text));
-        removed.removeAttribute(kIds[round % 5]);
-        setAll(removed, round);
-        empty(cleared);
-        setAll(cleared, round);
-        setAll(cleared, round + 1);
-        empty(parsed);
-        parsed.parseAttrXMLString(text, static_cast<unsigned long>(std::strlen(text)));
-        for (const unsigned short id : kIds) EXPECT_EQ(parsed.getAttributeStr(id), parsed.getAttribute(id));
-        assigned = parsed;
-    }
-    EXPECT_EQ(requests, before);
+const std::string kLarge(1U << 20, 'x');
+const std::string kReferences[] = {
+    R"(<ET NM='a&amp;b' PT="&#65;&#66;&lt;"/>)",
+    "<ET NM='&lt;" + std::string(3000, 'r') + "' PT=\"" + std::string(5000, 's') + "&#65;\"/>",
+    "<ET NM=\"&#" + std::string(90000, '0') + "65;\" PT='&amp;'/>",
+};
+
+const char* largeOf(std::size_t length) { return kLarge.c_str() + kLarge.size() - length; }
+
+void parse(VellixEntry& entry, const std::string& tag) {
+    EXPECT_EQ(entry.parseAttrXMLString(tag.data(), lengthOf(tag)), VELLIX_SUCCESS);
 }
 
-// An entry is filled in a way that leaves large memory unused, and then used for small values.
-TEST(Memory, NoMoreIsKeptThanAFewTimesTheContent) {
-    using Use = void (*)(VellixEntry & entry, unsigned int round, const std::string& text);
-    const Use uses[] = {
-        [](VellixEntry& entry, unsigned int id, const std::string& text) {
-            const VellixMapTag& row = *xmlRowAt(VELLIX_DOC_FH, static_cast<unsigned short>(id));
-            entry.addAttribute(row.tag, row.tagLen, text.c_str());
-            entry.getAttributeStr(static_cast<unsigned short>(id));
-            entry.addAttribute(row.tag, row.tagLen, "small");
-        },
-        [](VellixEntry& entry, unsigned int round, const std::string& text) {
-            entry.addAttribute(kIds[round % 5], text);
-            entry.removeAttribute(kIds[round % 5]);
-        },
-        [](VellixEntry& entry, unsigned int, const std::string& text) {
-            const std::string tag = "<ET NM=\"" + text + "\" PT=\"&lt;" + text + "\"/>";
-            entry.parseAttrXMLString(tag.data(), lengthOf(tag));
-            entry.getAttributeStr(6);
-            entry.encodingAttributes();
-            empty(entry);
-        },
-        [](VellixEntry& entry, unsigned int, const std::string& text) {
-            VellixEntry other(VELLIX_DOC_FH);
-            other.addAttribute(6, text);
-            entry = other;
-            other.addAttribute(6, "small");
-            entry = other;
-        },
-        [](VellixEntry& entry, unsigned int round, const std::string& text) {
-            for (unsigned int i = round * 260; i < (round + 1) * 260; ++i) {
-                entry.addAttribute(kIds[i % 5], text.c_str() + text.size() - i * i % 3000);
-                if (i % 7 == 0) entry.removeAttribute(kIds[i % 3]);
-            }
-        },
+VellixEntry filled(std::size_t length) {
+    VellixEntry entry(VELLIX_DOC_FH);
+    for (const unsigned short id : kIds) entry.addAttribute(id, largeOf(length));
+    return entry;
+}
+
+// The same thing is done again and again with other values. The later half of the rounds may request nothing.
+TEST(Memory, AnEntryThatIsUsedAgainRequestsNone) {
+    constexpr unsigned int kRounds = 2000;
+    const struct {
+        const char* name;
+        Use use;
+    } rows[] = {
+        {"replaced", [](VellixEntry& entry, unsigned int round, const std::string&) { setAll(entry, round); }},
+        {"removed",
+         [](VellixEntry& entry, unsigned int round, const std::string&) {
+             entry.removeAttribute(kIds[round % 5]);
+             setAll(entry, round);
+         }},
+        {"cleared and set",
+         [](VellixEntry& entry, unsigned int round, const std::string&) {
+             empty(entry);
+             setAll(entry, round);
+             setAll(entry, round + 1);
+         }},
+        {"parsed and assigned",
+         [](VellixEntry& entry, unsigned int, const std::string& text) {
+             static VellixEntry last;
+             empty(entry);
+             entry.parseAttrXMLString(text.data(), lengthOf(text));
+             for (const unsigned short id : kIds) EXPECT_EQ(entry.getAttributeStr(id), entry.getAttribute(id));
+             last = entry;
+         }},
+        {"lengths that differ much",
+         [](VellixEntry& entry, unsigned int round, const std::string&) {
+             static const std::size_t lengths[] = {0, 10, 5000, 60, 90000, 1, 200000};
+             for (const unsigned short id : kIds) {
+                 entry.addAttribute(id, largeOf(lengths[(round + id) % 7]));
+                 EXPECT_EQ(entry.getAttributeStr(id), entry.getAttribute(id));
+             }
+         }},
+        {"references",
+         [](VellixEntry& entry, unsigned int round, const std::string&) { parse(entry, kReferences[round % 3]); }},
+        {"escaped forms",
+         [](VellixEntry& entry, unsigned int round, const std::string&) {
+             static const std::string markup(100, '<');
+             for (const unsigned short id : kIds) entry.addAttribute(id, markup.c_str() + round % 50 * (id % 3));
+             entry.encodingAttributes();
+         }},
+        {"a copy that is changed",
+         [](VellixEntry& entry, unsigned int round, const std::string&) {
+             static const VellixEntry copied = filled(700);
+             entry = copied;
+             entry.addAttribute(kIds[round % 5], largeOf(round % 2000));
+         }},
+        {"a huge copy that is changed",
+         [](VellixEntry& entry, unsigned int round, const std::string&) {
+             static const VellixEntry copied = filled(100000);
+             if (round % 3 == 0) entry.clear();
+             entry = copied;
+             entry.addAttribute(kIds[round % 5], "new");
+         }},
+        {"long contents",
+         [](VellixEntry& entry, unsigned int round, const std::string&) {
+             empty(entry);
+             entry.addAttribute(6, largeOf(100000 + round % 100000));
+             entry.addAttribute(7, "seven");
+             EXPECT_EQ(entry.getAttributeStr(6).size(), 100000 + round % 100000);
+         }},
     };
-    const std::string large(1U << 20, 'x');
-    for (const Use& use : uses) {
-        SCOPED_TRACE(&use - uses);
-        const std::size_t before = heldBytes;
-        VellixEntry entry(VELLIX_DOC_FH);
-        for (unsigned int round = 0; round < 77; ++round) use(entry, round, large);
-        EXPECT_LE(heldBytes - before, 100000U);
-        for (unsigned int round = 0; round < 200; ++round) {
-            empty(entry);
-            entry.addAttribute(6, "small");
+    std::vector<std::string> texts;
+    for (unsigned int round = 0; round < kRounds; ++round) {
+        VellixEntry source(VELLIX_DOC_FH);
+        setAll(source, round);
+        texts.push_back(source.toString());
+    }
+    VellixEntry entry(VELLIX_DOC_FH);
+    for (const auto& row : rows) {
+        std::size_t before = 0;
+        for (unsigned int round = 0; round < kRounds; ++round) {
+            if (round == kRounds / 2) before = requests;
+            row.use(entry, round, texts[round]);
         }
-        EXPECT_LE(heldBytes - before, 6000U) << "a while later";
-        EXPECT_EQ(entry.toString(), "<ET NM=\"small\"/>");
+        EXPECT_EQ(requests, before) << row.name;
+    }
+}
+
+// An entry is filled in a way that leaves large memory unused, and then used for small values. `most` is in large values.
+TEST(Memory, NoMoreIsKeptThanAFewTimesTheContent) {
+    const struct {
+        const char* name;
+        std::size_t most;
+        Use use;
+    } rows[] = {
+        {"replaced", 3,
+         [](VellixEntry& entry, unsigned int id, const std::string& text) {
+             const VellixMapTag& row = *xmlRowAt(VELLIX_DOC_FH, static_cast<unsigned short>(id));
+             entry.addAttribute(row.tag, row.tagLen, text.c_str());
+             entry.getAttributeStr(static_cast<unsigned short>(id));
+             entry.addAttribute(row.tag, row.tagLen, "small");
+         }},
+        {"removed", 2,
+         [](VellixEntry& entry, unsigned int round, const std::string& text) {
+             entry.addAttribute(kIds[round % 5], text);
+             entry.removeAttribute(kIds[round % 5]);
+         }},
+        {"parsed and cleared", 6,
+         [](VellixEntry& entry, unsigned int, const std::string& text) {
+             parse(entry, "<ET NM=\"" + text + "\" PT=\"&lt;" + text + "\"/>");
+             entry.getAttributeStr(6);
+             entry.encodingAttributes();
+             empty(entry);
+         }},
+        {"decoded to little", 2,
+         [](VellixEntry& entry, unsigned int, const std::string& text) {
+             parse(entry, "<ET NM=\"&#" + std::string(text.size(), '0') + "65;\"/>");
+         }},
+        {"assigned", 2,
+         [](VellixEntry& entry, unsigned int round, const std::string& text) {
+             VellixEntry other(VELLIX_DOC_FH);
+             if (round % 2 == 0) other.addAttribute(6, text);
+             if (round > 1) entry.addAttribute(6, "a store that takes values");
+             entry = other;
+         }},
+        {"a copy, all of which is replaced", 0,
+         [](VellixEntry& entry, unsigned int, const std::string& text) {
+             VellixEntry other(VELLIX_DOC_FH);
+             other.addAttribute(6, text);
+             other.addAttribute(19, text);
+             entry.clear();
+             entry = VellixEntry(static_cast<const VellixEntry&>(other));
+             const char* const stays = entry.getAttribute(19);
+             entry.addAttribute(6, "small");
+             EXPECT_EQ(entry.getAttribute(19), stays);
+             EXPECT_EQ(entry.getAttribute(19), text);
+             entry.addAttribute(19, "small");
+         }},
+        {"set in small steps", 0,
+         [](VellixEntry& entry, unsigned int round, const std::string& text) {
+             for (unsigned int i = round * 260; i < (round + 1) * 260; ++i) {
+                 entry.addAttribute(kIds[i % 5], text.c_str() + text.size() - i * i % 3000);
+                 if (i % 7 == 0) entry.removeAttribute(kIds[i % 3]);
+             }
+         }},
+    };
+    for (const auto& row : rows) {
+        for (const bool clears : {true, false}) {
+            SCOPED_TRACE(std::string(row.name) + (clears ? ", then cleared" : ", then replaced"));
+            const std::size_t before = heldBytes;
+            VellixEntry entry(VELLIX_DOC_FH);
+            for (unsigned int round = 0; round < 77; ++round) row.use(entry, round, kLarge);
+            EXPECT_LE(heldBytes - before, 100000U + row.most * kLarge.size() * 5 / 4);
+            for (unsigned int round = 0; round < (clears ? 260 : 8200); ++round) {
+                if (clears) empty(entry);
+                entry.setType(VELLIX_DOC_FH);
+                entry.addAttribute(6, "small");
+                if (!clears) entry.addAttribute(9, round % 100, false);
+            }
+            EXPECT_LE(heldBytes - before, clears ? 20000U : 100000U) << "a while later";
+            EXPECT_STREQ(entry.getAttribute(6), "small");
+        }
     }
 }
 

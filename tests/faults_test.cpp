@@ -7,8 +7,10 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <optional>
 #include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -16,6 +18,7 @@
 #include "Failing.h"
 #include "FileSupport.h"
 #include "TempDir.h"
+#include "WalkModel.h"
 #include "WritingJob.h"
 #include "vellix/CatImageCmdXmlFileHelper.h"
 
@@ -138,6 +141,46 @@ TEST_F(Faults, NoMemoryWhileReading) {
         EXPECT_TRUE(walked || failing.failures() != 0);
         EXPECT_TRUE(reader == nullptr || walk(*reader));
     });
+}
+
+// A call of a walk that failed is made again: no step is lost, and none comes twice. Names and tags are of the lengths that
+// need memory wherever a walk takes some.
+TEST_F(Faults, NoMemoryWhileWalking) {
+    const std::string name(100, 'n');
+    const std::string text = "<CatResults><CatDoc ID=\"1\"><" + name + "><" + name + name +
+                             "><CatSearchCriteria &><CatFH><ET NM=\"" + std::string(3 * kPageSize, 'x') + "\"/><" +
+                             name + name + name + "/></CatFH></CatDoc><CatDoc ID=\"2\"><CatFH><ET NM=\"b\"/>";
+    writeFile(dir.file("a.xml"), text);
+    const walktest::Model model(text);
+    for (const std::size_t skippedFrom : {1U, 2U, 1000U}) { // the first image, the first unknown element, nothing
+        SCOPED_TRACE("skip from step " + std::to_string(skippedFrom));
+        failEachAllocation([&](Failing& failing) {
+            const auto untilDone = [&](const auto& call) {
+                failing.arm();
+                const bool done = attempt(call);
+                failing.disarm();
+                if (!done) call();
+            };
+            std::optional<vellix::Walk> walk;
+            untilDone([&] {
+                walk.emplace(dir.file("a.xml"));
+                EXPECT_TRUE(*walk || walk->error().system == std::errc::not_enough_memory);
+                if (!*walk) throw std::bad_alloc();
+            });
+            std::size_t at = 0;
+            const vellix::Step* step = nullptr;
+            for (;;) {
+                untilDone([&] { step = walk->next(); });
+                if (step == nullptr) break;
+                ASSERT_LT(at, model.steps.size());
+                ASSERT_EQ(walktest::lineOf(*step), model.steps[at].line);
+                const bool skips = at == skippedFrom;
+                if (skips) untilDone([&] { walk->skip(); });
+                at = skips ? model.behindSkip(at) : at + 1;
+            }
+            EXPECT_EQ(at, model.steps.size());
+        });
+    }
 }
 
 // Takes a text that a call hands out: whole, or null.
