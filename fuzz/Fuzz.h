@@ -26,6 +26,11 @@ inline void require(bool holds, const char* property) {
 /// A text as those see it that take a terminated one.
 inline std::string upToNul(const std::string& text) { return text.substr(0, text.find('\0')); }
 
+/// A text as an attribute with a limit takes it.
+inline std::string cutFor(const VellixMapTag& attribute, const std::string& text) {
+    return text.substr(0, attribute.maxLen < 0 ? std::string::npos : static_cast<std::size_t>(attribute.maxLen));
+}
+
 /// Takes decisions from the front of the bytes. When they have run out everything is 0.
 class Input {
 public:

@@ -102,9 +102,7 @@ struct Expected {
         const MallocText plain = decoded(*event.value);
         const auto* row = xmlRowByTag(type, event.name.data(), static_cast<unsigned long>(event.name.size()));
         if (!plain || row == nullptr) return plain != nullptr;
-        const int limit = xmlRowAt(type, row->id)->maxLen;
-        values[static_cast<unsigned short>(row->id)] =
-            std::string(plain.get()).substr(0, limit < 0 ? std::string::npos : static_cast<std::size_t>(limit));
+        values[static_cast<unsigned short>(row->id)] = cutFor(*xmlRowAt(type, row->id), plain.get());
         return true;
     }
 };

@@ -90,12 +90,15 @@ inline std::string slotsOf(const VellixEntry& entry) {
     return all;
 }
 
-/// The limits of each width, one beyond, and their neighbours among the small numbers, as far as `Number` can hold them.
+/// The limits of each width and each number of decimal digits, with their neighbours, as far as `Number` can hold them.
 template <class Number> std::vector<Number> numberProbes() {
+    std::vector<std::uint64_t> limits;
+    for (const int bits : {0, 7, 8, 15, 16, 31, 32, 63}) limits.push_back(std::uint64_t{1} << bits);
+    std::uint64_t power = 1;
+    for (int digits = 1; digits < 20; ++digits) limits.push_back(power *= 10);
     std::vector<Number> values;
-    for (const int bits : {0, 7, 8, 15, 16, 31, 32, 63}) {
-        const std::uint64_t power = std::uint64_t{1} << bits;
-        for (const std::uint64_t magnitude : {power - 1, power, power + 1}) {
+    for (const std::uint64_t limit : limits) {
+        for (const std::uint64_t magnitude : {limit - 1, limit, limit + 1}) {
             for (const std::uint64_t pattern : {magnitude, std::uint64_t{0} - magnitude}) {
                 const auto value = static_cast<Number>(pattern);
                 if (static_cast<std::uint64_t>(value) == pattern) values.push_back(value);

@@ -47,6 +47,16 @@ TEST(Entry, WithoutATypeThereIsNoTextAndNoSlot) {
     EXPECT_TRUE(VellixEntry(VELLIX_DOC_IMG_ALT_ID_LIST, 7).isEmpty()) << "there is no slot 1";
 }
 
+TEST(Entry, OpenTagIsThatOfADocumentWhereOnlyEntriesStand) {
+    VellixDoc doc(VELLIX_DOC_FH);
+    EXPECT_STREQ(doc.VellixEntry::getOpenTag(), "<ET");
+    VellixEntry entry = sample();
+    doc.addEntry(entry);
+    EXPECT_STREQ(doc.VellixEntry::getOpenTag(), "<CatFH");
+    doc.addAttribute(6, "a");
+    EXPECT_STREQ(doc.VellixEntry::getOpenTag(), "<ET");
+}
+
 TEST(Entry, UntestedSetterTakesAnyTextWhereThereIsAnAttribute) {
     OpenEntry entry(VELLIX_DOC_FH);
     for (const unsigned short slot : Ids{0, 63, 64, 76}) EXPECT_TRUE(entry.addAttribute_s(slot, "no number"));
@@ -81,6 +91,8 @@ TEST(Entry, TextGettersGiveTheSlotOrLeaveTheirArgument) {
     EXPECT_EQ(text, "a&amp;b");
     EXPECT_TRUE(entry.getAttribute(6, text));
     EXPECT_EQ(text, "a&b");
+    EXPECT_TRUE(entry.addAttribute(6, entry.getAttribute(6) + 1) && entry.addAttribute(7, entry.getAttributeStr(6)));
+    EXPECT_EQ(slotsOf(entry), "0=5; 6=&b; 7=&b") << "a value may come from the slot that it goes to";
 }
 
 TEST(Entry, LimitedAttributesAreCutInBytes) {
@@ -196,11 +208,27 @@ TEST(Entry, EqualityLooksAtSlotsAlone) {
         EXPECT_FALSE(sample() == parsed(other)) << other;
 }
 
-// All that shows of an entry: type, name, mark, error and text.
+// An entry that holds something of all that it can.
+VellixEntry full() {
+    VellixDoc doc(VELLIX_DOC_NONE);
+    VellixDoc child;
+    VellixEntry entry;
+    doc.parseAttrXMLString(kTag.data(), static_cast<unsigned long>(kTag.size()));
+    doc.addEntry(entry);
+    doc.addEntry(entry);
+    doc.addChildDoc(child);
+    doc.setError(VELLIX_ERR_SYNTAX);
+    return static_cast<const VellixEntry&>(doc);
+}
+constexpr const char* kFull = "15 ET closed 6 1+2 0=5; 6=a&b";
+
+// Type, name, mark, error, counters and values.
 std::string stateOf(const VellixEntry& entry) {
     const char* const name = entry.getEntryName();
     return std::to_string(entry.getType()) + (name != nullptr ? " "s + name : "") +
-           (entry.isEntryClosed() ? " closed " : " ") + std::to_string(entry.getLastError()) + ' ' + slotsOf(entry);
+           (entry.isEntryClosed() ? " closed " : " ") + std::to_string(entry.getLastError()) + ' ' +
+           std::to_string(entry.getNumberOfChildDocs()) + '+' + std::to_string(entry.getNumberOfEntries()) + ' ' +
+           slotsOf(entry);
 }
 
 // Assignments go into an entry that held something else and keep its error.
@@ -208,8 +236,7 @@ TEST(Entry, CopiesAndMovesTakeTheContentOver) {
     for (const bool moves : {false, true}) {
         for (const bool assigns : {false, true}) {
             SCOPED_TRACE((moves ? "moves, " : "copies, ") + std::to_string(assigns));
-            VellixEntry source = parsed(kTag, VELLIX_DOC_NONE);
-            source.setError(VELLIX_ERR_SYNTAX);
+            VellixEntry source = full();
             const char* const value = source.getAttribute(6);
             VellixEntry target = assigns ? parsed("<CatImage ST=\"1\" NM=\"b\">", VELLIX_DOC_IMAGE)
                                  : moves ? VellixEntry(std::move(source))
@@ -217,36 +244,60 @@ TEST(Entry, CopiesAndMovesTakeTheContentOver) {
             if (assigns) target.setError(VELLIX_ERR_OUT_OF_RANGE);
             if (assigns && moves) target = std::move(source);
             if (assigns && !moves) target = source;
-            const std::string expected = assigns ? "15 ET closed 3 0=5; 6=a&b" : "15 ET closed 6 0=5; 6=a&b";
+            const std::string expected = assigns ? "15 ET closed 3 1+2 0=5; 6=a&b" : kFull;
             EXPECT_EQ(stateOf(target), expected);
-            EXPECT_EQ(stateOf(source), moves ? "0 0 " : "15 ET closed 6 0=5; 6=a&b");
+            EXPECT_EQ(stateOf(source), moves ? "0 0 0+0 " : kFull);
             EXPECT_EQ(target.getAttribute(6) == value, moves) << "what was handed out goes along";
             const std::string next = "<CatFH NM='b'>";
             source.parseAttrXMLString(next.data(), static_cast<unsigned long>(next.size()));
-            EXPECT_EQ(stateOf(source), moves ? "3 CatFH 0 6=b" : "15 ET closed 6 0=5; 6=b");
+            EXPECT_EQ(stateOf(source), moves ? "3 CatFH 0 0+0 6=b" : "15 ET closed 6 1+2 0=5; 6=b");
             VellixEntry& itself = target;
             target = itself;
             EXPECT_EQ(stateOf(target), expected);
             target = std::move(itself);
             EXPECT_EQ(stateOf(target), expected);
             target = VellixEntry();
-            EXPECT_EQ(stateOf(target), assigns ? "0 3 " : "0 6 ");
+            EXPECT_EQ(stateOf(target), assigns ? "0 3 0+0 " : "0 6 0+0 ");
         }
     }
 }
 
+// What is stored first may go where the rest of the tag stood.
+TEST(Entry, ATagThatTheEntryHoldsItselfIsReadAsAnyOther) {
+    const std::string tag = "<ET PT='longer than what it replaces' NM='" + std::string(3000, 'n') + "' SZ='7' OP='o'/>";
+    const std::string front = "so long that it takes another place than what follows: ";
+    for (const bool isString : {false, true}) {
+        VellixEntry entry(VELLIX_DOC_FH);
+        const auto hold = [&](const std::string& text) {
+            entry.addAttribute(7, text);
+            return isString ? entry.getAttributeStr(7).c_str() : entry.getAttribute(7);
+        };
+        XmlStr cursor;
+        cursor.buffer = hold(front + tag + "<ET NM='next'/>");
+        cursor.length = static_cast<unsigned long>(std::strlen(cursor.buffer));
+        cursor.position = static_cast<unsigned long>(front.size());
+        VellixEntry copy = entry;
+        EXPECT_EQ(entry.parseAttrXMLString(&cursor), VELLIX_SUCCESS);
+        EXPECT_EQ(cursor.position, front.size() + tag.size());
+        EXPECT_EQ(copy.parseAttrXMLString(tag.c_str(), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
+        EXPECT_EQ(entry.toString(), copy.toString());
+        EXPECT_EQ(entry.parseAttrXMLString(hold(tag), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
+        EXPECT_EQ(entry.toString(), copy.toString());
+    }
+}
+
 TEST(Entry, ClearKeepsErrorAndMarkAndLoadingKeepsNothing) {
-    VellixEntry entry = parsed(kTag);
-    entry.setError(VELLIX_ERR_SYNTAX);
+    VellixEntry entry = full();
     entry.clear();
-    EXPECT_EQ(stateOf(entry), "0 closed 6 ");
+    EXPECT_EQ(stateOf(entry), "0 closed 6 0+0 ");
+    entry = full();
     entry.setType(VELLIX_DOC_FH);
     entry.addAttribute(7, "<ET NM='of its own' SZ='7'>");
     entry.loadFromBuffer(VELLIX_DOC_FH, entry.getAttribute(7), 27, true);
-    EXPECT_EQ(stateOf(entry), "3 ET 0 6=of its own; 9=7");
+    EXPECT_EQ(stateOf(entry), "3 ET 0 0+0 6=of its own; 9=7");
     entry.setError(VELLIX_ERR_SYNTAX);
     entry.loadFromBuffer(VELLIX_DOC_IMAGE, nullptr, 5, true);
-    EXPECT_EQ(stateOf(entry), "9 0 ");
+    EXPECT_EQ(stateOf(entry), "9 0 0+0 ");
 }
 
 TEST(Entry, ChangedTypePassesOverSlotsThatItHasNot) {

@@ -67,6 +67,8 @@ void addVariants(std::set<std::string>& all, const std::string& word) {
 }
 
 TEST(Schema, LookupsByWordFindTheFirstInAnyCase) {
+    EXPECT_EQ(xmlDocTypeByName(nullptr, 2), VELLIX_DOC_NONE);
+    EXPECT_EQ(xmlRowByTag(VELLIX_DOC_FH, nullptr, 2), nullptr);
     std::set<std::string> words = {std::string(100000, 'O'), "iMAGE_cONSTR_and"};
     for (int type = 1; type < kTypes; ++type) {
         addVariants(words, xmlDocTypeTable[type].name);

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// Objects of their own on several threads at once: they share the schema and the table of views, and nothing shows.
+// Objects of their own on several threads at once: they share the schema and the table of views, and nothing shows. The
+// parts of a walk share its file as well.
 
+#include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +21,7 @@
 #include "WritingJob.h"
 #include "vellix/CatQueryCriteriaHelper.h"
 #include "vellix/VellixMMap.h"
+#include "vellix/VellixWalk.h"
 
 using namespace filetest;
 
@@ -95,6 +100,37 @@ TEST_F(Threads, EachWithItsOwnAndChildrenWithNothing) {
         listing += std::filesystem::read_symlink(descriptor, gone).string() + '\n';
     }
     EXPECT_EQ(leadsToOurs(listing), 3U) << listing;
+}
+
+// Each thread takes the next part that nobody has taken, while another one goes on with the walk itself.
+TEST_F(Threads, PartsOfOneFile) {
+    std::string text = kHeader + "<CatResults ID=\"s\"><CatDoc ID=\"1\"><CatFH>";
+    for (int i = 0; i < 20000; ++i) text += "<ET NM=\"\xE9<" + std::to_string(i) + "\" SZ=\"1\"/>";
+    writeFile(dir.file("a.xml"), text);
+    const auto entriesOf = [](vellix::Walk walk) {
+        std::string entries;
+        for (const VellixEntry& entry : walk.entries(VELLIX_DOC_FH)) entries += slotsOf(entry) + '\n';
+        return entries;
+    };
+    vellix::Walk whole(dir.file("a.xml"));
+    const std::string expected = entriesOf(whole.part(0, whole.size()));
+    ASSERT_EQ(split(expected, "\n").size(), 20001U);
+
+    std::vector<std::string> found(100);
+    std::atomic<std::size_t> nextPart{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&] {
+            const std::uint64_t length = whole.size() / found.size() + 1;
+            for (std::size_t part = nextPart++; part < found.size(); part = nextPart++)
+                found[part] = entriesOf(whole.part(part * length, (part + 1) * length, VELLIX_DOC_FH));
+        });
+    }
+    std::size_t steps = 0;
+    while (whole.next() != nullptr) ++steps;
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(steps, 20006U);
+    EXPECT_TRUE(std::accumulate(found.begin(), found.end(), std::string()) == expected);
 }
 
 } // namespace

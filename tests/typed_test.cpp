@@ -84,7 +84,7 @@ template <class Number, class Width> void checkNumbers() {
             const auto kept = static_cast<Width>(value);
             const bool fits = static_cast<Number>(kept) == value;
             const bool accepted = fits && admits(attribute, kept);
-            EXPECT_EQ(entry.addAttribute(attribute.id, value, false), accepted);
+            EXPECT_EQ(entry.addAttribute(attribute.id, value, true), accepted) << "a decimal takes no padding";
             EXPECT_EQ(entry.getLastError(), accepted ? VELLIX_SUCCESS : VELLIX_ERR_OUT_OF_RANGE);
             using Signed = std::conditional_t<sizeof(Width) == 2, int, std::make_signed_t<Width>>;
             EXPECT_EQ(entry.getAttributeStr(attribute.id), accepted ? std::to_string(static_cast<Signed>(kept)) : "7");

@@ -71,6 +71,10 @@ template <class... Given> void checkAllGiven() {
 
 TEST(Values, NumbersComeBackOrAreRefused) {
     checkAllGiven<signed char, unsigned short, int, unsigned int, long, unsigned long, std::int64_t, std::uint64_t>();
+    VellixEntry entry(VELLIX_DOC_FH);
+    EXPECT_TRUE(set(entry, vellix::fh::OP, 4294967295U) && set(entry, vellix::fh::SZ, 18446744073709551615U) &&
+                set(entry, vellix::fh::RI, 4294967295U));
+    EXPECT_EQ(entry.toString(), "<ET OP=\"-1\" SZ=\"-1\" RI=\"zzzzz1\"/>") << "as setters of that width write them";
 }
 
 TEST(Values, TextsComeBackOrAreRefused) {
@@ -92,22 +96,6 @@ TEST(Values, TextsComeBackOrAreRefused) {
         EXPECT_EQ(get(entry, attribute), limited ? view : limit + "x");
         EXPECT_TRUE(set(entry, attribute, limit) && get(entry, attribute) == limit);
     }
-}
-
-template <class Value> void checkWritten(Attribute<Value> attribute, Value value, const char* text) {
-    VellixEntry entry(attribute.type);
-    EXPECT_TRUE(set(entry, attribute, value));
-    EXPECT_EQ(entry.toString(), text);
-}
-
-// As the setters of the same width and sign write them.
-TEST(Values, NumbersTakeTheFormOfTheirWidth) {
-    checkWritten<std::uint8_t>(vellix::results::IC, 255, "<CatResults IC=\"255\"/>");
-    checkWritten<std::int16_t>(vellix::search_criteria::PL, -5, "<SC PL=\"-5\"/>");
-    checkWritten<std::uint16_t>(vellix::fse::DL, 65535, "<CatFSE DL=\"65535\"/>");
-    checkWritten<std::uint32_t>(vellix::fh::OP, 4294967295, "<ET OP=\"-1\"/>");
-    checkWritten<std::uint32_t>(vellix::fh::RI, 4294967295, "<ET RI=\"zzzzz1\"/>");
-    checkWritten<std::uint64_t>(vellix::fh::SZ, 18446744073709551615U, "<ET SZ=\"-1\"/>");
 }
 
 TEST(Values, BelongToTheTypesThatShareTheirMap) {
@@ -161,7 +149,8 @@ TEST(Values, NumbersAreReadInBothSignsAndNeverCut) {
         vellix::fh::RI,
         ". => 0 | / => 1 | ./ => 64 | zzzzz1 => 4294967295 | zzzzzz => 4294967295 | .....0 => 2147483648 | "
         "....... => nothing | .....2 => nothing | zzzzzy => 3221225471 | .....x => nothing | .....y => 2147483648 | "
-        "      ./ => 64 | / / => 65 |  => nothing |     => nothing | - => nothing | /, => nothing | -1 => nothing");
+        "      ./ => 64 | / / => 65 |  => nothing |     => nothing | - => nothing | /, => nothing | { => nothing | -1 "
+        "=> nothing");
 }
 
 // The tag of the name is written and read, whatever the slot.

@@ -35,11 +35,11 @@ class WalkCore;
 // assigned to, loaded, moved from or destroyed. What happens to other slots doesn't touch it. It may be given to any setter
 // of the same entry, as a whole or from its middle on.
 //
-// An entry can be used again and again. With `clear` in between it soon allocates nothing any more for values that take
-// less than 64 KB together as they stand in text, and its memory stays within a few times of what it held lately, besides
-// up to 8 KB for each slot. Without `clear` that goes for plain values of much the same length. What a value with
-// references took in text, and what a copy was made with, may stay until `clear`. A copy is one allocation of just the size
-// of what is copied.
+// An entry can be used again and again, with `clear` in between or without. It keeps memory for the values to come, so that
+// a loop soon allocates nothing any more but for lengths that are new; `loadFromBuffer` always allocates. What is kept stays
+// within a small multiple of the longest content that the entry held lately, besides some 100 KB. "Lately" is the time of
+// the last 16,384 values that were replaced or removed, where a `clear` or an assignment counts as 64 of them. A copy is
+// one allocation of just the size of what is copied. That stays while one of its texts does.
 //
 // An entry belongs to one thread at a time, getters included; two entries share no state. Where memory runs out and nothing
 // else is said, std::bad_alloc leaves the call, and the entry keeps what it held.
@@ -282,8 +282,8 @@ public:
     /// Returns the text; empty for VELLIX_DOC_NONE.
     std::string toString() const;
 
-    // Parsing. The text may not be one that this entry handed out; `loadFromBuffer` takes that, too. A parse reads one tag,
-    // adds to what the entry holds and returns a VELLIX_ERROR value, which it doesn't record:
+    // Parsing. The text may be one that this entry handed out: the tag is read as it stood when the call began. A parse reads
+    // one tag, adds to what the entry holds and returns a VELLIX_ERROR value, which it doesn't record:
     // - VELLIX_SUCCESS: the tag ended, with ">" straight behind an attribute or with "/>".
     // - VELLIX_ERR_END_OF_BUFFER: the text ended before the tag or inside it.
     // - VELLIX_ERR_NO_MEMORY: a value has a bad reference, or memory to decode it or for the name ran out. If there is none

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "vellix/VellixEntry.h"
@@ -259,8 +260,17 @@ void VellixTagParser::takeText(const VellixMapTag& attribute, const char* value,
 // --- Entries ---
 
 int VellixEntry::parseAttrXMLString(XmlStr* text) {
+    if (text == nullptr) return VELLIX_ERR_NULL_ARGUMENT;
     bool metEnd = false;
-    return text != nullptr ? parseTag(*text, nullptr, metEnd) : VELLIX_ERR_NULL_ARGUMENT;
+    const bool hasMore = text->position < text->length;
+    if (!hasMore || !store->owns(text->buffer + text->position)) return parseTag(*text, nullptr, metEnd);
+    XmlStr rest = cursorOverTag(text->buffer + text->position, text->length - text->position);
+    const std::string copy(rest.buffer, rest.length); // what is stored may go where the text stands
+    rest.buffer = copy.data();
+    const int result = parseTag(rest, nullptr, metEnd);
+    text->position += rest.position;
+    text->syntaxError = rest.syntaxError;
+    return result;
 }
 
 int VellixEntry::parseAttrXMLString(const char* buffer, unsigned long length) {

@@ -5,11 +5,11 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <functional>
 #include <string>
-#include <vector>
 
 #include "vellix/VellixSchema.h"
+#include "vellix/VellixSpares.h"
 #include "vellix/VellixText.h"
 #include "vellix/platform/Bytes.h"
 
@@ -24,8 +24,9 @@
 //
 // No text moves while its slot stays as it is, since a getter has handed out its address. So the room never grows while
 // texts stand in it: a text that finds no place there gets a block of its own, and `clear` makes the room large enough for
-// the next time. A text that replaces another stays in its place if it fits. Otherwise it takes new room, or a block that
-// later texts of the slot can use. So replaced texts take no more memory than the room that is there.
+// the next time. A text that replaces another goes to its place if it fits there. Otherwise it takes new room, or a block.
+// A block that a text leaves is spare: any text that it suits may take it. So replaced texts take no more memory than the
+// room that is there, and blocks for what the entry held at one time lately.
 
 /// A text and what it takes to write it out.
 struct StoredText {
@@ -37,22 +38,43 @@ struct StoredText {
 /// The longest text, and the longest escaped form, that a store takes.
 constexpr std::size_t kLongestText = INT_MAX;
 
-/// Texts as `std::string`, for who asks for them.
+constexpr std::uint64_t bitOf(unsigned int slot) { return std::uint64_t{1} << (slot % 64); }
+
+/// Calls visit(slot) for each slot that has its bit set, in ascending order, until it answers false.
+template <class Visit> void eachBit(const std::uint64_t (&bits)[2], Visit visit) {
+    for (unsigned int word = 0; word < 2; ++word) {
+        for (std::uint64_t left = bits[word]; left != 0; left &= left - 1) {
+            if (!visit(word * 64 + static_cast<unsigned int>(platform::lowestBit(left)))) return;
+        }
+    }
+}
+
+/// True if `at` is one of the bytes from `begin` to `end`. Any pointer may be given.
+inline bool standsIn(const char* at, const char* begin, const char* end) {
+    return !std::less<>()(at, begin) && std::less<>()(at, end);
+}
+
+/// Texts as `std::string`, for who asks for them. A string that is forgotten is spare.
 class TextStrings {
 public:
+    TextStrings() = default;
+    TextStrings(const TextStrings&) = delete;
+    TextStrings& operator=(const TextStrings&) = delete;
+    ~TextStrings() { forgetAll(); }
+
     /// Returns the text of a slot as a string, which stays until `forget`.
     const std::string& get(unsigned int slot, const StoredText& stored);
 
     void forget(unsigned int slot);
     void forgetAll();
 
-    /// True if the memory of forgotten strings isn't worth keeping.
-    bool areBulky() const;
+    /// True if the string of a slot stands at `at`.
+    bool hold(const char* at) const;
 
 private:
-    std::uint64_t valid[2] = {}; // a bit for each string that is what its slot holds
-    std::vector<std::unique_ptr<std::string>> strings;
-    std::size_t capacity = 0; // of all of them
+    std::uint64_t made[2] = {};            // a bit for each slot that has a string
+    TextString* strings[kLongestMap] = {}; // owned; of other slots they mean nothing
+    Spares<TextString> spares;
 };
 
 class OpenStore;
@@ -99,6 +121,9 @@ public:
 
     bool holdsSameAs(const VellixStore& other) const;
 
+    /// True if `at` is in a text of the entry, or in a string that was made of one. Any pointer may be given.
+    bool owns(const char* at) const;
+
     /// Calls visit(slot, stored) for each present slot in ascending order, until it answers false.
     template <class Visit> void eachText(Visit visit) const {
         visitAll(
@@ -112,21 +137,15 @@ private:
 
     constexpr VellixStore(Form storeForm, StoredText* storeSlots) : slots(storeSlots), form(storeForm) {}
 
-    static constexpr std::uint64_t bitOf(unsigned int slot) { return std::uint64_t{1} << (slot % 64); }
-
     const StoredText& stored(unsigned int slot) const { return slots[form == kOpen ? slot : numberOf(slot)]; }
 
     template <class Visit> void visitAll(Visit visit) const {
         const StoredText* next = slots;
-        for (unsigned int word = 0; word < 2; ++word) {
-            for (std::uint64_t bits = present[word]; bits != 0; bits &= bits - 1) {
-                const unsigned int slot = word * 64 + static_cast<unsigned int>(platform::lowestBit(bits));
-                if (!visit(slot, form == kOpen ? slots[slot] : *next++)) return;
-            }
-        }
+        eachBit(present, [&](unsigned int slot) { return visit(slot, form == kOpen ? slots[slot] : *next++); });
     }
 
     static void makeOpen(VellixStore*& store);
+    static void startOver(VellixStore*& store, OpenStore* next);
     unsigned int numberOf(unsigned int slot) const;
     std::size_t packedSize() const;
     void pack(const VellixStore& other);
@@ -158,9 +177,7 @@ public:
     bool put(unsigned int slot, const char* text, std::size_t length, bool plain);
 
     /// Returns where `length` bytes for a slot that has none can be written before they are taken, or null.
-    char* roomFor(unsigned int slot, std::size_t length) {
-        return isVacant(slot) && fitsInRoom(length) ? next : nullptr;
-    }
+    char* roomFor(unsigned int slot, std::size_t length) { return !has(slot) && fitsInRoom(length) ? next : nullptr; }
 
     /// Stores the plain form of a text with references, up to its first NUL and cut to `most` bytes unless that is negative.
     enum class Decoded { kStored, kBad, kNoMemory };
@@ -174,13 +191,16 @@ public:
     char* roomLeft() { return next; }
     const char* roomEnd() const { return end; }
     void take(unsigned int slot, std::size_t length, std::size_t escaped) {
-        if (!isVacant(slot)) vacate(slot);
+        if (has(slot)) vacate(slot);
         settle(slot, next, length, escaped);
         next += length + 1;
     }
 
 private:
     friend class VellixStore;
+
+    static constexpr std::size_t kFirstSize = 2048; // bytes of a store that was never filled, its fields included
+    static constexpr std::size_t kMostRoom = 65536; // what longer contents need besides stands in blocks
 
     explicit OpenStore(std::size_t roomSize);
     static void* allocate(std::size_t roomSize);
@@ -190,7 +210,6 @@ private:
     const char* room() const { return reinterpret_cast<const char*>(this + 1); }
     std::size_t roomSize() const { return static_cast<std::size_t>(end - room()); }
     bool fitsInRoom(std::size_t length) const { return length < static_cast<std::size_t>(end - next); }
-    bool isVacant(unsigned int slot) const { return ((present[slot / 64] | own[slot / 64]) & bitOf(slot)) == 0; }
     bool fitsInPlace(unsigned int slot, std::size_t length) const;
     bool ownsBlock(unsigned int slot) const { return (own[slot / 64] & bitOf(slot)) != 0; }
     void settle(unsigned int slot, char* text, std::size_t length, std::size_t escaped) {
@@ -200,23 +219,30 @@ private:
         ++presentSlots;
         escapedTotal += escaped;
     }
-    bool putInBlock(unsigned int slot, const char* text, std::size_t length, bool plain);
-    void settleInBlock(unsigned int slot, char* block, std::size_t length, std::size_t escaped);
+    bool putElsewhere(unsigned int slot, const char* text, std::size_t length, bool plain);
+    char* elsewhere(std::size_t length);
+    void abandon(char* place);
+    char* tightened(char* place, std::size_t length);
+    void settleElsewhere(unsigned int slot, char* place, std::size_t length, std::size_t escaped);
     void unsettle(unsigned int slot);
     void vacate(unsigned int slot);
-    void dropBlock(unsigned int slot);
-    std::size_t blockLengths() const;
+    bool standsInRoom(const char* text) const;
+    std::uint64_t contentLength() const;
+    OpenStore* fitting(std::size_t bytes);
     void startOver();
-    OpenStore* resized() const;
     void takeOver(VellixStore& other);
     void copyTexts(const VellixStore& other);
+    void copyToBlocks(const VellixStore& other);
+    TextBlock* takeBlock(std::size_t length);
 
     StoredText places[kNameSlot + 1];
-    std::uint64_t own[2] = {}; // a bit for each slot that has a block of its own, present or not
+    std::uint64_t own[2] = {}; // a bit for each present slot whose text stands in a block
     char* next;                // where the next text goes
     char* end;
-    std::size_t recentBytes = 0;   // the most that the room had to hold lately
-    VellixStore* origin = nullptr; // the packed store that this one was made of, for its texts
+    std::uint64_t recentLength = 0; // the longest content lately
+    VellixStore* origin = nullptr;  // the packed store that this one was made of, while texts stand in it
+    unsigned int originTexts = 0;   // how many do
+    Spares<TextBlock> spares;
 };
 
 inline OpenStore& VellixStore::open(VellixStore*& store) {

@@ -101,7 +101,7 @@ unsigned long xmlLen(const char* text) { return text != nullptr ? toldLength(mea
 
 char* xmlEncode(const char* text, char* destination, int size) {
     if (text == nullptr) return nullptr;
-    const std::size_t limit = size < 0 ? 0 : static_cast<std::size_t>(size);
+    const auto limit = static_cast<std::size_t>(size); // unless it is negative
     MallocText allocated;
     const bool given = destination != nullptr;
     const Measure measure = size < 0 ? measureWhole(text)

@@ -29,9 +29,7 @@ static inline ValueEnd findValueEnd(const char* at, const char* end) {
             return found;
         case '&':
             found.reference = true;
-            found.plain = false;
-            ++at;
-            break;
+            [[fallthrough]];
         case '\'':
         case '>':
             found.plain = false;

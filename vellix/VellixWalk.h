@@ -34,13 +34,14 @@
 // - Any other tag is a document of the type that has its name, or an unknown element.
 // - A tag that can't be read is a step of its own. A document is open behind its tag all the same.
 //
-// Memory: less than half a megabyte. A longer tag is held whole, which takes up to 64 MB for one of 16 MiB. The documents
+// Memory: less than half a megabyte. A longer tag is held whole, which takes up to 70 MB for one of 16 MiB. The documents
 // that are open are kept with their tags, up to 64 at once and 32 MiB. What is deeper is a step that can't be read, and a close
 // tag there ends one of its own name alone.
 // The cost is in proportion to the bytes, whatever they are.
 //
 // A walk belongs to one thread at a time, with its steps, documents and entries. Parts are walks of their own.
-// Where memory runs out std::bad_alloc leaves the call; the call can be made again.
+// Where memory runs out std::bad_alloc leaves the call; the call can be made again. While a file is opened it can also be
+// told as the reason why that failed.
 namespace vellix {
 
 class Document;

@@ -209,9 +209,11 @@ void WalkCore::push(Want want, bool isUnknown) {
 void WalkCore::dropTo(std::size_t depth) {
     endShown = false;
     while (open > depth) {
-        const Document& level = *levels[--open];
+        Document& level = *levels[--open];
         heldBytes -= level.tagLength;
-        if (level.documentType == VELLIX_DOC_NONE) --unknownOpen;
+        if (level.documentType != VELLIX_DOC_NONE) continue;
+        --unknownOpen;
+        std::string().swap(level.element); // it may be long, and each level would keep one
     }
     keep = std::min(keep, open);
     findHolder();

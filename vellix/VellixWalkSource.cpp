@@ -18,10 +18,21 @@ constexpr std::size_t kAlignment = 64;
 
 class FileBytes : public WalkBytes {
 public:
-    FileBytes(void* open, std::uint64_t length) : file(open), fileLength(length) {}
+    FileBytes() = default;
     ~FileBytes() override { platform::CloseHandle(file); }
     FileBytes(const FileBytes&) = delete;
     FileBytes& operator=(const FileBytes&) = delete;
+
+    bool open(const std::filesystem::path& path) {
+        file = platform::CreateFileW(widePath(path).c_str(), platform::kGenericRead,
+                                     platform::kShareRead | platform::kShareWrite | platform::kShareDelete, nullptr,
+                                     platform::kOpenExisting, platform::kAttributeNormal, nullptr);
+        if (file == platform::kInvalidHandle) return false;
+        unsigned long high = 0;
+        const unsigned long low = platform::GetFileSize(file, &high);
+        fileLength = std::uint64_t{high} << 32 | low;
+        return low != 0xFFFFFFFFUL || platform::GetLastError() == 0;
+    }
 
     std::size_t read(std::uint64_t offset, char* out, std::size_t room, WalkError& error) override {
         room = static_cast<std::size_t>(std::min<std::uint64_t>(room, fileLength - std::min(offset, fileLength)));
@@ -38,8 +49,8 @@ public:
     bool hasParts() const override { return true; }
 
 private:
-    void* file;
-    std::uint64_t fileLength;
+    void* file = platform::kInvalidHandle;
+    std::uint64_t fileLength = 0;
 };
 
 class CalledBytes : public WalkBytes {
@@ -66,21 +77,10 @@ const char* lastTag(const char* text, std::size_t length) {
 } // namespace
 
 std::shared_ptr<WalkBytes> openFile(const std::filesystem::path& path, WalkError& error) {
-    void* const file = platform::CreateFileW(widePath(path).c_str(), platform::kGenericRead,
-                                             platform::kShareRead | platform::kShareWrite | platform::kShareDelete,
-                                             nullptr, platform::kOpenExisting, platform::kAttributeNormal, nullptr);
-    if (file == platform::kInvalidHandle) {
-        error = {WalkStatus::notOpened, platform::systemError(), 0};
-        return nullptr;
-    }
-    unsigned long high = 0;
-    const unsigned long low = platform::GetFileSize(file, &high);
-    if (low == 0xFFFFFFFFUL && platform::GetLastError() != 0) {
-        error = {WalkStatus::notOpened, platform::systemError(), 0};
-        platform::CloseHandle(file);
-        return nullptr;
-    }
-    return std::make_shared<FileBytes>(file, std::uint64_t{high} << 32 | low);
+    const auto bytes = std::make_shared<FileBytes>(); // comes first, since what is open needs an owner
+    if (bytes->open(path)) return bytes;
+    error = {WalkStatus::notOpened, platform::systemError(), 0};
+    return nullptr;
 }
 
 std::shared_ptr<WalkBytes> callFor(ReadBytes read) { return std::make_shared<CalledBytes>(std::move(read)); }
