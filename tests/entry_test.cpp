@@ -283,6 +283,12 @@ TEST(Entry, ATagThatTheEntryHoldsItselfIsReadAsAnyOther) {
         EXPECT_EQ(entry.toString(), copy.toString());
         EXPECT_EQ(entry.parseAttrXMLString(hold(tag), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
         EXPECT_EQ(entry.toString(), copy.toString());
+        VellixEntry one(VELLIX_DOC_FH);
+        one.addAttribute(7, tag);
+        VellixEntry only(static_cast<const VellixEntry&>(one)); // whose memory goes with its one text
+        EXPECT_EQ(only.parseAttrXMLString(only.getAttribute(7), static_cast<unsigned long>(tag.size())),
+                  VELLIX_SUCCESS);
+        EXPECT_EQ(only.toString(), copy.toString());
     }
 }
 
