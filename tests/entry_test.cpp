@@ -264,7 +264,10 @@ TEST(Entry, CopiesAndMovesTakeTheContentOver) {
 
 // What is stored first may go where the rest of the tag stood.
 TEST(Entry, ATagThatTheEntryHoldsItselfIsReadAsAnyOther) {
-    const std::string tag = "<ET PT='longer than what it replaces' NM='" + std::string(3000, 'n') + "' SZ='7' OP='o'/>";
+    std::string name;
+    while (name.size() < 3000) name += std::to_string(name.size());
+    const std::string tag =
+        "<ET PT='' NM='" + name + "' SZ='7' OP='o'/>"; // the name's place overlaps with where it stood
     const std::string front = "so long that it takes another place than what follows: ";
     for (const bool isString : {false, true}) {
         VellixEntry entry(VELLIX_DOC_FH);
@@ -283,6 +286,12 @@ TEST(Entry, ATagThatTheEntryHoldsItselfIsReadAsAnyOther) {
         EXPECT_EQ(entry.toString(), copy.toString());
         EXPECT_EQ(entry.parseAttrXMLString(hold(tag), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
         EXPECT_EQ(entry.toString(), copy.toString());
+        VellixEntry one(VELLIX_DOC_FH);
+        one.addAttribute(7, tag);
+        VellixEntry only(static_cast<const VellixEntry&>(one)); // whose memory goes with its one text
+        EXPECT_EQ(only.parseAttrXMLString(only.getAttribute(7), static_cast<unsigned long>(tag.size())),
+                  VELLIX_SUCCESS);
+        EXPECT_EQ(only.toString(), copy.toString());
     }
 }
 
