@@ -274,6 +274,9 @@ TEST_F(ReaderTest, LongestTag) {
         EXPECT_TRUE(behindFirstEntry(pageWithRoom(100) + tag + R"(<ET PT="next"/>)" + kBack) == wanted);
         EXPECT_EQ(code, length > limit ? VELLIX_ERR_OUT_OF_RANGE : VELLIX_SUCCESS);
     }
+    // A quote without a partner, up to some bytes behind the limit, which is the end of a page.
+    EXPECT_TRUE(behindFirstEntry(pageWithRoom(1) + begin + "x>" + std::string(limit, 'x')).empty());
+    EXPECT_EQ(code, VELLIX_ERR_OUT_OF_RANGE);
 }
 
 TEST_F(ReaderTest, FrontCutAtEveryByte) {
