@@ -363,6 +363,12 @@ TEST(Memory, NoMoreIsKeptThanAFewTimesTheContent) {
         {"decoded to little", 2,
          [](VellixEntry& entry, unsigned int, const std::string& text) {
              parse(entry, "<ET NM=\"&#" + std::string(text.size(), '0') + "65;\"/>");
+             EXPECT_STREQ(entry.getAttribute(6), "A");
+         }},
+        {"refused", 2,
+         [](VellixEntry& entry, unsigned int, const std::string& text) {
+             const std::string tag = "<ET NM=\"" + text + "&bad;\"/>";
+             EXPECT_EQ(entry.parseAttrXMLString(tag.data(), lengthOf(tag)), VELLIX_ERR_NO_MEMORY);
          }},
         {"assigned", 2,
          [](VellixEntry& entry, unsigned int round, const std::string& text) {

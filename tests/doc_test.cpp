@@ -7,7 +7,6 @@
 #include <fstream>
 #include <functional>
 #include <string>
-#include <utility>
 
 #include "FileSupport.h"
 #include "TempDir.h"
@@ -171,38 +170,32 @@ TEST(Doc, LoadKeepsWhatWasHeld) {
 TEST(Doc, LoadsFilesOrTellsWhyNot) {
     const TempDir directory;
     const std::string value(100000, 'v');
+    writeFile(directory.file("long"), "<CatFH\r\nNM=\"" + value + "\r\n\"/>");
+    writeFile(directory.file("no tag"), "x");
+    writeFile(directory.file("empty"), "");
+    const std::string noRead = "/sys/class/net/lo/speed"; // a file of a system, that fails when it is read
     const struct {
-        const char* name;
-        std::string file;
+        std::string path;
         bool loads;
         int code;
-        std::string text;
-    } rows[] = {
-        {"long", "<CatFH\r\nNM=\"" + value + "\r\n\"/>", true, VELLIX_SUCCESS, "<CatFH NM=\"" + value + "\r\n\"/>"},
-        {"no tag", "x", true, VELLIX_SUCCESS, R"(<CatFH NM="kept"/>)"},
-        {"empty", "", false, VELLIX_SUCCESS, R"(<CatFH NM="kept"/>)"},
-        {"missing", "", false, VELLIX_ERR_FILE_OPEN, R"(<CatFH NM="kept"/>)"},
-        {".", "", false, VELLIX_ERR_FILE_OPEN, R"(<CatFH NM="kept"/>)"}, // a directory
-    };
+    } rows[] = {{directory.file("long"), true, VELLIX_SUCCESS},
+                {directory.file("no tag"), true, VELLIX_SUCCESS},
+                {directory.file("empty"), false, VELLIX_SUCCESS},
+                {directory.file("missing"), false, VELLIX_ERR_FILE_OPEN},
+                {directory.path(), false, VELLIX_ERR_FILE_OPEN},
+                {"", false, VELLIX_ERR_FILE_OPEN},
+                {std::filesystem::exists(noRead) ? noRead : "", false, VELLIX_ERR_FILE_OPEN}};
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const std::string path = directory.file(row.name);
-        if (row.code == VELLIX_SUCCESS) writeFile(path, row.file);
+        SCOPED_TRACE(row.path);
         VellixDoc doc(VELLIX_DOC_FH);
         doc.addAttribute(6, "kept");
-        EXPECT_EQ(doc.load(path.c_str()), row.loads);
+        EXPECT_EQ(doc.load(row.path.c_str()), row.loads);
         EXPECT_EQ(doc.getLastError(), row.code);
-        EXPECT_EQ(textOf(doc), row.text);
+        EXPECT_EQ(doc.getAttributeStr(6), &row == rows ? value + "\r\n" : "kept");
     }
-    const std::pair<const char*, int> others[] = {{nullptr, VELLIX_ERR_NULL_ARGUMENT},
-                                                  {"", VELLIX_ERR_FILE_OPEN},
-                                                  {"/sys/class/net/lo/speed", VELLIX_ERR_FILE_OPEN}}; // its read fails
-    for (const auto& [path, code] : others) {
-        if (path != nullptr && *path != '\0' && !std::filesystem::exists(path)) continue;
-        VellixDoc doc(VELLIX_DOC_FH);
-        EXPECT_FALSE(doc.load(path));
-        EXPECT_EQ(doc.getLastError(), code) << (path == nullptr ? "null" : path);
-    }
+    VellixDoc doc(VELLIX_DOC_FH);
+    EXPECT_FALSE(doc.load(static_cast<const char*>(nullptr)));
+    EXPECT_EQ(doc.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
 }
 
 // Where the bytes of a file are counted in 32 bits. Elsewhere the text fits, and takes the memory that it needs.

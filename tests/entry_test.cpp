@@ -194,7 +194,7 @@ TEST(Entry, TextsAsLongAsLengthsCanTell) {
     EXPECT_TRUE(writer.create(directory.wide("catalog.xml").c_str()));
     EXPECT_FALSE(writer.write(doc));
     EXPECT_EQ(writer.getLastError(), VELLIX_ERR_OUT_OF_RANGE);
-    doc.clear();
+    doc.VellixEntry::clear();
     quotes.assign(ULONG_MAX / 6 + 1, '"');
     EXPECT_EQ(xmlLen(quotes.c_str()), ULONG_MAX);
     EXPECT_EQ(MallocText(xmlEncode(quotes.c_str(), nullptr, -1)), nullptr);

@@ -60,19 +60,31 @@ TEST(Extract, SingleAttributes) {
     EXPECT_EQ(VellixEntry::parseAttributeFast_str(kFh, 6, nullptr, true), nullptr);
 }
 
-TEST(Extract, SearchEndsAtTheFirstBracket) {
-    std::vector<std::string> words = {""}; // of the letters, the shorter ones first
-    for (std::size_t i = 0; words[i].size() < 8; ++i) {
-        for (const char c : {'a', 'b', '>'}) words.push_back(words[i] + c);
-    }
-    for (const std::string& word : words) {
-        const ExactBytes text(word + '\0');
-        for (std::size_t i = 0; words[i].size() < 5; ++i) {
-            const std::size_t at = word.find(words[i]);
-            const bool found = i == 0 || at < word.find('>');
-            ASSERT_EQ(VellixEntry::attr_strstr(text.data(), words[i].c_str()), found ? text.data() + at : nullptr)
-                << word << ' ' << words[i];
+void checkSearch(const std::string& text, const std::string& pattern) {
+    const ExactBytes bytes(text + '\0');
+    const std::size_t at = text.find(pattern);
+    const bool found = pattern.empty() || at < text.find('>');
+    ASSERT_EQ(VellixEntry::attr_strstr(bytes.data(), pattern.c_str()), found ? bytes.data() + at : nullptr)
+        << text << ' ' << pattern;
+}
+
+// Texts are made of pieces of the pattern, so that they match far and in many ways before they don't.
+TEST(Extract, SearchFindsTheFirstPlaceBeforeTheFirstBracket) {
+    RandomText random(1);
+    std::vector<std::string> patterns = {""}; // of two letters, the shorter ones first
+    for (std::size_t i = 0; i < 4095; ++i) {
+        const std::string pattern = patterns[i];
+        for (int round = 0; round < 20; ++round) {
+            std::string text = split("a|b|>|", "|")[random.below(4)];
+            while (text.size() < 30) {
+                const std::size_t from = random.below(2) * random.below(pattern.size() + 1);
+                text += pattern.substr(from, random.below(pattern.size() + 2)) + (random.below(5) == 0 ? "b" : "");
+                text += random.below(20) == 0 || pattern.empty() ? ">" : "";
+            }
+            ASSERT_NO_FATAL_FAILURE(checkSearch(text, pattern));
+            ASSERT_NO_FATAL_FAILURE(checkSearch(text, pattern + ">"));
         }
+        patterns.insert(patterns.end(), {pattern + 'a', pattern + 'b'});
     }
     EXPECT_EQ(VellixEntry::attr_strstr(nullptr, "a"), nullptr);
     EXPECT_EQ(VellixEntry::attr_strstr("a", nullptr), nullptr);

@@ -26,6 +26,7 @@
 #include "TempDir.h"
 #include "WritingJob.h"
 #include "vellix/CatQueryCriteriaHelper.h"
+#include "vellix/VellixWalk.h"
 
 using namespace filetest;
 
@@ -296,6 +297,27 @@ TEST_F(PosixFaults, PagesThatCannotBeRead) {
     writeFile(dir.file("a.xml"), bytes + bytes);
     EXPECT_TRUE(readToEnd(reader) == wanted);
     EXPECT_GT(pageReads.count, 400) << "the reads don't come through here";
+    pageReads = {};
+}
+
+// Each read of a part of a walk fails in turn, among them those that look in front of it for where tags begin.
+TEST_F(PosixFaults, PartsThatCannotBeRead) {
+    std::string text = "<CatFH>";
+    while (text.size() < 300000) text += "\xF0<ET NM=\"a\"/>";
+    writeFile(dir.file("a.xml"), text);
+    const vellix::Walk whole(dir.file("a.xml"));
+    std::size_t steps = 0;
+    for (long failing = 0;; ++failing) {
+        pageReads.count = 0;
+        pageReads.failing = failing;
+        vellix::Walk part = whole.part(200000, 280000);
+        for (steps = 0; part.next() != nullptr; ++steps) continue;
+        if (pageReads.count <= failing) break;
+        EXPECT_EQ(part.error().status, vellix::WalkStatus::notRead) << failing;
+        EXPECT_EQ(part.error().system, std::errc::io_error) << failing;
+    }
+    EXPECT_GT(pageReads.count, 5);
+    EXPECT_GT(steps, 5000U);
     pageReads = {};
 }
 

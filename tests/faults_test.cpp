@@ -143,23 +143,24 @@ TEST_F(Faults, NoMemoryWhileReading) {
     });
 }
 
-// A call of a walk that failed is made again: no step is lost, and none comes twice. Names and tags are of the lengths that
-// need memory wherever a walk takes some.
+// A call of a walk that failed is made again: no step is lost, and none comes twice. The skip of the first unknown element is
+// left to the call that follows. Names and tags are of the lengths that need memory wherever a walk takes some.
 TEST_F(Faults, NoMemoryWhileWalking) {
     const std::string name(100, 'n');
     const std::string text = "<CatResults><CatDoc ID=\"1\"><" + name + "><" + name + name +
                              "><CatSearchCriteria &><CatFH><ET NM=\"" + std::string(3 * kPageSize, 'x') + "\"/><" +
-                             name + name + name + "/></CatFH></CatDoc><CatDoc ID=\"2\"><CatFH><ET NM=\"b\"/>";
+                             name + name + name +
+                             "/></CatFH></CatSearchCriteria></CatDoc><CatDoc ID=\"2\"><CatFH><ET NM=\"b\"/>";
     writeFile(dir.file("a.xml"), text);
     const walktest::Model model(text);
     for (const std::size_t skippedFrom : {1U, 2U, 1000U}) { // the first image, the first unknown element, nothing
         SCOPED_TRACE("skip from step " + std::to_string(skippedFrom));
         failEachAllocation([&](Failing& failing) {
-            const auto untilDone = [&](const auto& call) {
+            const auto untilDone = [&](const auto& call, bool again = true) {
                 failing.arm();
                 const bool done = attempt(call);
                 failing.disarm();
-                if (!done) call();
+                if (!done && again) call();
             };
             std::optional<vellix::Walk> walk;
             untilDone([&] {
@@ -175,7 +176,7 @@ TEST_F(Faults, NoMemoryWhileWalking) {
                 ASSERT_LT(at, model.steps.size());
                 ASSERT_EQ(walktest::lineOf(*step), model.steps[at].line);
                 const bool skips = at == skippedFrom;
-                if (skips) untilDone([&] { walk->skip(); });
+                if (skips) untilDone([&] { walk->skip(); }, at == 1);
                 at = skips ? model.behindSkip(at) : at + 1;
             }
             EXPECT_EQ(at, model.steps.size());

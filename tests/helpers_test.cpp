@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <utility>
@@ -70,6 +71,10 @@ TEST_F(ImageCommands, WritesAndReadsFileAfterFile) {
     EXPECT_EQ(bytes("a.xml"), R"("><CatDoc><CatFH><ET NM="c"/></CatFH></CatDoc></CatResults>)");
     EXPECT_TRUE(load("a.xml"));
     EXPECT_EQ(commands(), "(null) c");
+    EXPECT_TRUE(create("a.xml") && add("c") && helper.isIntact());
+    std::filesystem::resize_file(dir.file("a.xml"), 1000); // by somebody else
+    helper.close();
+    EXPECT_FALSE(helper.isIntact());
 }
 
 TEST_F(ImageCommands, OutOfTurn) {
@@ -197,6 +202,10 @@ TEST_F(Query, NoTextThatHasLostSomething) {
         query.close();
         EXPECT_NE(query.isIntact(), loses);
     }
+    EXPECT_TRUE(query.create(dir.wide("query.xml").c_str()) && query.isIntact());
+    std::filesystem::resize_file(dir.file("query.xml"), 1000); // by somebody else
+    query.close();
+    EXPECT_FALSE(query.isIntact());
 }
 
 TEST_F(Query, OutOfTurn) {

@@ -99,21 +99,24 @@ TEST_F(Walks, TagsTooLongAndDocumentsTooDeep) {
     }
 }
 
-// Where no "<" is certain for long, stretches begin afresh, the same for all: a part needn't look back to the start.
+// Where no "<" is certain for long, stretches begin afresh, the same for all: a part needn't look back to the start. The
+// second one ends inside a tag, in front of a "<" and behind it.
 TEST_F(Walks, StretchesWithoutACertainTag) {
     const std::string half(5000, 'x');
     const std::string unit = "\xE0<a b=\"" + half + "\" c=\xE0<d e=\"" + half + "\">";
-    std::string text((8 * kLongestTag - 1000) % unit.size(), ' '); // the second stretch ends in front of a "<d"
-    while (text.size() < 9 * kLongestTag) text += unit;
-    Walk walk = Walk::overText(text);
-    std::vector<std::uint64_t> expected;
-    for (const Step& step : walk) expected.push_back(step.offset());
-    for (std::size_t cut = 0; cut + kLongestTag / 2 < text.size(); cut += kLongestTag) {
-        for (const std::size_t begin : {cut, cut + 4000, cut + 10000}) {
-            auto next = std::lower_bound(expected.begin(), expected.end(), begin);
-            Walk part = walk.part(begin, begin + 2 * unit.size());
-            for (const Step& step : part) ASSERT_EQ(step.offset(), *next++) << begin;
-            EXPECT_GE(*next, begin + 2 * unit.size());
+    for (const std::size_t inside : {1000U, 7000U}) {
+        std::string text((8 * kLongestTag - inside) % unit.size(), ' ');
+        while (text.size() < 9 * kLongestTag) text += unit;
+        Walk walk = Walk::overText(text);
+        std::vector<std::uint64_t> expected;
+        for (const Step& step : walk) expected.push_back(step.offset());
+        for (std::size_t cut = 0; cut + kLongestTag / 2 < text.size(); cut += kLongestTag) {
+            for (const std::size_t begin : {cut, cut + 4000, cut + 10000}) {
+                auto next = std::lower_bound(expected.begin(), expected.end(), begin);
+                Walk part = walk.part(begin, begin + 2 * unit.size());
+                for (const Step& step : part) ASSERT_EQ(step.offset(), *next++) << begin;
+                EXPECT_GE(*next, begin + 2 * unit.size());
+            }
         }
     }
 }

@@ -304,6 +304,7 @@ public:
     /// Passes over contents, as fast as "<" can be found. At the begin of a document, or at an unknown element, that is all
     /// it holds; at an entry, or at the end of a document, the rest of the document around it. The next step is then the
     /// end of that document, or what follows the unknown element. A document's tag that can't be read is its begin too.
+    /// Where std::bad_alloc leaves it, the next call goes on with it first.
     void skip();
 
     /// All steps, for a range-for.

@@ -32,8 +32,8 @@ WalkCore::WalkCore(const WalkCore& whole, std::uint64_t begin, std::uint64_t end
 // --- Steps ---
 
 const Step* WalkCore::next(Want want) {
+    if (skipping) skipTo(skipDepth); // memory ran out on the way
     hasStep = false;
-    skipping = false;
     if (endShown) dropTo(open - 1);
     for (;;) {
         if (showEnd()) return &step;
