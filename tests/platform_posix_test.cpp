@@ -213,6 +213,10 @@ TEST_F(PosixFiles, TemporaryNameWithoutRoomLeavesNoFile) {
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
     EXPECT_EQ(platform::_wtmpnam_s(name, needed), 0);
     EXPECT_EQ(platform::_wunlink(name), 0);
+    const TemporaryDirectory none("");
+    EXPECT_EQ(platform::_wtmpnam_s(name, 260), 0);
+    EXPECT_EQ(std::wstring(name).substr(0, 11), L"/tmp/vellix");
+    EXPECT_EQ(platform::_wunlink(name), 0);
     const TemporaryDirectory gone(dir.file("gone"));
     EXPECT_EQ(platform::_wtmpnam_s(name, 260), ENOENT);
     EXPECT_STREQ(name, L"");

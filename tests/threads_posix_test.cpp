@@ -69,14 +69,12 @@ protected:
 
 TEST_F(Threads, EachWithItsOwnAndChildrenWithNothing) {
     VellixWriter writer;
-    ASSERT_TRUE(writer.create());
-    addSample(writer);
+    VellixWriter finished; // which keeps its file in another way
+    ASSERT_TRUE(writer.create() && finished.create());
+    finished.close();
     writeFile(dir.file("a.xml"), kSample);
     OpenReader reader;
     ASSERT_TRUE(reader.load(dir.wide("a.xml").c_str()));
-    VellixMMap file;
-    ASSERT_EQ(file.open(dir.wide("a.xml").c_str(), 2), VELLIX_SUCCESS);
-    file.map(file.handle(), 0, 4, 2, nullptr, 0);
 
     std::vector<std::thread> threads;
     for (std::size_t thread = 0; thread < 8; ++thread) {
