@@ -354,7 +354,7 @@ inline vellix::ReadBytes piecesOf(std::string_view text, std::function<std::size
 /// that are cut near its tags. Empty if nothing.
 inline std::string faultOf(std::string_view text, const std::filesystem::path& file, const Choose& choose) {
     const Model model(text);
-    const std::size_t longest = std::array{1, 5, 1000, 70000}[choose(4)];
+    const std::size_t longest = std::array<std::size_t, 4>{1, 5, 1000, 70000}[choose(4)];
     std::vector<std::size_t> cuts = {0, text.size() + choose(2)};
     for (std::size_t left = choose(4); left != 0 && !model.steps.empty(); --left)
         cuts.push_back(model.steps[choose(model.steps.size())].offset + choose(7));
