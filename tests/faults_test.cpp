@@ -224,6 +224,8 @@ TEST_F(Faults, NoMemoryLeavesADocumentAsItWas) {
         [&](VellixDoc& doc) { doc = otherDoc; },
         [&](VellixDoc& doc) { doc.loadFromBuffer(VELLIX_DOC_IMAGE, tag.data(), length, true); },
         [&](VellixDoc& doc) { doc.getAttributeStr(7); },
+        [&](VellixDoc& doc) { doc.addEntry(held); },
+        [&](VellixDoc& doc) { doc.addChildDoc(otherDoc); },
         [&](VellixDoc&) {
             VellixDoc doc(VELLIX_DOC_FH);
             std::string text;
@@ -292,7 +294,7 @@ TEST_F(Faults, NoMemoryLeavesADocumentAsItWas) {
                 EXPECT_EQ(entry.getAttribute(6), name);
                 EXPECT_EQ(entry.VellixEntry::toString(), R"(<CatFH NM="name" PT="a &amp; b"/>)");
                 EXPECT_STREQ(entry.getEntryName(), "ET");
-                EXPECT_EQ(entry.getNumberOfEntries(), 0U);
+                EXPECT_EQ(entry.getNumberOfEntries() + entry.getNumberOfChildDocs(), 0U);
             });
         }
     }

@@ -74,23 +74,19 @@ void VellixDoc::operator=(const VellixEntry& entry) { VellixEntry::operator=(ent
 // --- Building ---
 
 bool VellixDoc::addEntry(VellixEntry& entry) {
-    ++numEntries;
     entry.setType(getType());
-    if (writer == nullptr) {
-        entries.push_back(entry);
-        return true;
-    }
+    if (writer == nullptr) entries.push_back(entry);
+    ++numEntries;
+    if (writer == nullptr) return true;
     closed = false;
     writeOpenTag();
     return writer->write(entry);
 }
 
 bool VellixDoc::addChildDoc(VellixDoc& child) {
+    if (writer == nullptr) childDocs.push_back(&child);
     ++numChildDocs;
-    if (writer == nullptr) {
-        childDocs.push_back(&child);
-        return true;
-    }
+    if (writer == nullptr) return true;
     closed = false;
     child.setWriter(writer); // first, so that the child streams even if memory runs out for the tag
     writeOpenTag();
