@@ -78,7 +78,7 @@ TEST_F(Faults, NoMemoryWhileWriting) {
     VellixDoc root(VELLIX_DOC_RESULTS);
     root.addAttribute(0, 0, false);
     root.addAttribute(1, "1700000000");
-    for (const std::size_t documentName : {0, 200000}) {
+    for (const std::size_t documentName : {std::size_t{0}, std::size_t{200000}}) {
         std::set<std::string> wholeFiles;
         failEachAllocation([&](Failing& failing) {
             std::filesystem::remove(path);

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <numeric>
 #include <string>
 #include <thread>
@@ -38,7 +39,7 @@ protected:
         job.run(writer, [](const auto& step) { step(); });
         writer.markComplete();
         writer.close();
-        const std::string file = job.expectIn(dir.file(name));
+        const std::string file = expectIn(job, dir.file(name));
         EXPECT_EQ(job.written, std::string(120, '1'));
 
         VellixMMap map;
@@ -60,11 +61,23 @@ protected:
         EXPECT_NE(std::string(written, 80).find("<CatQuery Requester=\"" + name), std::string::npos);
     }
 
+    // What a stream of the test has open is inherited.
+    std::string expectIn(const WritingJob& job, const std::string& path) {
+        const std::lock_guard<std::mutex> lock(noChild);
+        return job.expectIn(path);
+    }
+
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> childThatLists() {
+        const std::lock_guard<std::mutex> lock(noChild);
+        return {popen("ls -l /proc/self/fd", "r"), pclose};
+    }
+
     // How many open descriptors of the process that has this directory of them lead to our files.
     std::size_t leadsToOurs(const std::string& listing) const { return split(listing, dir.path()).size() - 1; }
 
     TempDir dir;
     const TemporaryDirectory temporary{dir.path()};
+    std::mutex noChild; // is made while another thread has this
 };
 
 TEST_F(Threads, EachWithItsOwnAndChildrenWithNothing) {
@@ -84,7 +97,7 @@ TEST_F(Threads, EachWithItsOwnAndChildrenWithNothing) {
     }
     for (int child = 0; child < 5; ++child) {
         std::string listing;
-        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> output(popen("ls -l /proc/self/fd", "r"), pclose);
+        const auto output = childThatLists();
         ASSERT_NE(output, nullptr);
         for (int c = std::fgetc(output.get()); c != EOF; c = std::fgetc(output.get())) listing += static_cast<char>(c);
         EXPECT_NE(listing.find("pipe:"), std::string::npos);
