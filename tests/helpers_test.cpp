@@ -71,10 +71,11 @@ TEST_F(ImageCommands, WritesAndReadsFileAfterFile) {
     EXPECT_EQ(bytes("a.xml"), R"("><CatDoc><CatFH><ET NM="c"/></CatFH></CatDoc></CatResults>)");
     EXPECT_TRUE(load("a.xml"));
     EXPECT_EQ(commands(), "(null) c");
-    EXPECT_TRUE(create("a.xml") && add("c") && helper.isIntact());
-    std::filesystem::resize_file(dir.file("a.xml"), 1000); // by somebody else
+    EXPECT_TRUE(create("c.xml") && add("c") && helper.isIntact());
+    std::error_code refused; // by some systems
+    std::filesystem::resize_file(dir.file("c.xml"), 1000, refused);
     helper.close();
-    EXPECT_FALSE(helper.isIntact());
+    EXPECT_EQ(helper.isIntact(), refused != std::error_code());
 }
 
 TEST_F(ImageCommands, OutOfTurn) {
