@@ -142,7 +142,7 @@ TEST(PowerCuts, AtEveryCall) {
         {"cfflmx", -1, {false, 0, kLost, false}}, {"mtcffx", -1, {false, 0, VELLIX_ERR_SYNTAX, true}},
     };
     for (const auto& c : cases) {
-        for (const std::size_t length : {50, 5000}) {
+        for (const std::size_t length : {std::size_t{50}, std::size_t{5000}}) {
             SCOPED_TRACE(std::string(c.calls) + std::to_string(c.refused));
             const Outcome outcome = play(c.calls, length, c.refused);
             EXPECT_EQ(outcome.complete, c.wanted.complete);
