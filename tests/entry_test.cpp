@@ -279,9 +279,11 @@ TEST(Entry, ATagThatTheEntryHoldsItselfIsReadAsAnyOther) {
         cursor.buffer = hold(front + tag + "<ET NM='next'/>");
         cursor.length = static_cast<unsigned long>(std::strlen(cursor.buffer));
         cursor.position = static_cast<unsigned long>(front.size());
+        cursor.syntaxError = 1;
         VellixEntry copy = entry;
         EXPECT_EQ(entry.parseAttrXMLString(&cursor), VELLIX_SUCCESS);
         EXPECT_EQ(cursor.position, front.size() + tag.size());
+        EXPECT_EQ(cursor.syntaxError, 1) << "nothing resets it";
         EXPECT_EQ(copy.parseAttrXMLString(tag.c_str(), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);
         EXPECT_EQ(entry.toString(), copy.toString());
         EXPECT_EQ(entry.parseAttrXMLString(hold(tag), static_cast<unsigned long>(tag.size())), VELLIX_SUCCESS);

@@ -159,6 +159,20 @@ TEST_F(PosixFaults, WritesToWhatIsNoFile) {
     close(end);
 }
 
+// Also where the file can't be kept open when it is closed.
+TEST_F(PosixFaults, AFileThatAnotherWriterTookStaysLost) {
+    VellixWriter first;
+    VellixWriter second;
+    ASSERT_TRUE(first.create(dir.wide("a.xml").c_str()) && second.create(dir.wide("a.xml").c_str()));
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none = {0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    first.close();
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_TRUE(!first.isIntact() && second.isIntact());
+}
+
 // What may become of a path while its file is written, or behind its end. The mark goes into the file that was written, or
 // nowhere, and no other text is handed out; whatever stands at the path stays as it is.
 TEST_F(PosixFaults, FileReplacedOrGone) {

@@ -27,10 +27,16 @@ void VellixClaim::take(std::FILE* stream) {
 void VellixClaim::keep(std::FILE* stream) {
     if (!taken) return;
     kept = platform::keepOpen(stream);
-    if (kept < 0) drop();
+    if (kept < 0) leave(); // what is lost stays so
 }
 
 void VellixClaim::drop() {
+    leave();
+    lost.store(false, std::memory_order_relaxed);
+}
+
+// Takes the claim out of the list of all.
+void VellixClaim::leave() {
     if (!taken) return;
     if (kept >= 0) platform::letGo(kept);
     kept = -1;
@@ -40,5 +46,4 @@ void VellixClaim::drop() {
     before = nullptr;
     behind = nullptr;
     taken = false;
-    lost.store(false, std::memory_order_relaxed);
 }

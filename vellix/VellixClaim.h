@@ -42,6 +42,8 @@ private:
         return left.volume == right.volume && left.number == right.number;
     }
 
+    void leave();
+
     platform::FileState file;
     int kept = -1; // what keeps the identity behind the stream
     bool taken = false;

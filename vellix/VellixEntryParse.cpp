@@ -267,6 +267,7 @@ int VellixEntry::parseAttrXMLString(XmlStr* text) {
     XmlStr rest = cursorOverTag(text->buffer + text->position, text->length - text->position);
     const std::string copy(rest.buffer, rest.length); // what is stored may go where the text stands
     rest.buffer = copy.data();
+    rest.syntaxError = text->syntaxError;
     const int result = parseTag(rest, nullptr, metEnd);
     text->position += rest.position;
     text->syntaxError = rest.syntaxError;
