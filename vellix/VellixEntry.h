@@ -37,9 +37,10 @@ class WalkCore;
 //
 // An entry can be used again and again, with `clear` in between or without. It keeps memory for the values to come, so that
 // a loop soon allocates nothing any more but for lengths that are new; `loadFromBuffer` always allocates. What is kept stays
-// within a small multiple of the longest content that the entry held lately, besides some 100 KB. "Lately" is the time of
-// the last 16,384 values that were replaced or removed, where a `clear` or an assignment counts as 64 of them. A copy is
-// one allocation of just the size of what is copied. That stays while one of its texts does.
+// within a few times the longest content that the entry held lately, besides some 100 KB. Only where the same bytes go to
+// other slots each time, in fewer and longer texts, may it be up to some 40 times. "Lately" is the time of the last 16,384
+// values that were replaced or removed, where a `clear` or an assignment counts as 64 of them. A copy is one allocation of
+// just the size of what is copied. That stays while one of its texts does.
 //
 // An entry belongs to one thread at a time, getters included; two entries share no state. Where memory runs out and nothing
 // else is said, std::bad_alloc leaves the call, and the entry keeps what it held.

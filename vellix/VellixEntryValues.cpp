@@ -43,7 +43,7 @@ bool VellixEntry::addAttribute_s(unsigned short id, const char* value) {
 
 bool VellixEntry::removeAttribute(unsigned short id) {
     if (id >= kLongestMap) return false;
-    store->drop(id);
+    VellixStore::drop(store, id);
     return true;
 }
 

@@ -89,8 +89,10 @@ private:
     unsigned int passed = 0;
 };
 
+constexpr std::size_t kHuge = 1U << 26; // from there on an address space counts for more than a new block
+
 /// Returns the capacity that is asked for, so that a text which is a little longer finds room, too.
-inline std::size_t roomyFor(std::size_t length) { return length + (length < 65536 ? length / 2 : length / 8); }
+inline std::size_t roomyFor(std::size_t length) { return length + (length < kHuge ? length / 2 : length / 8); }
 
 /// Memory for one text and a NUL behind it.
 class TextBlock {

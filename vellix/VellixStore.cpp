@@ -164,12 +164,17 @@ void VellixStore::makeOpen(VellixStore*& store) {
     store = opened;
 }
 
-void VellixStore::drop(unsigned int slot) {
-    if (!has(slot)) return;
-    if (form == kOpen) {
-        static_cast<OpenStore*>(this)->vacate(slot);
+void VellixStore::drop(VellixStore*& store, unsigned int slot) {
+    if (!store->has(slot)) return;
+    if (store->form == kOpen) {
+        static_cast<OpenStore*>(store)->vacate(slot);
         return;
     }
+    store->dropPacked(slot);
+    if ((store->present[0] | store->present[1]) == 0) clear(store);
+}
+
+void VellixStore::dropPacked(unsigned int slot) {
     StoredText* const dropped = slots + numberOf(slot);
     StoredText* const behindAll = slots + presentSlots + (has(kNameSlot) ? 1 : 0);
     escapedTotal -= dropped->escaped;

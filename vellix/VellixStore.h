@@ -114,7 +114,7 @@ public:
     std::uint64_t escapedLength() const { return escapedTotal; }
 
     /// Makes the slot of an attribute absent.
-    void drop(unsigned int slot);
+    static void drop(VellixStore*& store, unsigned int slot);
 
     /// Returns the text of a present slot as a string, which stays until the slot changes.
     const std::string& stringOf(unsigned int slot) const;
@@ -150,6 +150,7 @@ private:
     std::size_t packedSize() const;
     void pack(const VellixStore& other);
     void takeCounts(const VellixStore& other);
+    void dropPacked(unsigned int slot);
 
     std::uint64_t present[2] = {}; // a bit for each slot
     std::uint64_t escapedTotal = 0;
