@@ -424,6 +424,19 @@ TEST(Memory, NoMoreIsKeptThanAFewTimesTheContent) {
     }
 }
 
+// Notes are for quotes that are looked for in vain.
+TEST(Memory, AReaderTakesNoNotesOfQuotesThatItFinds) {
+    std::string text = "<CatResults>";
+    for (int i = 0; i < 400; ++i) text += "<ET NM= \"" + std::string(500, 'x') + "\"/>";
+    OpenReader reader;
+    VellixEntry entry(VELLIX_DOC_FH);
+    reader.load(text.data(), lengthOf(text));
+    EXPECT_TRUE(reader.readEntry(entry));
+    const std::size_t before = requests;
+    for (int i = 1; i < 400; ++i) EXPECT_TRUE(reader.readEntry(entry));
+    EXPECT_EQ(requests, before);
+}
+
 TEST(Memory, ACopyIsOneRequestOfItsSize) {
     VellixEntry entry(VELLIX_DOC_FH);
     setAll(entry, 1);

@@ -160,6 +160,22 @@ TEST_F(PosixFaults, WritesToWhatIsNoFile) {
 }
 
 // Also where the file can't be kept open when it is closed.
+TEST_F(PosixFaults, TheFirstDescriptorServesAsAnyOther) {
+    VellixWriter writer;
+    ASSERT_TRUE(writer.create(dir.wide("a.xml").c_str()));
+    VellixDoc files(VELLIX_DOC_FH);
+    writer.addDoc(files);
+    files.close();
+    writer.markComplete();
+    const int input = ::dup(STDIN_FILENO);
+    ::close(STDIN_FILENO);
+    writer.close();
+    ::dup2(input, STDIN_FILENO);
+    ::close(input);
+    EXPECT_EQ(writer.getLastError(), VELLIX_SUCCESS);
+    EXPECT_NE(writer.serialize(), nullptr);
+}
+
 TEST_F(PosixFaults, AFileThatAnotherWriterTookStaysLost) {
     VellixWriter first;
     VellixWriter second;

@@ -75,18 +75,24 @@ void VellixDoc::operator=(const VellixEntry& entry) { VellixEntry::operator=(ent
 
 bool VellixDoc::addEntry(VellixEntry& entry) {
     entry.setType(getType());
-    if (writer == nullptr) entries.push_back(entry);
+    if (writer == nullptr) {
+        entries.push_back(entry);
+        ++numEntries;
+        return true;
+    }
     ++numEntries;
-    if (writer == nullptr) return true;
     closed = false;
     writeOpenTag();
     return writer->write(entry);
 }
 
 bool VellixDoc::addChildDoc(VellixDoc& child) {
-    if (writer == nullptr) childDocs.push_back(&child);
+    if (writer == nullptr) {
+        childDocs.push_back(&child);
+        ++numChildDocs;
+        return true;
+    }
     ++numChildDocs;
-    if (writer == nullptr) return true;
     closed = false;
     child.setWriter(writer); // first, so that the child streams even if memory runs out for the tag
     writeOpenTag();

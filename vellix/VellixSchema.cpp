@@ -422,13 +422,11 @@ constexpr bool sameFolded(const char* left, const char* right, unsigned long len
 }
 
 constexpr unsigned long kLongestAttributeTag = 23;
-// A number for the bytes of a tag in lower case. Up to four bytes it tells the tag.
+
+// A number for the bytes of a tag in lower case.
 constexpr unsigned int keyOf(const char* tag, unsigned long length) {
-    constexpr unsigned long kExactKey = 4;
     unsigned int key = 0;
-    const unsigned long exact = length < kExactKey ? length : kExactKey;
-    for (unsigned long i = 0; i < exact; ++i) key = key << 8 | fold(tag[i]);
-    for (unsigned long i = exact; i < length; ++i) key = key * 37 + fold(tag[i]);
+    for (unsigned long i = 0; i < length; ++i) key = key * 37 + fold(tag[i]);
     return key;
 }
 
