@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// One tag, read as every document type, and its attributes one by one. Its tokens alone give the same, and what was read can
-// be written and read again.
+// Each tag of a text, read as every document type, and its attributes one by one. Its tokens alone give the same, and what was
+// read can be written and read again.
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <optional>
 #include <vector>
@@ -112,6 +111,7 @@ void checkReading(VellixEntry& entry, XmlStr cursor, const Expected& expected) {
     require(cursor.position == expected.end.position, "a tag ends where its tokens end");
     require((cursor.syntaxError != 0) == expected.end.syntaxError, "a syntax error is noted");
     require(entry.isEntryClosed() == expected.end.closed, "a closed tag is noted");
+    require(entry.getLastError() == VELLIX_SUCCESS, "a parse tells its result alone");
     require(entry.getType() == expected.type, "a tag without a type in hand takes that of its name");
     const char* const name = entry.getEntryName();
     require(expected.name ? name != nullptr && name == *expected.name : name == nullptr, "a tag has its name");
@@ -141,29 +141,33 @@ void checkWriting(const VellixEntry& entry) {
     require(textOf(written) == text, "escaping all attributes leaves the text as it was");
 }
 
-bool isTag(const VellixMapTag& row, const std::string& name) {
-    const auto same = [](char left, char right) {
-        return std::tolower(static_cast<unsigned char>(left)) == std::tolower(static_cast<unsigned char>(right));
-    };
-    return std::equal(name.begin(), name.end(), row.tag, row.tag + row.tagLen, same);
-}
-
-// One attribute, as the first token of its name has it.
+// One attribute, as the first token of its name has it, and by its bytes alone up to the next quote.
 void checkSingle(VELLIX_DOC_TYPE type, unsigned short id, const Guarded& bytes, const Tag& tag) {
+    const std::string text = upToNul(std::string(bytes.data(), bytes.size()));
+    const Guarded terminated = Guarded::terminated(text);
+    const char* const buffer = terminated.data();
     const MallocText plain(VellixEntry::parseAttribute(type, id, bytes.data(), bytes.size(), false));
+    const char* const found = VellixEntry::parseAttributeFast_ptr(type, id, buffer, false);
+    const MallocText copy(VellixEntry::parseAttributeFast_str(type, id, buffer, true));
     const VellixMapTag* const row = xmlRowAt(type, id);
-    if (row == nullptr) return require(plain == nullptr, "a position without an attribute gives null");
-    const auto first = std::find_if(tag.events.begin(), tag.events.end(),
-                                    [row](const Event& event) { return event.value && isTag(*row, event.name); });
+    if (row == nullptr) return require(!plain && found == nullptr && !copy, "there is no value of no attribute");
+    const auto first = std::find_if(tag.events.begin(), tag.events.end(), [row](const Event& event) {
+        return event.value && sameInAnyCase(event.name, row->tag);
+    });
     require(shown(plain) == (first != tag.events.end() ? shown(decoded(*first->value)) : "(null)"),
             "a value is that of the first token of its name");
+
+    const std::size_t place = text.find(row->tagAssign);
+    if (place >= text.find('>')) return require(found == nullptr && !copy, "no name is found behind an end");
+    const std::size_t value = place + row->tagAssignLen;
+    require(found == buffer + value, "a name is found where it stands first");
+    const std::size_t end = text.find('"', value);
+    require(shown(copy) == (end != std::string::npos ? text.substr(value, end - value) : "(null)"),
+            "a value goes up to its quote");
 }
 
-} // namespace
-
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const Guarded bytes(data, size);
-    const XmlStr cursor = cursorOver(bytes);
+// Returns the place where the tag ends.
+unsigned long checkTag(const XmlStr& cursor) {
     const Tag tag = walkTag(cursor);
     VellixEntry used; // which goes on with what it has learned of other maps
     for (int number = 0; number < kTypes; ++number) {
@@ -180,7 +184,20 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         require(fresh == used, "an entry that was used reads as a fresh one");
         checkWriting(fresh);
     }
-    const auto type = static_cast<VELLIX_DOC_TYPE>(size % (kTypes + 1)); // each of them now and then
+    const Guarded bytes(cursor.buffer + cursor.position, cursor.length - cursor.position);
+    const auto type = static_cast<VELLIX_DOC_TYPE>(bytes.size() % (kTypes + 1)); // each of them now and then
     for (unsigned short id = 0; id <= kLongestMap; ++id) checkSingle(type, id, bytes, tag);
+    return tag.position;
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const Guarded bytes(data, size);
+    XmlStr cursor = cursorOver(bytes);
+    do {
+        cursor.position = checkTag(cursor);
+        cursor.skipToTag();
+    } while (!cursor.atEnd());
     return 0;
 }

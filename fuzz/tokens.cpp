@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Texts of any bytes: the scanner finds in them what a plain notion of tokens says, and one without a NUL comes back from its
-// escaped form.
+// Texts of any bytes: the scanner finds in them what a plain notion of tokens says, and one without a NUL has the escaped form
+// that a plain notion of units gives, and comes back from it.
 #include <algorithm>
+#include <climits>
+#include <vector>
 
 #include "Fuzz.h"
 
@@ -17,10 +19,13 @@ struct Token {
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-// The place behind the character at `at`: as many bytes as its first one says, up to the end.
-std::size_t behind(const std::string& text, std::size_t at) {
-    return std::min(text.size(), at + static_cast<std::size_t>(xmlStepTable[static_cast<unsigned char>(text[at])]));
+// As many bytes as the first of a character says.
+std::size_t stepAt(const std::string& text, std::size_t at) {
+    return static_cast<std::size_t>(xmlStepTable[static_cast<unsigned char>(text[at])]);
 }
+
+// The place behind the character at `at`, which may be cut by the end.
+std::size_t behind(const std::string& text, std::size_t at) { return std::min(text.size(), at + stepAt(text, at)); }
 
 bool endsWord(const std::string& text, std::size_t at) {
     return at == text.size() || isBlank(text[at]) || text.compare(at, 2, "/>") == 0 ||
@@ -104,11 +109,53 @@ void checkDecoding(const Guarded& bytes) {
     require(shown(MallocText(xmlDecode(again.data(), again.size()))) == plain.get(), "a decoded text comes back");
 }
 
+// The escaped form of a text that has no NUL, unit by unit.
+std::vector<std::string> escapedUnits(const std::string& plain) {
+    static const std::string kEscaped = "\"&'<>";
+    static const char* const kForms[] = {"&quot;", "&amp;", "&apos;", "&lt;", "&gt;"};
+    std::vector<std::string> units;
+    for (std::size_t at = 0, end = 0; at < plain.size(); at = end) {
+        end = behind(plain, at);
+        const std::string unit = plain.substr(at, end - at);
+        const std::size_t form = kEscaped.find(unit);
+        units.push_back(form != std::string::npos ? kForms[form] : unit);
+        if (at + stepAt(plain, at) <= end) continue;
+        units.back().clear();
+        for (const char byte : unit) units.back() += "&#" + std::to_string(static_cast<unsigned char>(byte)) + ';';
+    }
+    return units;
+}
+
+// In a buffer the size counts bytes, otherwise units and one more. Either way no unit is cut.
+void checkSize(const Guarded& plain, const std::vector<std::string>& units, std::size_t size) {
+    std::string fitting;
+    std::string counted;
+    bool fits = true;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        fits = fits && fitting.size() + units[i].size() <= size;
+        if (fits) fitting += units[i];
+        if (i <= size) counted += units[i];
+    }
+    Guarded buffer(std::min(size, fitting.size()) + 1);
+    const int given = size < INT_MAX ? static_cast<int>(size) : INT_MAX;
+    require(xmlEncode(plain.data(), buffer.data(), given) == buffer.data(), "a text is escaped where there is room");
+    require(buffer.data() == fitting, "a buffer gets the units that fit");
+    require(shown(MallocText(xmlEncode(plain.data(), nullptr, given))) == counted, "units are counted");
+}
+
 void checkEncoding(const std::string& text) {
     const Guarded plain = Guarded::terminated(text);
-    const std::string escaped = shown(MallocText(xmlEncode(plain.data(), nullptr, -1)));
-    Guarded room(escaped.size() + 1);
-    require(xmlEncode(plain.data(), room.data(), -1) == escaped, "an escaped form is the same in a buffer");
+    const std::vector<std::string> units = escapedUnits(text);
+    std::string escaped;
+    for (const std::string& unit : units) escaped += unit;
+    require(xmlLen(plain.data()) == escaped.size(), "the length is that of the escaped form");
+    require(shown(MallocText(xmlEncode(plain.data(), nullptr, -1))) == escaped, "a text has its escaped form");
+    std::string appended = "in front";
+    xmlEncode(appended, plain.data(), static_cast<int>(units.size()));
+    require(appended == "in front" + escaped, "an escaped form is appended");
+    for (std::size_t size = 0; size <= std::min<std::size_t>(escaped.size(), 30); ++size) checkSize(plain, units, size);
+    for (const std::size_t size : {escaped.size() / 2, escaped.size(), escaped.size() + 1, std::size_t{INT_MAX}})
+        checkSize(plain, units, size);
     const Guarded form(escaped);
     require(shown(MallocText(xmlDecode(form.data(), form.size()))) == text, "a text comes back from its escaped form");
 }

@@ -2,6 +2,7 @@
 #ifndef VELLIX_TESTS_TEST_SUPPORT_H
 #define VELLIX_TESTS_TEST_SUPPORT_H
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -69,6 +70,14 @@ inline std::vector<std::pair<std::string, std::string>> rowsOf(const std::string
         rows.emplace_back(row.substr(0, arrow), row.substr(arrow + 4));
     }
     return rows;
+}
+
+/// True if the words differ in nothing but the case of ASCII letters.
+inline bool sameInAnyCase(const std::string& left, const char* right) {
+    const auto same = [](char a, char b) {
+        return a == b || ((a ^ b) == 0x20 && (a | 0x20) >= 'a' && (a | 0x20) <= 'z');
+    };
+    return std::equal(left.begin(), left.end(), right, right + std::strlen(right), same);
 }
 
 /// An entry that shows what derived classes see.

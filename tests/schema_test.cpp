@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
 #include <set>
 #include <string>
 
@@ -32,13 +30,6 @@ TEST(Schema, NumberThatIsNoTypeHasTheRowOfNone) {
         EXPECT_EQ(VellixEntry::getXmlMapTagLen(type), 0U) << number;
         EXPECT_EQ(VellixEntry(type).toString(), "") << number;
     }
-}
-
-bool sameInAnyCase(const std::string& left, const char* right) {
-    const auto same = [](char a, char b) {
-        return a == b || ((a ^ b) == 0x20 && (a | 0x20) >= 'a' && (a | 0x20) <= 'z');
-    };
-    return std::equal(left.begin(), left.end(), right, right + std::strlen(right), same);
 }
 
 const VellixMapTag* firstRow(VELLIX_DOC_TYPE type, const std::string& tag) {
