@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -11,6 +12,8 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <typeinfo>
+#include <utility>
 
 #include "TestSupport.h"
 #include "vellix/VellixEntry.h"
@@ -20,6 +23,209 @@ namespace {
 
 using namespace std::string_literals;
 using vellix::Attribute;
+
+// --- Values by the number of their slot ---
+
+// One attribute of each data type that the schema has: its width, the numbers of it, and whether it takes any text. Where
+// nothing is known of a number the width is that of the widest setter; `readFrom` is the width of the narrowest getter.
+struct Row {
+    const char* name;
+    VELLIX_DOC_TYPE type;
+    unsigned short id;
+    std::size_t bits;
+    std::int64_t least, most;
+    std::size_t readFrom;
+    bool takesText;
+    bool isRadix64 = false;
+};
+const Row kRows[] = {
+    {"string", VELLIX_DOC_FH, 6, 64, 0, 0, 128, true},
+    {"uint8", VELLIX_DOC_RESULTS, 0, 8, 0, 255, 16, false},
+    {"int16", VELLIX_DOC_SEARCH_CRITERIA, 2, 16, -32768, 32767, 16, false},
+    {"uint16", VELLIX_DOC_FSE, 11, 16, 0, 65535, 16, false},
+    {"int32", VELLIX_DOC_FH, 42, 32, -2147483648LL, 2147483647, 32, false},
+    {"uint32", VELLIX_DOC_FH, 0, 32, 0, 4294967295, 32, false},
+    {"radix64", VELLIX_DOC_FH, 76, 32, 0, 4294967295, 32, false, true},
+    {"int64", VELLIX_DOC_FH, 58, 64, 0, 0, 64, false},
+    {"uint64", VELLIX_DOC_FH, 9, 64, 0, 0, 64, false},
+    {"opaque", VELLIX_DOC_IMAGE, 57, 64, 0, 0, 16, true},
+    {"no row by id", VELLIX_DOC_SEARCH_CRITERIA, 9, 64, 0, 0, 16, true},
+};
+
+// Only attributes narrower than the number say anything about it, and the signed ones take no wide unsigned number.
+template <class Width> bool admits(const Row& row, Width value) {
+    if (row.bits >= 8 * sizeof(Width)) return true;
+    if (row.least < 0 && std::is_unsigned_v<Width> && sizeof(Width) >= 4) return false;
+    const auto number = static_cast<std::int64_t>(value); // negative if it is above all limits
+    return number >= row.least && number <= row.most;
+}
+
+template <class Width> bool readsAs(const Row& row) { return 8 * sizeof(Width) >= row.readFrom; }
+
+// What a getter of the width makes of an absent slot, and of one that holds 12. `value` stays as it was, or
+// becomes 0 if it is narrow, where the attribute can't be read.
+template <class Number, class Width> void checkGetter(const Row& row) {
+    const bool read = readsAs<Width>(row);
+    VellixEntry entry(row.type);
+    for (const bool present : {false, true}) {
+        EXPECT_TRUE(!present || entry.addAttribute(row.id, static_cast<short>(12), true));
+        entry.setError(VELLIX_ERR_SYNTAX);
+        Number value = 99;
+        EXPECT_EQ(entry.getAttribute(row.id, value), read && present);
+        EXPECT_EQ(value, read ? (present ? 12 : 0) : (sizeof(Width) == 2 ? 0 : 99));
+        EXPECT_EQ(entry.getLastError(), read ? VELLIX_ERR_SYNTAX : VELLIX_ERR_TYPE_MISMATCH);
+    }
+}
+
+// A number as text: decimal with the sign of the width, whatever the type, or up to six digits of base 64, the least first.
+template <class Width> std::string formOf(Width value, const Row& row, bool pad) {
+    using Signed = std::conditional_t<sizeof(Width) == 2, int, std::make_signed_t<Width>>;
+    if (!row.isRadix64) return std::to_string(static_cast<Signed>(value)); // which takes no padding
+    std::string text;
+    std::int64_t rest = static_cast<std::int64_t>(value);
+    do {
+        text += "./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"[rest & 63];
+        rest >>= 6;
+    } while (rest != 0 && text.size() < 6);
+    const std::size_t width = pad ? sizeof(Width) * 3 / 2 : 0;
+    return std::string(width - std::min(width, text.size()), ' ') + text;
+}
+
+template <class Number, class Width> void checkNumber(const Row& row, Number value, bool pad) {
+    SCOPED_TRACE(value);
+    VellixEntry entry(row.type);
+    ASSERT_TRUE(entry.addAttribute(row.id, static_cast<short>(7), false));
+    const auto kept = static_cast<Width>(value);
+    const bool fits = static_cast<Number>(kept) == value;
+    const bool accepted = fits && admits(row, kept);
+    EXPECT_EQ(entry.addAttribute(row.id, value, pad), accepted);
+    EXPECT_EQ(entry.getLastError(), accepted ? VELLIX_SUCCESS : VELLIX_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(entry.getAttributeStr(row.id), accepted ? formOf(kept, row, pad) : formOf<short>(7, row, false));
+    Number back = 1;
+    EXPECT_EQ(entry.getAttribute(row.id, back), readsAs<Width>(row));
+    const Width expected = row.isRadix64 ? static_cast<Width>(static_cast<std::int32_t>(kept)) : kept; // it has 32 bits
+    EXPECT_TRUE(!accepted || !readsAs<Width>(row) || back == static_cast<Number>(expected));
+    entry.setError(VELLIX_SUCCESS);
+    EXPECT_FALSE(entry.addAttribute(78, value, pad) || entry.getAttribute(78, back));
+    EXPECT_EQ(back, Number{0});
+    EXPECT_EQ(entry.getLastError(), fits ? VELLIX_SUCCESS : VELLIX_ERR_OUT_OF_RANGE) << "without a slot, too";
+}
+
+// The width of `long` is 32 bits here.
+template <class Number, class Width> void checkNumbers() {
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.name + ", "s + typeid(Number).name());
+        checkGetter<Number, Width>(row);
+        for (const Number value : numberProbes<Number>()) {
+            for (const bool pad : {false, true}) checkNumber<Number, Width>(row, value, pad);
+        }
+    }
+}
+
+TEST(Values, NumbersGoWhereTheirAttributeAdmitsAndReadsThem) {
+    checkNumbers<short, std::int16_t>();
+    checkNumbers<unsigned short, std::uint16_t>();
+    checkNumbers<int, std::int32_t>();
+    checkNumbers<long, std::int32_t>();
+    checkNumbers<unsigned int, std::uint32_t>();
+    checkNumbers<unsigned long, std::uint32_t>();
+    checkNumbers<__int64, std::int64_t>();
+    checkNumbers<unsigned __int64, std::uint64_t>();
+}
+
+// Reads a text, whose way into the attribute is by its tag. 32 bits stay at their nearest limit, 16 are the low half of
+// those, and unsigned numbers have the bits of the signed ones.
+template <class Number>
+void checkReading(VELLIX_DOC_TYPE type, const std::string& tag, const std::string& text, std::int64_t value) {
+    constexpr bool isWide = std::is_same_v<Number, __int64> || std::is_same_v<Number, unsigned __int64>;
+    if (!isWide) value = std::clamp<std::int64_t>(value, -2147483648LL, 2147483647);
+    const bool is32 = sizeof(Number) > 2 && !isWide;
+    const auto expected = static_cast<Number>(is32 && std::is_unsigned_v<Number> ? value & 0xffffffff : value);
+    VellixEntry entry(type);
+    ASSERT_TRUE(entry.addAttribute(tag.data(), static_cast<unsigned int>(tag.size()), text.c_str()));
+    const VellixMapTag* const row = xmlRowByTag(type, tag.data(), static_cast<unsigned long>(tag.size()));
+    Number read = 5;
+    EXPECT_TRUE(entry.getAttribute(static_cast<unsigned short>(row->id), read));
+    EXPECT_EQ(read, expected) << tag << ' ' << testing::PrintToString(text);
+}
+
+template <class... Numbers> void checkReadings(VELLIX_DOC_TYPE type, const std::string& tag, const std::string& table) {
+    for (const auto& [text, value] : rowsOf(table)) (checkReading<Numbers>(type, tag, text, std::stoll(value)), ...);
+}
+
+TEST(Values, DecimalTextsReadToTheirLimits) {
+    const std::string nines(5000, '9');
+    checkReadings<short, unsigned short, int, unsigned int, long, unsigned long, __int64, unsigned __int64>(
+        VELLIX_DOC_IMAGE, "EKH",
+        " => 0 | abc => 0 | - => 0 | +5 => 5 | -5 => -5 | +-5 => 0 | - 5 => 0 |  \t\n\v\f\r12 => 12 | "
+        "\xa0 12 => 0 | 12abc => 12 | 0x10 => 0 | 000000000000000000000000000000000012 => 12 | "
+        "2147483647 => 2147483647 | 2147483648 => 2147483648 | -2147483649 => -2147483649 | "
+        "9223372036854775808 => 9223372036854775807 | -9223372036854775809 => -9223372036854775808 | " +
+            nines + " => 9223372036854775807 | 70000 => 70000 | 40000 => 40000 | -1 => -1");
+}
+
+// RI, for both types that have it in digits of base 64. 64 bits are the 32 with their sign.
+TEST(Values, Radix64TextsReadBack) {
+    for (const VELLIX_DOC_TYPE type : {VELLIX_DOC_FH, VELLIX_DOC_FH_STRING_SECTION}) {
+        checkReadings<int, unsigned int, long, unsigned long, __int64, unsigned __int64>(
+            type, "RI",
+            " => 0 |     => 0 | . => 0 | / => 1 | ./ => 64 |   ./ => 64 |            / => 1 | " +
+                std::string(5000, ' ') +
+                "/ => 1 | / / => 65 | /   => 1 | t.1 => 12345 | zzD => 65535 | sN3BG => 305419896 | "
+                "zzzzz/ => 2147483647 | .....0 => -2147483648 | zzzzz1 => -1 | zzzzzz => -1 | yzzzzz => -2 | "
+                // Behind six digits nothing is looked at.
+                "/.....z => 1 | /....., => 1 | /..... , => 1 | /...., => -1 | -1 => -1 | 1- => -1 | , => -1 | "
+                ": => -1 | @ => -1 | [ => -1 | ` => -1 | { => -1 | /\t => -1 | \xae => -1");
+    }
+}
+
+TEST(Values, TextsGoWhereTextMayStand) {
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.name);
+        const auto check = [&](auto value, const char* expected) {
+            OpenEntry entry(row.type);
+            EXPECT_TRUE(entry.addAttribute_s(row.id, "any")) << "what derived classes have goes past the types";
+            EXPECT_EQ(entry.addAttribute(row.id, value), row.takesText && expected != nullptr);
+            EXPECT_EQ(entry.getLastError(), row.takesText ? VELLIX_SUCCESS : VELLIX_ERR_TYPE_MISMATCH);
+            EXPECT_STREQ(entry.getAttribute(row.id), row.takesText ? expected : "any");
+            entry.setError(VELLIX_SUCCESS);
+            for (const unsigned short none : {std::uint16_t{77}, std::uint16_t{78}, std::uint16_t{65535}})
+                EXPECT_FALSE(entry.addAttribute(none, value));
+            EXPECT_EQ(entry.getLastError(), VELLIX_SUCCESS);
+        };
+        check("text", "text");
+        check("te\0xt"s, "te");
+        check(L"wide", "wide");
+        // A null value makes a text absent; a number stays.
+        check(static_cast<const char*>(nullptr), nullptr);
+        check(static_cast<const wchar_t*>(nullptr), nullptr);
+    }
+}
+
+// "?" stands for U+FFFD. Characters that have no unit of their own where wchar_t has 16 bits are left out there.
+TEST(Values, WideTextsBecomeUtf8) {
+    const std::pair<std::u32string, std::string> rows[] = {
+        {U"a\x7f\x80\xe9\x7ff\x800\x20ac\xd7ff", "a\x7f\xc2\x80\xc3\xa9\xdf\xbf\xe0\xa0\x80\xe2\x82\xac\xed\x9f\xbf"},
+        {U"\xe000\xfffd\xffff\xd800\xdc00\xdbff\xdfff",
+         "\xee\x80\x80\xef\xbf\xbd\xef\xbf\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        {U"\xd83dx\xde00\xd83d\xd83d\xde00\xd83d", "?x??\xf0\x9f\x98\x80?"},
+        {U"\x1f600\x10000\x10ffff", "\xf0\x9f\x98\x80\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        {{0x110000, 'x', 0x7fffffff, 0x80000000, 0xffffffff}, "?x???"},
+    };
+    for (const auto& [units, bytes] : rows) {
+        if (sizeof(wchar_t) < 4 && *std::max_element(units.begin(), units.end()) > 0xffff) continue;
+        VellixEntry entry(VELLIX_DOC_FH);
+        ASSERT_TRUE(entry.addAttribute(6, std::wstring(units.begin(), units.end()).c_str()));
+        std::string expected;
+        for (const char byte : bytes) expected += byte == '?' ? "\xef\xbf\xbd" : std::string(1, byte);
+        EXPECT_EQ(entry.getAttributeStr(6), expected);
+    }
+    VellixEntry entry(VELLIX_DOC_FH);
+    ASSERT_TRUE(entry.addAttribute(39, std::wstring(10000, L'\xe9').c_str()));
+    EXPECT_EQ(entry.getAttributeStr(39).size(), 16384U) << "the limit counts bytes";
+}
+
+// --- Values by the name of their attribute ---
 
 template <class Value, class Given, class = void> constexpr bool compiles = false;
 template <class Value, class Given>
@@ -119,7 +325,7 @@ TEST(Values, BelongToTheTypesThatShareTheirMap) {
     EXPECT_FALSE(set(entry, Attribute<std::uint32_t>(VELLIX_DOC_FH, 77), 5)) << "no such attribute";
 }
 
-template <class Value> void checkReadings(Attribute<Value> attribute, const std::string& table) {
+template <class Value> void checkExact(Attribute<Value> attribute, const std::string& table) {
     for (const auto& row : rowsOf(table)) {
         VellixEntry entry(attribute.type);
         const VellixMapTag* tag = xmlRowAt(attribute.type, attribute.number);
@@ -130,22 +336,20 @@ template <class Value> void checkReadings(Attribute<Value> attribute, const std:
 }
 
 TEST(Values, NumbersAreReadInBothSignsAndNeverCut) {
-    checkReadings(vellix::results::IC,
-                  "0 => 0 | 255 => 255 | -1 => 255 | -128 => 128 | 256 => nothing | -129 => nothing");
-    checkReadings(vellix::search_criteria::PL, "40000 => -25536 | 65535 => -1 | -32768 => -32768 | 65536 => nothing");
-    checkReadings(vellix::fse::DL, "70000 => nothing | -1 => 65535 | 65535 => 65535");
-    checkReadings(vellix::search_criteria::IC, "4294967295 => -1 | 2147483648 => -2147483648 | -2147483649 => nothing");
-    checkReadings(
-        vellix::fh::OP,
-        "-1 => 4294967295 | 4294967295 => 4294967295 | 4294967296 => nothing | -1294967296 => 3000000000 | "
-        "3000000000 => 3000000000 |  \t\n\r+12\v\f  => 12 | 0012 => 12 | -0 => 0 |  => nothing | - => nothing | "
-        "+ => nothing | +-1 => nothing | - 1 => nothing | 12x => nothing | x => nothing | 1 2 => nothing | "
-        "0x10 => nothing | 1.5 => nothing | 99999999999999999999999 => nothing");
-    checkReadings(vellix::fh::SZ, "18446744073709551615 => 18446744073709551615 | -1 => 18446744073709551615 | "
-                                  "-9223372036854775808 => 9223372036854775808 | 18446744073709551616 => nothing | "
-                                  "-9223372036854775809 => nothing | 18446744073709551610 => 18446744073709551610");
-    checkReadings(vellix::fh::INOD, "-9223372036854775808 => -9223372036854775808 | 18446744073709551615 => -1");
-    checkReadings(
+    checkExact(vellix::results::IC, "0 => 0 | 255 => 255 | -1 => 255 | -128 => 128 | 256 => nothing | -129 => nothing");
+    checkExact(vellix::search_criteria::PL, "40000 => -25536 | 65535 => -1 | -32768 => -32768 | 65536 => nothing");
+    checkExact(vellix::fse::DL, "70000 => nothing | -1 => 65535 | 65535 => 65535");
+    checkExact(vellix::search_criteria::IC, "4294967295 => -1 | 2147483648 => -2147483648 | -2147483649 => nothing");
+    checkExact(vellix::fh::OP,
+               "-1 => 4294967295 | 4294967295 => 4294967295 | 4294967296 => nothing | -1294967296 => 3000000000 | "
+               "3000000000 => 3000000000 |  \t\n\r+12\v\f  => 12 | 0012 => 12 | -0 => 0 |  => nothing | - => nothing | "
+               "+ => nothing | +-1 => nothing | - 1 => nothing | 12x => nothing | x => nothing | 1 2 => nothing | "
+               "0x10 => nothing | 1.5 => nothing | 99999999999999999999999 => nothing");
+    checkExact(vellix::fh::SZ, "18446744073709551615 => 18446744073709551615 | -1 => 18446744073709551615 | "
+                               "-9223372036854775808 => 9223372036854775808 | 18446744073709551616 => nothing | "
+                               "-9223372036854775809 => nothing | 18446744073709551610 => 18446744073709551610");
+    checkExact(vellix::fh::INOD, "-9223372036854775808 => -9223372036854775808 | 18446744073709551615 => -1");
+    checkExact(
         vellix::fh::RI,
         ". => 0 | / => 1 | ./ => 64 | zzzzz1 => 4294967295 | zzzzzz => 4294967295 | .....0 => 2147483648 | "
         "....... => nothing | .....2 => nothing | zzzzzy => 3221225471 | .....x => nothing | .....y => 2147483648 | "
@@ -169,16 +373,6 @@ TEST(Values, OutOfStepRowsKeepTheirTags) {
     read.setType(VELLIX_DOC_SEARCH_CRITERIA);
     EXPECT_TRUE(set(read, SD, 6));
     EXPECT_EQ(read.toString(), "<SC SD=\"6\"/>") << "an entry that was cleared is one to write";
-}
-
-TEST(Values, TheLastOfARepeatedTagIsRead) {
-    VellixEntry fragment(VELLIX_DOC_FRAG);
-    EXPECT_TRUE(set(fragment, vellix::frag::FN, 1) && set(fragment, vellix::frag::FN_19, "a"));
-    const std::string text = fragment.toString();
-    EXPECT_EQ(text, "<CatFrag FN=\"1\" FN=\"a\"/>");
-    const VellixEntry read(VELLIX_DOC_FRAG, text.data(), static_cast<unsigned long>(text.size()), true);
-    EXPECT_EQ(slotsOf(read), "1=a");
-    EXPECT_EQ(get(read, vellix::frag::FN), std::nullopt);
 }
 
 TEST(Values, EachCodeHasItsNumberAndText) {
