@@ -71,17 +71,18 @@ private:
         if (stored) change(id, fresh.getAttribute(id));
     }
 
-    // A value under a tag goes past the data types.
-    void expectStored(const std::string& text) {
-        id = static_cast<unsigned short>(xmlRowByTag(entry.getType(), place()->tag, place()->tagLen)->id);
+    void expectStored(const VellixMapTag& tag, const std::string& text) {
+        id = static_cast<unsigned short>(xmlRowByTag(entry.getType(), tag.tag, tag.tagLen)->id);
         change(id, cutFor(*place(), text));
     }
 
+    // A value under a tag goes past the data types.
     void put(const char* source, const std::string& text) {
-        if (place() == nullptr) return require(!entry.addAttribute(id, source), "no attribute takes no text");
-        const Guarded tag(place()->tag, place()->tagLen);
-        require(entry.addAttribute(tag.data(), place()->tagLen, source), "a text is stored under its tag");
-        expectStored(text);
+        const VellixMapTag* const row = place();
+        if (row == nullptr) return require(!entry.addAttribute(id, source), "no attribute takes no text");
+        const Guarded tag(row->tag, row->tagLen);
+        require(entry.addAttribute(tag.data(), row->tagLen, source), "a text is stored under its tag");
+        expectStored(*row, text);
     }
 
     void setText() {
@@ -110,13 +111,29 @@ private:
         if (id < kLongestMap) change(id, std::nullopt);
     }
 
+    // A tag has the value twice, the second one counts. Where the entry holds the tag itself, the first goes over it.
     void parse() {
+        const auto choice = static_cast<int>(input.below(8));
         const std::string value = upToNul(input.text(input.byte()));
-        if (place() == nullptr) return;
-        const MallocText escaped(xmlEncode(value.c_str(), nullptr, -1));
-        const Guarded tag(std::string("<x ") + place()->tagAssign + escaped.get() + "\"/>");
-        require(entry.parseAttrXMLString(tag.data(), tag.size()) == VELLIX_SUCCESS, "a tag can be read");
-        expectStored(value);
+        const VellixMapTag* const row = place();
+        if (row == nullptr) return;
+        const std::string assign = row->tagAssign;
+        const std::string front(static_cast<std::size_t>(choice * choice), 'x');
+        const std::string tag =
+            "<x " + assign + "\" " + assign + shown(MallocText(xmlEncode(value.c_str(), nullptr, -1))) + "\"/>";
+        const Guarded elsewhere(front + tag);
+        XmlStr cursor = cursorOver(elsewhere);
+        cursor.position = static_cast<unsigned long>(front.size());
+        cursor.syntaxError = choice;
+        if (choice % 2 != 0) {
+            put((front + tag).c_str(), front + tag);
+            if (choice / 2 % 2 != 0) passOn();
+            if (!slots[id]) return;
+            cursor.buffer = choice / 4 != 0 ? entry.getAttributeStr(id).c_str() : entry.getAttribute(id);
+        }
+        require(entry.parseAttrXMLString(&cursor) == VELLIX_SUCCESS, "a tag can be read");
+        require(cursor.position == elsewhere.size() && cursor.syntaxError == choice, "the position is behind the tag");
+        expectStored(*row, value);
     }
 
     void setType() { entry.setType(input.type()); }
