@@ -85,14 +85,10 @@ inline std::string textOf(const VellixEntry& entry) {
     std::string appended = "in front";
     require(entry.serialize(appended) == hasText && appended == "in front" + text, "an entry's text is appended");
 
-    for (std::size_t room = text.size(), tries = 0; tries < 3; room /= 2, ++tries) {
-        Guarded buffer(room + 1);
-        const bool whole = entry.serialize(buffer.data(), static_cast<unsigned long>(room));
-        require(whole == (hasText && room == text.size()), "an entry's text fits where there is room for it");
-        require(!hasText || text.compare(0, std::strlen(buffer.data()), buffer.data()) == 0,
-                "what fits of a text is its beginning");
-        require(!whole || buffer.data() == text, "an entry's text in a buffer is the same");
-    }
+    Guarded buffer(text.size() + 1);
+    require(entry.serialize(buffer.data(), static_cast<unsigned long>(text.size())) == hasText &&
+                (!hasText || buffer.data() == text),
+            "an entry's text in a buffer is the same");
     return text;
 }
 
