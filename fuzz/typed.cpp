@@ -28,9 +28,9 @@ public:
     explicit Run(Input& source) : input(source), entry(source.type()) {}
 
     void step() {
-        static constexpr void (Run::*kOperations[])() = {
-            &Run::setNumber, &Run::setText, &Run::setLongText, &Run::setFromSlot, &Run::remove,
-            &Run::parse,     &Run::setType, &Run::clear,       &Run::passOn,      &Run::escape};
+        static constexpr void (Run::*kOperations[])() = {&Run::setNumber, &Run::setText, &Run::setFromSlot,
+                                                         &Run::remove,    &Run::parse,   &Run::setType,
+                                                         &Run::clear,     &Run::passOn,  &Run::escape};
         const unsigned int operation = input.below(static_cast<unsigned int>(std::size(kOperations)));
         id = static_cast<unsigned short>(input.byte());
         (this->*kOperations[operation])();
@@ -55,7 +55,27 @@ public:
             require(string == *slots[slot].text, "a string is what its slot holds");
             held.string = &string;
         }
+        checkGetters();
         require(present == entry.getNumberOfAttributes() && entry.isEmpty() == (present == 0), "slots are counted");
+    }
+
+    void checkGetters() {
+        const std::optional<std::string> value = id < kLongestMap ? slots[id].text : std::nullopt;
+        std::string text = "kept";
+        std::string escaped = "kept";
+        char* copy = nullptr;
+        int length = -7;
+        const bool found = entry.getAttribute(id, text);
+        require(found == value.has_value() && text == value.value_or("kept"), "a getter gives the slot, or nothing");
+        require(entry.getAttributeXmlEncoded(id, escaped) == found && escaped == (found ? escapedForm(*value) : "kept"),
+                "a getter gives the slot escaped, or nothing");
+        require(entry.getAttribute(id, copy, length) == found &&
+                    length == (found ? static_cast<int>(value->size()) : -7),
+                "a getter gives the length, or nothing");
+        require(shown(MallocText(copy)) == value.value_or("(null)"), "a getter gives a copy of the slot, or nothing");
+        require(found || (entry.getAttribute(id) == nullptr && entry.getAttributeView(id).data() == nullptr &&
+                          entry.getAttributeStr(id).empty()),
+                "nothing is null");
     }
 
     // Attributes that the type hasn't got are passed over. Of a text that is too long for a buffer whole pieces go there.
@@ -114,15 +134,17 @@ private:
         expectStored(*row, text);
     }
 
-    void setText() {
-        const std::string text = upToNul(input.text(input.byte()));
-        put(Guarded::terminated(text).data(), text);
+    // Short and of any bytes, or one byte as often of some hundred times as of some 10,000.
+    std::string anyText() {
+        const unsigned int kind = input.below(8);
+        if (kind < 6) return upToNul(input.text(input.byte()));
+        const std::size_t length = 2 * input.word() >> input.below(8);
+        return std::string(length, static_cast<char>(input.byte() | 1U));
     }
 
-    void setLongText() {
-        const std::size_t length = 2 * input.word() >> input.below(8); // as often of some hundred as of some 10,000
-        const std::string text(length, static_cast<char>(input.byte() | 1U));
-        put(text.c_str(), text);
+    void setText() {
+        const std::string text = anyText();
+        put(Guarded::terminated(text).data(), text);
     }
 
     // A text of the entry itself, from somewhere in it on.
@@ -136,14 +158,18 @@ private:
     }
 
     void remove() {
-        require(entry.removeAttribute(id) == (id < kLongestMap), "every slot can be emptied");
+        if (place() == nullptr && (input.byte() & 1U) != 0) {
+            require(!entry.addAttribute(id, static_cast<const char*>(nullptr)), "a null text is no value");
+        } else {
+            require(entry.removeAttribute(id) == (id < kLongestMap), "every slot can be emptied");
+        }
         if (id < kLongestMap) change(id, std::nullopt);
     }
 
     // A tag has the value twice, the second one counts. Where the entry holds the tag itself, the first goes over it.
     void parse() {
         const auto choice = static_cast<int>(input.below(8));
-        const std::string value = upToNul(input.text(input.byte()));
+        const std::string value = anyText();
         const VellixMapTag* const row = place();
         if (row == nullptr) return;
         const std::string assign = row->tagAssign;
@@ -156,7 +182,7 @@ private:
         if (choice % 2 != 0) {
             put((front + tag).c_str(), front + tag);
             if (choice / 2 % 2 != 0) passOn();
-            if (!slots[id].text) return;
+            if (!slots[id].text || slots[id].text->size() < elsewhere.size()) return; // it was cut
             cursor.buffer = choice / 4 != 0 ? entry.getAttributeStr(id).c_str() : entry.getAttribute(id);
         }
         require(entry.parseAttrXMLString(&cursor) == VELLIX_SUCCESS, "a tag can be read");

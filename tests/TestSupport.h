@@ -40,8 +40,8 @@ private:
     std::size_t length;
 };
 
-/// A cursor at the start of a text.
-inline XmlStr cursorOver(const ExactBytes& bytes) {
+/// A cursor at the start of a text that has `data` and `size`.
+template <class Bytes> XmlStr cursorOver(const Bytes& bytes) {
     XmlStr cursor;
     cursor.buffer = bytes.data();
     cursor.length = bytes.size();
