@@ -11,15 +11,11 @@ namespace {
 
 std::string escapedForm(const std::string& text) { return shown(MallocText(xmlEncode(text.c_str(), nullptr, -1))); }
 
+// What a slot holds, and what getters have handed out of it since it changed.
 struct Slot {
     std::optional<std::string> text;
     bool isEscaped = false;
-};
-using Slots = std::array<Slot, kLongestMap>;
-
-// What a getter has handed out of a slot that hasn't changed since.
-struct HandedOut {
-    const char* text = nullptr;
+    const char* handedOut = nullptr;
     const std::string* string = nullptr;
 };
 
@@ -38,22 +34,22 @@ public:
 
     void check() {
         int present = 0;
-        for (unsigned short slot = 0; slot < kLongestMap; ++slot) {
-            const char* const value = entry.getAttribute(slot);
-            require((value != nullptr) == slots[slot].text.has_value(), "no other slot comes or goes");
+        for (unsigned short number = 0; number < kLongestMap; ++number) {
+            Slot& slot = slots[number];
+            const char* const value = entry.getAttribute(number);
+            require((value != nullptr) == slot.text.has_value(), "no other slot comes or goes");
             if (value == nullptr) continue;
             ++present;
-            HandedOut& held = handedOut[slot];
-            require(held.text == nullptr || (held.text == value && held.text == *slots[slot].text),
+            require(slot.handedOut == nullptr || slot.handedOut == value,
                     "what was handed out stays while its slot does");
-            held.text = value;
-            require(entry.getAttributeView(slot) == *slots[slot].text, "no other slot changes");
-            if (held.string == nullptr && (id + slot) % 3 != 0)
+            slot.handedOut = value;
+            require(entry.getAttributeView(number) == *slot.text, "no other slot changes");
+            if (slot.string == nullptr && (id + number) % 3 != 0)
                 continue; // most slots are asked for a string now and then
-            const std::string& string = entry.getAttributeStr(slot);
-            require(held.string == nullptr || held.string == &string, "a string stays while its slot does");
-            require(string == *slots[slot].text, "a string is what its slot holds");
-            held.string = &string;
+            const std::string& string = entry.getAttributeStr(number);
+            require(slot.string == nullptr || slot.string == &string, "a string stays while its slot does");
+            require(string == *slot.text, "a string is what its slot holds");
+            slot.string = &string;
         }
         checkGetters();
         require(present == entry.getNumberOfAttributes() && entry.isEmpty() == (present == 0), "slots are counted");
@@ -84,10 +80,10 @@ public:
         if (type.docType == VELLIX_DOC_NONE) return require(textOf(entry).empty(), "there is no text without a type");
         std::vector<std::string> pieces = {type.entryOpenTag};
         for (unsigned short slot = 0; xmlRowAt(entry.getType(), slot) != nullptr; ++slot) {
-            const auto& [value, isEscaped] = slots[slot];
+            const std::optional<std::string>& value = slots[slot].text;
             if (!value) continue;
-            pieces.insert(pieces.end(),
-                          {" ", type.mapTag[slot].tag, "=\"", isEscaped ? *value : escapedForm(*value), "\""});
+            pieces.insert(pieces.end(), {" ", type.mapTag[slot].tag, "=\"",
+                                         slots[slot].isEscaped ? *value : escapedForm(*value), "\""});
         }
         pieces.emplace_back("/>");
         std::string text;
@@ -105,10 +101,7 @@ public:
 private:
     const VellixMapTag* place() const { return xmlRowAt(entry.getType(), id); }
 
-    void change(std::size_t slot, std::optional<std::string> text) {
-        slots[slot] = {std::move(text), false};
-        handedOut[slot] = {};
-    }
+    void change(std::size_t slot, std::optional<std::string> text) { slots[slot] = {std::move(text)}; }
 
     void setNumber() {
         const bool pad = (input.byte() & 1U) != 0;
@@ -173,20 +166,21 @@ private:
         const VellixMapTag* const row = place();
         if (row == nullptr) return;
         const std::string assign = row->tagAssign;
-        const std::string front(static_cast<std::size_t>(choice * choice), 'x');
-        const std::string tag = "<x " + assign + "\" " + assign + escapedForm(value) + "\"/>";
-        const Guarded elsewhere(front + tag);
+        std::string text(static_cast<std::size_t>(choice * choice), 'x');
+        const auto start = static_cast<unsigned long>(text.size());
+        text += "<x " + assign + "\" " + assign + escapedForm(value) + "\"/>";
+        const Guarded elsewhere(text);
         XmlStr cursor = cursorOver(elsewhere);
-        cursor.position = static_cast<unsigned long>(front.size());
+        cursor.position = start;
         cursor.syntaxError = choice;
         if (choice % 2 != 0) {
-            put((front + tag).c_str(), front + tag);
+            put(text.c_str(), text);
             if (choice / 2 % 2 != 0) passOn();
-            if (!slots[id].text || slots[id].text->size() < elsewhere.size()) return; // it was cut
+            if (!slots[id].text || *slots[id].text != text) return; // it was cut
             cursor.buffer = choice / 4 != 0 ? entry.getAttributeStr(id).c_str() : entry.getAttribute(id);
         }
         require(entry.parseAttrXMLString(&cursor) == VELLIX_SUCCESS, "a tag can be read");
-        require(cursor.position == elsewhere.size() && cursor.syntaxError == choice, "the position is behind the tag");
+        require(cursor.position == text.size() && cursor.syntaxError == choice, "the position is behind the tag");
         expectStored(*row, value);
     }
 
@@ -195,7 +189,6 @@ private:
     void clear() {
         entry.clear();
         slots = {};
-        handedOut = {};
         setType();
     }
 
@@ -223,24 +216,23 @@ private:
             entry = other;
             entry = spare;
         }
-        handedOut = {};
+        for (Slot& slot : slots) slot = {std::move(slot.text), slot.isEscaped};
     }
 
     void escape() {
-        for (auto& [text, isEscaped] : slots) {
-            if (text && !isEscaped) text = escapedForm(*text);
-            isEscaped = true;
+        for (Slot& slot : slots) {
+            const std::string escaped = escapedForm(slot.text.value_or(""));
+            if (slot.text && !slot.isEscaped && escaped != *slot.text) slot = {escaped};
+            slot.isEscaped = true;
         }
         entry.encodingAttributes();
-        handedOut = {};
         checkText();
     }
 
     Input& input;
     VellixEntry entry;
     VellixEntry spare;
-    Slots slots;
-    std::array<HandedOut, kLongestMap> handedOut;
+    std::array<Slot, kLongestMap> slots;
     unsigned short id = 0;
 };
 
