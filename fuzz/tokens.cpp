@@ -153,9 +153,8 @@ void checkEncoding(const std::string& text) {
     std::string appended = "in front";
     xmlEncode(appended, plain.data(), static_cast<int>(units.size()));
     require(appended == "in front" + escaped, "an escaped form is appended");
-    for (std::size_t size = 0; size <= std::min<std::size_t>(escaped.size(), 30); ++size) checkSize(plain, units, size);
-    for (const std::size_t size : {escaped.size() / 2, escaped.size(), escaped.size() + 1, std::size_t{INT_MAX}})
-        checkSize(plain, units, size);
+    for (std::size_t size = 0; size <= escaped.size() + 1; size += 1 + size / 16) checkSize(plain, units, size);
+    checkSize(plain, units, INT_MAX);
     const Guarded form(escaped);
     require(shown(MallocText(xmlDecode(form.data(), form.size()))) == text, "a text comes back from its escaped form");
 }

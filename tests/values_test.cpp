@@ -132,30 +132,29 @@ TEST(Values, NumbersGoWhereTheirAttributeAdmitsAndReadsThem) {
     checkNumbers<unsigned __int64, std::uint64_t>();
 }
 
-// Reads a text, whose way into the attribute is by its tag. 32 bits stay at their nearest limit, 16 are the low half of
+// 32 bits stay at their nearest limit, 16 are the low half of
 // those, and unsigned numbers have the bits of the signed ones.
 template <class Number>
-void checkReading(VELLIX_DOC_TYPE type, const std::string& tag, const std::string& text, std::int64_t value) {
+void checkReading(VELLIX_DOC_TYPE type, unsigned short id, const std::string& text, std::int64_t value) {
     constexpr bool isWide = std::is_same_v<Number, __int64> || std::is_same_v<Number, unsigned __int64>;
     if (!isWide) value = std::clamp<std::int64_t>(value, -2147483648LL, 2147483647);
     const bool is32 = sizeof(Number) > 2 && !isWide;
     const auto expected = static_cast<Number>(is32 && std::is_unsigned_v<Number> ? value & 0xffffffff : value);
-    VellixEntry entry(type);
-    ASSERT_TRUE(entry.addAttribute(tag.data(), static_cast<unsigned int>(tag.size()), text.c_str()));
-    const VellixMapTag* const row = xmlRowByTag(type, tag.data(), static_cast<unsigned long>(tag.size()));
+    OpenEntry entry(type);
+    ASSERT_TRUE(entry.addAttribute_s(id, text.c_str()));
     Number read = 5;
-    EXPECT_TRUE(entry.getAttribute(static_cast<unsigned short>(row->id), read));
-    EXPECT_EQ(read, expected) << tag << ' ' << testing::PrintToString(text);
+    EXPECT_TRUE(entry.getAttribute(id, read));
+    EXPECT_EQ(read, expected) << testing::PrintToString(text);
 }
 
-template <class... Numbers> void checkReadings(VELLIX_DOC_TYPE type, const std::string& tag, const std::string& table) {
-    for (const auto& [text, value] : rowsOf(table)) (checkReading<Numbers>(type, tag, text, std::stoll(value)), ...);
+template <class... Numbers> void checkReadings(VELLIX_DOC_TYPE type, unsigned short id, const std::string& table) {
+    for (const auto& [text, value] : rowsOf(table)) (checkReading<Numbers>(type, id, text, std::stoll(value)), ...);
 }
 
 TEST(Values, DecimalTextsReadToTheirLimits) {
     const std::string nines(5000, '9');
     checkReadings<short, unsigned short, int, unsigned int, long, unsigned long, __int64, unsigned __int64>(
-        VELLIX_DOC_IMAGE, "EKH",
+        VELLIX_DOC_IMAGE, 57,
         " => 0 | abc => 0 | - => 0 | +5 => 5 | -5 => -5 | +-5 => 0 | - 5 => 0 |  \t\n\v\f\r12 => 12 | "
         "\xa0 12 => 0 | 12abc => 12 | 0x10 => 0 | 000000000000000000000000000000000012 => 12 | "
         "2147483647 => 2147483647 | 2147483648 => 2147483648 | -2147483649 => -2147483649 | "
@@ -165,9 +164,9 @@ TEST(Values, DecimalTextsReadToTheirLimits) {
 
 // RI, for both types that have it in digits of base 64. 64 bits are the 32 with their sign.
 TEST(Values, Radix64TextsReadBack) {
-    for (const VELLIX_DOC_TYPE type : {VELLIX_DOC_FH, VELLIX_DOC_FH_STRING_SECTION}) {
+    for (const auto& [type, id] : {std::pair{VELLIX_DOC_FH, 76}, {VELLIX_DOC_FH_STRING_SECTION, 38}}) {
         checkReadings<int, unsigned int, long, unsigned long, __int64, unsigned __int64>(
-            type, "RI",
+            type, static_cast<unsigned short>(id),
             " => 0 |     => 0 | . => 0 | / => 1 | ./ => 64 |   ./ => 64 |            / => 1 | " +
                 std::string(5000, ' ') +
                 "/ => 1 | / / => 65 | /   => 1 | t.1 => 12345 | zzD => 65535 | sN3BG => 305419896 | "
@@ -321,9 +320,8 @@ TEST(Values, BelongToTheTypesThatShareTheirMap) {
 
 template <class Value> void checkExact(Attribute<Value> attribute, const std::string& table) {
     for (const auto& row : rowsOf(table)) {
-        VellixEntry entry(attribute.type);
-        const VellixMapTag* tag = xmlRowAt(attribute.type, attribute.number);
-        ASSERT_TRUE(entry.addAttribute(tag->tag, tag->tagLen, row.first.c_str()));
+        OpenEntry entry(attribute.type);
+        ASSERT_TRUE(entry.addAttribute_s(attribute.number, row.first.c_str()));
         const std::optional<Value> value = get(entry, attribute);
         EXPECT_EQ(value ? std::to_string(*value) : "nothing", row.second) << '"' << row.first << '"';
     }
