@@ -65,10 +65,9 @@ public:
         require(found == value.has_value() && text == value.value_or("kept"), "a getter gives the slot, or nothing");
         require(entry.getAttributeXmlEncoded(id, escaped) == found && escaped == (found ? escapedForm(*value) : "kept"),
                 "a getter gives the slot escaped, or nothing");
-        require(entry.getAttribute(id, copy, length) == found &&
+        require(entry.getAttribute(id, copy, length) == found && shown(MallocText(copy)) == value.value_or("(null)") &&
                     length == (found ? static_cast<int>(value->size()) : -7),
-                "a getter gives the length, or nothing");
-        require(shown(MallocText(copy)) == value.value_or("(null)"), "a getter gives a copy of the slot, or nothing");
+                "a getter gives a copy of the slot and its length, or nothing");
         require(found || (entry.getAttribute(id) == nullptr && entry.getAttributeView(id).data() == nullptr &&
                           entry.getAttributeStr(id).empty()),
                 "nothing is null");
@@ -151,11 +150,10 @@ private:
     }
 
     void remove() {
-        if (place() == nullptr && (input.byte() & 1U) != 0) {
-            require(!entry.addAttribute(id, static_cast<const char*>(nullptr)), "a null text is no value");
-        } else {
-            require(entry.removeAttribute(id) == (id < kLongestMap), "every slot can be emptied");
-        }
+        const bool byNull = place() == nullptr && (input.byte() & 1U) != 0;
+        require(byNull ? !entry.addAttribute(id, static_cast<const char*>(nullptr))
+                       : entry.removeAttribute(id) == (id < kLongestMap),
+                "every slot can be emptied");
         if (id < kLongestMap) change(id, std::nullopt);
     }
 
@@ -195,22 +193,18 @@ private:
     void passOn() {
         VellixEntry other(entry);
         require(other == entry && other.toString() == entry.toString(), "a copy holds the same");
-        switch (input.below(4)) {
-        case 0:
+        const unsigned int way = input.below(4);
+        if (way == 0) {
             entry = std::move(other);
-            break;
-        case 1: {
+        } else if (way == 1) {
             const VellixEntry moved(std::move(entry));
             require(entry.isEmpty() && entry.getType() == VELLIX_DOC_NONE, "nothing is left of what was moved away");
             entry = moved;
-            break;
-        }
-        case 2:
+        } else if (way == 2) {
             spare = std::move(entry); // which is used like a new one from here on
             entry.setType(spare.getType());
             slots = {};
-            break;
-        default:
+        } else {
             spare = entry;
             other.clear();
             entry = other;
