@@ -150,9 +150,11 @@ void checkEncoding(const std::string& text) {
     for (const std::string& unit : units) escaped += unit;
     require(xmlLen(plain.data()) == escaped.size(), "the length is that of the escaped form");
     require(shown(MallocText(xmlEncode(plain.data(), nullptr, -1))) == escaped, "a text has its escaped form");
-    std::string appended = "in front";
-    xmlEncode(appended, plain.data(), static_cast<int>(units.size()));
-    require(appended == "in front" + escaped, "an escaped form is appended");
+    for (const int size : {-1, static_cast<int>(escaped.size()), INT_MAX}) {
+        std::string appended = "in front";
+        xmlEncode(appended, plain.data(), size);
+        require(appended == "in front" + escaped, "an escaped form is appended");
+    }
     for (std::size_t size = 0; size <= escaped.size() + 1; size += 1 + size / 16) checkSize(plain, units, size);
     checkSize(plain, units, INT_MAX);
     const Guarded form(escaped);
