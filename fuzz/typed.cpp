@@ -174,7 +174,8 @@ private:
         if (choice % 2 != 0) {
             put(text.c_str(), text);
             if (choice / 2 % 2 != 0) passOn();
-            if (!slots[id].text || *slots[id].text != text) return; // it was cut
+            if (value.size() % 2 != 0) entry.parseAttrXMLString("<", 1); // which makes a copy ready for values
+            if (!slots[id].text || *slots[id].text != text) return;      // it was cut
             cursor.buffer = choice / 4 != 0 ? entry.getAttributeStr(id).c_str() : entry.getAttribute(id);
         }
         require(entry.parseAttrXMLString(&cursor) == VELLIX_SUCCESS, "a tag can be read");
