@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// An entry with a past: setters in any order, copies, moves and parses, against a plain notion of what each slot holds. What a
-// number looks like as text is taken from a new entry.
+// An entry with a past: setters in any order, copies, moves and parses, against a plain notion of what each slot holds and of
+// the text that they make. What a number looks like is taken from a new entry.
 #include <array>
 #include <optional>
 #include <vector>
