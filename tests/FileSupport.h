@@ -4,8 +4,10 @@
 
 #include "TestSupport.h"
 #include "vellix/VellixReader.h"
+#include "vellix/VellixWalk.h"
 #include "vellix/VellixWriter.h"
 #include <cstddef>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -117,18 +119,11 @@ inline std::vector<std::string> readToEnd(OpenReader& reader, bool withEnds = fa
     return entries;
 }
 
-/// The values of the entries that a caller gets who asks for an image document, for the file documents in it, and for the
-/// entries of those.
-inline std::vector<std::string> readByDocuments(const std::wstring& path) {
+/// The values of all entries that a walk finds.
+inline std::vector<std::string> entriesFound(const std::filesystem::path& path) {
     std::vector<std::string> entries;
-    VellixReader reader;
-    VellixDoc image(VELLIX_DOC_DOC);
-    VellixDoc files(VELLIX_DOC_FH);
-    VellixEntry entry;
-    if (!reader.load(path.c_str()) || !reader.getFirstDoc(image)) return entries;
-    while (image.getNextChildDoc(files)) {
-        while (files.getNextEntry(entry)) entries.push_back(slotsOf(entry));
-    }
+    vellix::Walk walk(path);
+    for (const VellixEntry& entry : walk.entries()) entries.push_back(slotsOf(entry));
     return entries;
 }
 

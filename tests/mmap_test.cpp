@@ -41,7 +41,7 @@ protected:
     VellixMMap file;
 };
 
-TEST_F(MappedFile, OpenTellsWhatItMet) {
+TEST_F(MappedFile, OpenTellsWhatItMetAndLetsGoOfTheLastFile) {
     EXPECT_EQ(file.fileSize(), 0);
     EXPECT_EQ(file.open(dir.wide("none").c_str(), kToRead), VELLIX_ERR_FILE_OPEN);
     EXPECT_FALSE(std::filesystem::exists(dir.file("none")));
@@ -52,6 +52,18 @@ TEST_F(MappedFile, OpenTellsWhatItMet) {
     EXPECT_EQ(file.open(nullptr, kToRead), VELLIX_ERR_NULL_ARGUMENT);
     EXPECT_EQ(file.handle(), kNoHandle);
     EXPECT_EQ(file.fileSize(), 2 * kPage + 10); // stays
+    writeFile(dir.file("g"), "second");
+    for (const char* name : {"f", "g"}) { // without a close in between
+        ASSERT_EQ(file.open(dir.wide(name).c_str(), kToRead), VELLIX_SUCCESS);
+        EXPECT_EQ(file.addr(), nullptr);
+        EXPECT_EQ(std::string(mapFrom(0, 6), 6), *name == 'f' ? "aaaaaa" : "second");
+    }
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(file.close(), VELLIX_SUCCESS);
+        EXPECT_EQ(file.addr(), nullptr);
+        EXPECT_EQ(file.handle(), kNoHandle);
+        EXPECT_EQ(mapFrom(0, 1), nullptr);
+    }
 }
 
 // All bits of the low half set is also how a failed size query looks.
@@ -133,21 +145,6 @@ TEST_F(MappedFile, OneMappingObjectServesAllViews) {
     }
     ASSERT_EQ(file.open(dir.wide("f").c_str(), kToWrite), VELLIX_SUCCESS);
     EXPECT_NE(mapFrom(2 * kPage, 0), nullptr);
-}
-
-TEST_F(MappedFile, OpenAndCloseLetGoOfTheFile) {
-    writeFile(dir.file("g"), "second");
-    for (const char* name : {"f", "g"}) { // without a close in between
-        ASSERT_EQ(file.open(dir.wide(name).c_str(), kToRead), VELLIX_SUCCESS);
-        EXPECT_EQ(file.addr(), nullptr);
-        EXPECT_EQ(std::string(mapFrom(0, 6), 6), *name == 'f' ? "aaaaaa" : "second");
-    }
-    for (int time = 0; time < 2; ++time) {
-        EXPECT_EQ(file.close(), VELLIX_SUCCESS);
-        EXPECT_EQ(file.addr(), nullptr);
-        EXPECT_EQ(file.handle(), kNoHandle);
-        EXPECT_EQ(mapFrom(0, 1), nullptr);
-    }
 }
 
 } // namespace

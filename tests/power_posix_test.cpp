@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -72,12 +73,8 @@ private:
 
 Disk* Disk::present = nullptr;
 
-struct Outcome {
-    bool complete; // the file, and what no cut can take of it
-    int stored;    // calls for it
-    int code;
-    bool intact;
-};
+// Whether the file is complete, with what no cut can take of it, the calls to store it, the last code, and `isIntact`.
+using Outcome = std::tuple<bool, int, int, bool>;
 
 // Plays the calls, of which the system refuses the one to store of that number. c is create, t makes the root another one, f
 // adds entries, l one that is refused, y is sync, m is markComplete, x is close, s is serialize.
@@ -144,11 +141,7 @@ TEST(PowerCuts, AtEveryCall) {
     for (const auto& c : cases) {
         for (const std::size_t length : {std::size_t{50}, std::size_t{5000}}) {
             SCOPED_TRACE(std::string(c.calls) + std::to_string(c.refused));
-            const Outcome outcome = play(c.calls, length, c.refused);
-            EXPECT_EQ(outcome.complete, c.wanted.complete);
-            EXPECT_EQ(outcome.stored, c.wanted.stored);
-            EXPECT_EQ(outcome.code, c.wanted.code);
-            EXPECT_EQ(outcome.intact, c.wanted.intact);
+            EXPECT_EQ(play(c.calls, length, c.refused), c.wanted);
         }
     }
 }

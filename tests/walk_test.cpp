@@ -53,29 +53,6 @@ TEST_F(Walks, TheWindowEndsAtEveryByteOfARecord) {
     }
 }
 
-// Values of any bytes, "<" behind lead bytes among them, and records of several pages.
-TEST_F(Walks, WhatAWriterHasWritten) {
-    for (int round = 0; round < 6; ++round) {
-        std::string expected;
-        VellixWriter writer(VELLIX_DOC_FH);
-        VellixDoc files(VELLIX_DOC_FH);
-        ASSERT_TRUE(writer.create(dir.wide("b.xml").c_str()) && writer.addDoc(files));
-        for (std::size_t left = 12; left != 0; --left) {
-            VellixEntry entry = fileEntry(random.next(8) + "\xF0\"><ET NM=&quot;x&quot;/><");
-            if (random.below(4) == 0) entry.addAttribute(7, std::string(random.below(3) * 70000, '\xE0'));
-            ASSERT_TRUE(files.addEntry(entry));
-            expected += slotsOf(entry) + '\n';
-        }
-        files.close();
-        writer.close();
-        std::string found;
-        Walk walk(dir.file("b.xml"));
-        for (const VellixEntry& entry : walk.entries()) found += slotsOf(entry) + '\n';
-        ASSERT_TRUE(walk && found == expected);
-        ASSERT_EQ(faultIn(bytesOf(dir.file("b.xml"))), "");
-    }
-}
-
 // At each limit, and above it: tags of 16 MiB, 64 documents in each other, and 32 MiB of tags that are open.
 TEST_F(Walks, TagsTooLongAndDocumentsTooDeep) {
     const std::string longest(kLongestTag - 14, ' ');
