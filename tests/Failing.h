@@ -9,30 +9,8 @@
 
 // Running out of memory on demand. The program's operator new and what it is linked with ask here.
 
-/// While one is armed, request number `first` of this thread fails, alone or with all that follow: a request for memory,
-/// and where the program is linked so, one for a stream or a view.
-class Failing {
-public:
-    Failing(long first, bool onwards) : left(first), all(onwards) {}
-    ~Failing() { disarm(); }
-    Failing(const Failing&) = delete;
-    Failing& operator=(const Failing&) = delete;
-
-    void arm();
-    void disarm();
-    long failures() const { return count; }
-
-    /// Asked at each request.
-    static bool failsNow();
-
-private:
-    long left;
-    bool all;
-    long count = 0;
-};
-
-/// False if memory ran out in the call, in one of the ways that the headers name.
-template <class Call> bool attempt(const Call& call) {
+/// Makes a call; false if memory ran out in it, in one of the ways that the headers name.
+inline constexpr auto attempt = [](const auto& call) {
     try {
         call();
         return true;
@@ -41,7 +19,35 @@ template <class Call> bool attempt(const Call& call) {
         EXPECT_EQ(code, VELLIX_ERR_NO_MEMORY);
     }
     return false;
-}
+};
+
+/// Request number `first` of this thread fails, alone or with all that follow: a request for memory, and where the program is
+/// linked so, one for a stream or a view.
+class Failing {
+public:
+    Failing(long first, bool onwards) : left(first), all(onwards) {}
+    Failing(const Failing&) = delete;
+    Failing& operator=(const Failing&) = delete;
+
+    /// Attempts a call, whose requests count, as do those of the calls before.
+    template <class Call> bool during(const Call& call) {
+        armed = this;
+        const bool done = attempt(call);
+        armed = nullptr;
+        return done;
+    }
+
+    long failures() const { return count; }
+
+    /// Asked at each request.
+    static bool failsNow();
+
+private:
+    static thread_local Failing* armed;
+    long left;
+    bool all;
+    long count = 0;
+};
 
 /// Runs a job again and again, with each of its requests failing in turn, until it has them all.
 template <class Job> void failEachAllocation(const Job& job) {
@@ -52,7 +58,6 @@ template <class Job> void failEachAllocation(const Job& job) {
             SCOPED_TRACE("request " + std::to_string(runs) + (onwards ? " and all that follow" : ""));
             Failing failing(runs, onwards);
             job(failing);
-            failing.disarm();
             failed = failing.failures() != 0;
         }
         EXPECT_GT(runs, 1) << "the job allocated nothing";
