@@ -22,45 +22,49 @@ inline constexpr auto attempt = [](const auto& call) {
 };
 
 /// Request number `first` of this thread fails, alone or with all that follow: a request for memory, and where the program is
-/// linked so, one for a stream or a view.
+/// linked so, one for a stream or a view; or a read of a page.
 class Failing {
 public:
-    Failing(long first, bool onwards) : left(first), all(onwards) {}
+    enum Kind { kMemory, kReads };
+
+    Failing(Kind what, long number, bool onwards) : first(number), all(onwards), kind(what) {}
     Failing(const Failing&) = delete;
     Failing& operator=(const Failing&) = delete;
 
     /// Attempts a call, whose requests count, as do those of the calls before.
     template <class Call> bool during(const Call& call) {
-        armed = this;
+        armed[kind] = this;
         const bool done = attempt(call);
-        armed = nullptr;
+        armed[kind] = nullptr;
         return done;
     }
 
-    long failures() const { return count; }
+    bool failed() const { return asked > first; }
 
-    /// Asked at each request.
-    static bool failsNow();
+    /// Asked at each request: null if it may succeed.
+    static const Failing* failing(Kind kind = kMemory);
+
+    const long first;
+    const bool all;
 
 private:
-    static thread_local Failing* armed;
-    long left;
-    bool all;
-    long count = 0;
+    static thread_local Failing* armed[2];
+    const Kind kind;
+    long asked = 0;
 };
 
 /// Runs a job again and again, with each of its requests failing in turn, until it has them all.
-template <class Job> void failEachAllocation(const Job& job) {
+template <class Job> void failEachRequest(const Job& job, Failing::Kind kind = Failing::kMemory) {
     for (const bool onwards : {false, true}) {
         long runs = 0;
         for (bool failed = true; failed && !testing::Test::HasFatalFailure(); ++runs) {
             ASSERT_LT(runs, 100000) << "the job never gets through";
             SCOPED_TRACE("request " + std::to_string(runs) + (onwards ? " and all that follow" : ""));
-            Failing failing(runs, onwards);
+            Failing failing(kind, runs, onwards);
             job(failing);
-            failed = failing.failures() != 0;
+            failed = failing.failed();
         }
-        EXPECT_GT(runs, 1) << "the job allocated nothing";
+        EXPECT_GT(runs, 1) << "the job requested nothing";
     }
 }
 

@@ -264,7 +264,7 @@ private:
         std::string value = text(0);
         if (kind == 'd') value = "&#" + value.assign(value.size(), '0') + "65;";
         if (kind == 'b') value += "&bad;";
-        const std::string tag = "<ET NM=\"" + value + "\" PT=\"&lt;" + (kind == 'p' ? text(1) : "") + "\"/>";
+        const std::string tag = "<ET NM=\"" + value + "\" PT=\"&lt;" + (kind == 'p' ? text(1) : "") + "\" TO=\"x\"/>";
         requests = before; // what the test itself needs doesn't count
         EXPECT_EQ(entry.parseAttrXMLString(tag.data(), lengthOf(tag)),
                   kind == 'b' ? VELLIX_ERR_NO_MEMORY : VELLIX_SUCCESS);
@@ -349,7 +349,7 @@ TEST(Memory, OfAnEntryIsUsedAgainOrGivenBack) {
     }
 }
 
-void* count(std::size_t bytes, void* result) {
+template <class Result> Result count(std::size_t bytes, Result result) {
     steps += bytes;
     return result;
 }
@@ -390,8 +390,7 @@ void* __wrap_memchr(const void* bytes, int byte, std::size_t size) {
     return count(size, found);
 }
 int __wrap_memcmp(const void* left, const void* right, std::size_t size) {
-    steps += size;
-    return __real_memcmp(left, right, size);
+    return count(size, __real_memcmp(left, right, size));
 }
 void* __wrap_memcpy(void* to, const void* from, std::size_t size) { return count(size, __real_memcpy(to, from, size)); }
 void* __wrap_memmove(void* to, const void* from, std::size_t size) {
@@ -399,7 +398,6 @@ void* __wrap_memmove(void* to, const void* from, std::size_t size) {
 }
 std::size_t __wrap_strlen(const char* text) {
     const std::size_t length = __real_strlen(text);
-    steps += length;
-    return length;
+    return count(length, length);
 }
 }

@@ -40,29 +40,8 @@ void limitTo(rlim_t most, int resource = RLIMIT_FSIZE) {
     setrlimit(resource, &limit);
 }
 
-// What becomes of the reads of pages: one fails or finds the file cut, or each is interrupted and then gives little.
-struct PageReads {
-    enum Fault { kNone, kFails, kCut, kSlow };
-    Fault fault = kNone;
-    long number = 0; // of the read that fails, or the first that finds the file cut
-    long count = 0;
-};
-PageReads pageReads;
-
-// Runs a job that tells whether it failed, with each of its reads at fault in turn, until none is.
-template <class Job> void faultEachRead(PageReads::Fault fault, const Job& job) {
-    pageReads = {fault, -1};
-    bool isReached = true;
-    while (isReached) {
-        SCOPED_TRACE(++pageReads.number);
-        pageReads.count = 0;
-        const bool failed = job();
-        isReached = pageReads.count > pageReads.number;
-        EXPECT_EQ(failed, isReached);
-    }
-    EXPECT_GT(pageReads.number, 5) << "the reads don't come through here";
-    pageReads = {};
-}
+// How many reads of pages there were since each second one is interrupted, and the others give little.
+std::optional<long> slowReads;
 
 // Takes the place of what a stream is opened on, unless negative.
 int streamReplacement = -1;
@@ -299,23 +278,25 @@ TEST_F(PosixFaults, PagesThatCannotBeRead) {
     }
     writeFile(path, bytes);
     OpenReader reader;
-    for (const auto fault : {PageReads::kFails, PageReads::kCut}) {
-        faultEachRead(fault, [&] {
-            EXPECT_EQ(reader.load(dir.wide("a.xml").c_str()), pageReads.number != 0);
-            const std::vector<std::string> read = readToEnd(reader);
-            EXPECT_EQ(reader.isComplete(), pageReads.number != 0);
-            EXPECT_EQ(read, std::vector<std::string>(wanted.begin(), wanted.begin() + static_cast<long>(read.size())));
+    const auto readAll = [&](Failing& failing) {
+        std::vector<std::string> read;
+        failing.during([&] {
+            EXPECT_EQ(reader.load(dir.wide("a.xml").c_str()), failing.first != 0);
+            read = readToEnd(reader);
             EXPECT_TRUE(readToEnd(reader).empty());
-            EXPECT_EQ(reader.getLastError(), read.size() == wanted.size() ? VELLIX_SUCCESS : VELLIX_ERR_NOT_MAPPED);
-            return read.size() != wanted.size();
         });
-    }
-    pageReads.fault = PageReads::kSlow;
+        EXPECT_EQ(reader.isComplete(), failing.first != 0);
+        EXPECT_EQ(reader.getLastError(), failing.failed() ? VELLIX_ERR_NOT_MAPPED : VELLIX_SUCCESS);
+        EXPECT_EQ(read.size() == wanted.size(), !failing.failed());
+        EXPECT_EQ(read, std::vector<std::string>(wanted.begin(), wanted.begin() + static_cast<long>(read.size())));
+    };
+    failEachRequest(readAll, Failing::kReads);
+    slowReads = 0;
     EXPECT_TRUE(reader.load(dir.wide("a.xml").c_str()));
     writeFile(path, bytes + bytes);
     EXPECT_TRUE(readToEnd(reader) == wanted);
-    EXPECT_GT(pageReads.count, 400);
-    pageReads = {};
+    EXPECT_GT(*slowReads, 400);
+    slowReads.reset();
 }
 
 // Some of the reads of a part look in front of it for where tags begin.
@@ -325,13 +306,21 @@ TEST_F(PosixFaults, PartsThatCannotBeRead) {
     writeFile(dir.file("a.xml"), text);
     const vellix::Walk whole(dir.file("a.xml"));
     std::size_t steps = 0;
-    faultEachRead(PageReads::kFails, [&] {
-        vellix::Walk part = whole.part(200000, 280000);
-        for (steps = 0; part.next() != nullptr; ++steps) continue;
-        const bool failed = part.error().status == vellix::WalkStatus::notRead;
-        EXPECT_EQ(part.error().system == std::errc::io_error, failed);
-        return failed;
-    });
+    const auto walk = [&](Failing& failing) {
+        vellix::WalkError error;
+        failing.during([&] {
+            vellix::Walk part = whole.part(200000, 280000);
+            for (steps = 0; part.next() != nullptr; ++steps) continue;
+            error = part.error();
+        });
+        EXPECT_TRUE(failing.failed() || failing.first > 5);
+        using vellix::WalkStatus;
+        EXPECT_EQ(error.status, !failing.failed() ? WalkStatus::good
+                                : failing.all     ? WalkStatus::shortened
+                                                  : WalkStatus::notRead);
+        EXPECT_EQ(error.system == std::errc::io_error, failing.failed() && !failing.all);
+    };
+    failEachRequest(walk, Failing::kReads);
     EXPECT_GT(steps, 5000U);
 }
 
@@ -340,7 +329,7 @@ TEST_F(PosixFaults, NoMemoryWhileQuerying) {
     const TemporaryDirectory use(dir.path());
     const std::string body = R"(><CatDoc ID="42"><CatFH><ET NM="xxxxx"/></CatFH></CatDoc></CatQuery>)";
     const std::string requester = "a name that needs memory of its own";
-    failEachAllocation([&](Failing& failing) {
+    failEachRequest([&](Failing& failing) {
         WritingJob job({5});
         std::string text;
         text.reserve(1000);
@@ -359,7 +348,7 @@ TEST_F(PosixFaults, NoMemoryWhileQuerying) {
             EXPECT_TRUE(text.empty() || (intact && query.isIntact()));
         });
         EXPECT_TRUE(filesIn(dir.path()).empty());
-        EXPECT_TRUE(!text.empty() || failing.failures() != 0);
+        EXPECT_TRUE(!text.empty() || failing.failed());
         EXPECT_TRUE(text.empty() ||
                     text == kHeader + "<CatQuery" + (named ? " Requester=\"" + requester + '"' : "") + body);
     });
@@ -391,27 +380,27 @@ std::FILE* __real_fdopen(int descriptor, const char* mode);
 void* __real_mmap64(void* start, std::size_t length, int protection, int flags, int descriptor, off_t offset);
 ssize_t __real_pread64(int descriptor, void* out, std::size_t length, off_t offset);
 
-void* __wrap_malloc(std::size_t size) { return Failing::failsNow() ? nullptr : __real_malloc(size); }
+void* __wrap_malloc(std::size_t size) { return Failing::failing() != nullptr ? nullptr : __real_malloc(size); }
 
-char* __wrap_strdup(const char* text) { return Failing::failsNow() ? nullptr : __real_strdup(text); }
+char* __wrap_strdup(const char* text) { return Failing::failing() != nullptr ? nullptr : __real_strdup(text); }
 
 std::FILE* __wrap_fdopen(int descriptor, const char* mode) {
-    std::FILE* const stream = Failing::failsNow() ? nullptr : __real_fdopen(descriptor, mode);
+    std::FILE* const stream = Failing::failing() != nullptr ? nullptr : __real_fdopen(descriptor, mode);
     if (streamReplacement >= 0) dup3(streamReplacement, descriptor, O_CLOEXEC);
     return stream;
 }
 
 void* __wrap_mmap64(void* start, std::size_t length, int protection, int flags, int descriptor, off_t offset) {
-    return Failing::failsNow() ? MAP_FAILED : __real_mmap64(start, length, protection, flags, descriptor, offset);
+    return Failing::failing() != nullptr ? MAP_FAILED
+                                         : __real_mmap64(start, length, protection, flags, descriptor, offset);
 }
 
 ssize_t __wrap_pread64(int descriptor, void* out, std::size_t length, off_t offset) {
-    const long number = pageReads.count++;
-    const bool isSlow = pageReads.fault == PageReads::kSlow;
-    const bool fails = pageReads.fault == PageReads::kFails && number == pageReads.number;
-    errno = fails ? EIO : EINTR;
-    if (fails || (isSlow && number % 2 == 0)) return -1;
-    if (pageReads.fault == PageReads::kCut && number >= pageReads.number) return 0;
-    return __real_pread64(descriptor, out, isSlow ? std::min<std::size_t>(length, 1000) : length, offset);
+    const bool isInterrupted = slowReads && ++*slowReads % 2 != 0;
+    errno = isInterrupted ? EINTR : EIO;
+    if (isInterrupted) return -1;
+    const Failing* const failing = Failing::failing(Failing::kReads);
+    if (failing != nullptr) return failing->all ? 0 : -1; // where all fail the file was cut
+    return __real_pread64(descriptor, out, slowReads ? std::min<std::size_t>(length, 1000) : length, offset);
 }
 }

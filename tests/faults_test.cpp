@@ -23,19 +23,18 @@
 
 using namespace filetest;
 
-thread_local Failing* Failing::armed = nullptr;
+thread_local Failing* Failing::armed[2];
 
-bool Failing::failsNow() {
-    if (armed == nullptr) return false;
-    const long number = armed->left--;
-    const bool fails = number == 0 || (number < 0 && armed->all);
-    if (fails) ++armed->count;
-    return fails;
+const Failing* Failing::failing(Kind kind) {
+    Failing* const now = armed[kind];
+    if (now == nullptr) return nullptr;
+    const long number = now->asked++;
+    return number == now->first || (number > now->first && now->all) ? now : nullptr;
 }
 
 // By way of `realloc`, as the requests to `malloc` are counted too.
 static void* allocate(std::size_t size) {
-    return Failing::failsNow() ? nullptr : std::realloc(nullptr, size == 0 ? 1 : size);
+    return Failing::failing() != nullptr ? nullptr : std::realloc(nullptr, size == 0 ? 1 : size);
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
@@ -63,7 +62,7 @@ TEST_F(Faults, NoMemoryWhileWriting) {
     root.addAttribute(1, "1700000000");
     for (const std::size_t documentName : {std::size_t{0}, std::size_t{200000}}) {
         std::set<std::string> wholeFiles;
-        failEachAllocation([&](Failing& failing) {
+        failEachRequest([&](Failing& failing) {
             std::filesystem::remove(path);
             WritingJob job({5, 300000, 9}, documentName);
             bool intact = false;
@@ -84,7 +83,7 @@ TEST_F(Faults, NoMemoryWhileWriting) {
                 wholeFiles.insert(marked(file));
                 EXPECT_EQ(job.written, "111");
             }
-            EXPECT_TRUE(isMarked || (told && failing.failures() != 0));
+            EXPECT_TRUE(isMarked || (told && failing.failed()));
         });
         EXPECT_EQ(wholeFiles.size(), 1U);
     }
@@ -108,11 +107,11 @@ TEST_F(Faults, NoMemoryWhileReading) {
                !files.getNextEntry(entry) && reader.getNextDoc(cached) && cached.getNumberOfEntries() == 1 &&
                cached.getNumberOfChildDocs() == 1;
     };
-    failEachAllocation([&](Failing& failing) {
+    failEachRequest([&](Failing& failing) {
         std::optional<VellixReader> reader;
         bool walked = false;
         failing.during([&] { walked = walk(reader.emplace()); });
-        EXPECT_TRUE(walked || failing.failures() != 0);
+        EXPECT_TRUE(walked || failing.failed());
         EXPECT_TRUE(!reader || walk(*reader));
     });
 }
@@ -129,7 +128,7 @@ TEST_F(Faults, NoMemoryWhileWalking) {
     const walktest::Model model(text);
     for (const std::size_t skippedFrom : {1U, 2U, 1000U}) { // the first image, the first unknown element, nothing
         SCOPED_TRACE("skip from step " + std::to_string(skippedFrom));
-        failEachAllocation([&](Failing& failing) {
+        failEachRequest([&](Failing& failing) {
             const auto untilDone = [&](const auto& call, bool again = true) {
                 if (!failing.during(call) && again) call();
             };
@@ -157,12 +156,12 @@ TEST_F(Faults, NoMemoryWhileWalking) {
 
 // Whether `malloc` asks too, which it doesn't on every system.
 bool mallocFails() {
-    Failing failing(0, true);
+    Failing failing(Failing::kMemory, 0, true);
     failing.during([] {
         void* const volatile memory = std::malloc(1);
         std::free(memory);
     });
-    return failing.failures() != 0;
+    return failing.failed();
 }
 
 // What a call can't do for lack of memory it doesn't begin, whether the entry is a copy or was used before. A load tells that it
@@ -242,13 +241,13 @@ TEST_F(Faults, NoMemoryLeavesADocumentAsItWas) {
         for (const bool isOpen : {false, true}) {
             if (isOpen && &call - calls.data() < 3) continue;
             SCOPED_TRACE(std::to_string(&call - calls.data()) + (isOpen ? ", used before" : ", a copy"));
-            failEachAllocation([&](Failing& failing) {
+            failEachRequest([&](Failing& failing) {
                 VellixDoc entry(VELLIX_DOC_FH);
                 entry.VellixEntry::loadFromBuffer(VELLIX_DOC_FH, kSmall, 30, true);
                 if (!isOpen) entry.VellixEntry::operator=(VellixEntry(static_cast<const VellixEntry&>(entry)));
                 const char* const name = entry.getAttribute(6);
                 const bool done = failing.during([&] { call(entry); });
-                EXPECT_EQ(done, failing.failures() == 0);
+                EXPECT_EQ(done, !failing.failed());
                 if (done) return;
                 EXPECT_EQ(entry.getAttribute(6), name);
                 EXPECT_EQ(entry.VellixEntry::toString(), R"(<CatFH NM="name" PT="a &amp; b"/>)");
@@ -263,7 +262,7 @@ TEST_F(Faults, NoMemoryLeavesADocumentAsItWas) {
 TEST_F(Faults, NoMemoryWhileCommanding) {
     const std::string path = dir.file("a.xml");
     const std::wstring wide = dir.wide("a.xml");
-    failEachAllocation([&](Failing& failing) {
+    failEachRequest([&](Failing& failing) {
         std::filesystem::remove(path);
         CatImageCmdXmlFileHelper helper;
         VellixEntry command = fileEntry("a.txt", 12);
@@ -277,7 +276,7 @@ TEST_F(Faults, NoMemoryWhileCommanding) {
             attempt([&] { helper.close(); });
             loaded = helper.load(wide.c_str()) && helper.getNextImageCmd(found);
         });
-        EXPECT_TRUE(loaded || failing.failures() != 0);
+        EXPECT_TRUE(loaded || failing.failed());
         EXPECT_EQ(entriesIn(std::filesystem::exists(path) ? bytesOf(path) : "").size(), added ? 1U : 0U);
         helper.close();
         EXPECT_TRUE(helper.create(wide.c_str()) && helper.addImageCmd(command));
