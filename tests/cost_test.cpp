@@ -79,7 +79,8 @@ protected:
     TempDir dir;
 };
 
-TEST_F(Cost, Tokens) {
+// All tokens of a text, and one tag; and many, where each call gets the whole rest of the text.
+TEST_F(Cost, TokensAndTags) {
     expectLinear([](const std::string& text) {
         XmlStr cursor;
         cursor.buffer = text.data();
@@ -90,10 +91,6 @@ TEST_F(Cost, Tokens) {
         }
         EXPECT_EQ(requests, before);
     });
-}
-
-// And of many, where each call gets the whole rest of the text.
-TEST_F(Cost, OneTag) {
     expectLinear([](const std::string& text) {
         VellixEntry entry(VELLIX_DOC_FH);
         entry.parseAttrXMLString(text.data(), lengthOf(text));

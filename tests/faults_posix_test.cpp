@@ -222,42 +222,39 @@ TEST_F(PosixFaults, FileReplacedOrGone) {
 // How many temporary files there are behind the last call, and when the writer has gone; and whether there is a lasting one
 // then. c is create of a temporary file, n of one with a name, f fills the file, x is close, r is reset, s is serialize.
 TEST_F(PosixFaults, TemporaryFiles) {
-    const struct {
-        const char* calls;
-        std::size_t during;
-        std::size_t after;
-        bool lasting;
-    } cases[] = {{"cf", 1, 0, false},    {"cfn", 1, 0, false},   {"cfxrf", 2, 1, false},
-                 {"cfsrf", 2, 1, false}, {"cfxcf", 2, 1, false}, {"cfxnf", 0, 0, true},
-                 {"cfsnf", 0, 0, true},  {"nfc", 0, 0, true},    {"nfxcf", 1, 0, true}};
-    const TemporaryDirectory use(dir.file("temporary"));
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.calls);
-        std::filesystem::remove_all(dir.file("temporary"));
-        std::filesystem::create_directory(dir.file("temporary"));
-        std::filesystem::remove(dir.file("a.xml"));
+    const std::string place = dir.file("temporary");
+    const std::string named = dir.file("a.xml");
+    const TemporaryDirectory use(place);
+    for (const auto& [calls, expected] :
+         rowsOf("cf => 1 0 | cfn => 1 0 | cfxrf => 2 1 | cfsrf => 2 1 | cfxcf => 2 1 | cfxnf => 0 0 lasting | "
+                "cfsnf => 0 0 lasting | nfc => 0 0 lasting | nfxcf => 1 0 lasting")) {
+        SCOPED_TRACE(calls);
+        std::filesystem::remove_all(place);
+        std::filesystem::create_directory(place);
+        std::filesystem::remove(named);
         std::optional<VellixWriter> writer(std::in_place);
-        for (const char* call = c.calls; *call != '\0'; ++call) {
-            const bool isOpen = call != c.calls && call[-1] == 'f'; // and create is refused, and changes nothing
-            EXPECT_TRUE(*call != 'c' || writer->create() != isOpen);
-            EXPECT_TRUE(*call != 'n' || writer->create(dir.wide("a.xml").c_str()) != isOpen);
-            if (*call == 'f') addSample(*writer);
-            if (*call == 'x') writer->close();
-            if (*call == 'r') writer->reset();
-            EXPECT_TRUE(*call != 's' || std::string(writer->serialize(), 173) == kSample);
+        bool isOpen = false; // and create is refused, and changes nothing
+        for (const char call : calls) {
+            EXPECT_TRUE(call != 'c' || writer->create() != isOpen);
+            EXPECT_TRUE(call != 'n' || writer->create(dir.wide("a.xml").c_str()) != isOpen);
+            isOpen = call == 'f';
+            if (call == 'f') addSample(*writer);
+            if (call == 'x') writer->close();
+            if (call == 'r') writer->reset();
+            EXPECT_TRUE(call != 's' || std::string(writer->serialize(), 173) == kSample);
         }
-        EXPECT_EQ(filesIn(dir.file("temporary")).size(), c.during);
-        for (const auto& [file, bytes] : filesIn(dir.file("temporary"))) {
+        std::string found = std::to_string(filesIn(place).size());
+        for (const auto& [file, bytes] : filesIn(place)) {
             EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
             EXPECT_EQ(bytes.substr(0, 160), kSample.substr(0, 160));
         }
         writer.reset();
-        EXPECT_EQ(filesIn(dir.file("temporary")).size(), c.after);
-        EXPECT_EQ(std::filesystem::exists(dir.file("a.xml")) && bytesOf(dir.file("a.xml")) == kSample, c.lasting);
+        found += " " + std::to_string(filesIn(place).size());
+        EXPECT_EQ(found + (std::filesystem::exists(named) && bytesOf(named) == kSample ? " lasting" : ""), expected);
     }
     CatQueryCriteriaHelper query;
     ASSERT_TRUE(query.create(nullptr) && query.create(nullptr));
-    EXPECT_EQ(filesIn(dir.file("temporary")).size(), 1U) << "that of the first one is gone";
+    EXPECT_EQ(filesIn(place).size(), 1U) << "that of the first one is gone";
     const TemporaryDirectory gone(dir.file("gone"));
     VellixWriter writer;
     EXPECT_FALSE(writer.create() || query.create(nullptr));
