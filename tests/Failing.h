@@ -7,7 +7,7 @@
 #include <new>
 #include <string>
 
-// Running out of memory on demand. The program's operator new and what it is linked with ask here.
+// Running out of memory on demand, and reads that fail. The program's operator new and what it is linked with ask here.
 
 /// Makes a call; false if memory ran out in it, in one of the ways that the headers name.
 inline constexpr auto attempt = [](const auto& call) {
@@ -22,14 +22,13 @@ inline constexpr auto attempt = [](const auto& call) {
 };
 
 /// Request number `first` of this thread fails, alone or with all that follow: a request for memory, and where the program is
-/// linked so, one for a stream or a view; or a read of a page.
+/// linked so, one for a stream, a view, a write or that a file be stored; or a read of a page.
 class Failing {
 public:
     enum Kind { kMemory, kReads };
 
     Failing(Kind what, long number, bool onwards) : first(number), all(onwards), kind(what) {}
-    Failing(const Failing&) = delete;
-    Failing& operator=(const Failing&) = delete;
+    ~Failing() { armed[kind] = nullptr; } // also where a call threw something else
 
     /// Attempts a call, whose requests count, as do those of the calls before.
     template <class Call> bool during(const Call& call) {
@@ -39,6 +38,7 @@ public:
         return done;
     }
 
+    /// Whether a request has failed.
     bool failed() const { return asked > first; }
 
     /// Asked at each request: null if it may succeed.
