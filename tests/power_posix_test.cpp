@@ -156,7 +156,7 @@ int __real_msync(void* view, std::size_t length, int flags);
 
 ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t length) {
     errno = ENOSPC;
-    if (Failing::failsNow()) return -1;
+    if (Failing::failing() != nullptr) return -1;
     const ssize_t written = __real_write(descriptor, bytes, length);
     if (Disk::watching() != nullptr) Disk::watching()->look();
     return written;
@@ -165,7 +165,7 @@ ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t length) {
 int __wrap_fdatasync(int descriptor) {
     Disk* const disk = Disk::watching();
     errno = EIO;
-    if (Failing::failsNow() || (disk != nullptr && !disk->mayStore())) return -1;
+    if (Failing::failing() != nullptr || (disk != nullptr && !disk->mayStore())) return -1;
     const int result = __real_fdatasync(descriptor);
     if (disk != nullptr && result == 0 && disk->isOn(descriptor)) disk->store(~std::size_t{0});
     return result;
@@ -174,7 +174,7 @@ int __wrap_fdatasync(int descriptor) {
 int __wrap_msync(void* view, std::size_t length, int flags) {
     Disk* const disk = Disk::watching();
     errno = EIO;
-    if (Failing::failsNow() || (disk != nullptr && !disk->mayStore())) return -1;
+    if (Failing::failing() != nullptr || (disk != nullptr && !disk->mayStore())) return -1;
     const int result = __real_msync(view, length, flags);
     if (disk != nullptr && result == 0 && (flags & MS_SYNC) != 0) disk->store(length);
     return result;
