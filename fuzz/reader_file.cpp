@@ -155,8 +155,17 @@ void checkPages(VELLIX_DOC_TYPE root, bool rootIsThere, const std::wstring& path
     require(!isOnePage || walkBy(script, memory) == given, "a page and memory are walked alike");
     load();
     if (!rootIsThere && !isOnePage) return;
-    require(readToEnd(pages, true) == readToEnd(memory, true), "pages and memory give the same entries");
+    const XmlStr start = *memory.getXmlStr();
+    const std::vector<std::string> entries = readToEnd(memory, true);
+    require(readToEnd(pages, true) == entries, "pages and memory give the same entries");
     require(pages.getLastError() == VELLIX_SUCCESS, "nothing is left out");
+    require(bytes.size() == 0 || pages.pageLength() == (bytes.size() - 1) % kPageSize + 1, "the last page is the last");
+    for (const unsigned long length :
+         {start.length / 2, start.length}) { // what is known of one must not count for the other
+        *memory.getXmlStr() = start;
+        memory.getXmlStr()->length = std::max(start.position, length);
+        require(readToEnd(memory, true) == entries || length != start.length, "a cursor can be set to another text");
+    }
 }
 
 } // namespace

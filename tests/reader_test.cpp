@@ -137,24 +137,6 @@ TEST_F(ReaderTest, AsksForDocumentsByType) {
     }
 }
 
-// What is known of a text in which tags are hidden from searches must not be asked about another one.
-TEST_F(ReaderTest, CursorThatIsSetToALongerText) {
-    std::string text;
-    while (text.size() < 8 * kPageSize) text += "\xE0<\" NM=1>";
-    OpenReader reader;
-    std::size_t tags = 0;
-    for (const std::size_t size : {2 * kPageSize, text.size()}) {
-        const ExactBytes bytes(text.substr(0, size));
-        EXPECT_TRUE(tags != 0 || reader.load(bytes.data(), bytes.size()));
-        reader.getXmlStr()->buffer = bytes.data();
-        reader.getXmlStr()->length = bytes.size();
-        reader.getXmlStr()->position = 0;
-        const std::size_t before = tags;
-        tags = readToEnd(reader).size();
-        EXPECT_GT(tags, 1000 + 3 * before);
-    }
-}
-
 TEST_F(ReaderTest, WithoutAnythingLoaded) {
     OpenReader reader;
     VellixDoc doc(VELLIX_DOC_DOC);
@@ -185,8 +167,10 @@ TEST_F(ReaderTest, WithoutAnythingLoaded) {
     }
 }
 
+// Behind a walk that ends on any page of a file. Documents are looked for on the page that it has come to alone.
 TEST_F(ReaderTest, LoadsAgain) {
-    const std::string first = pageWithRoom(0) + tagOf(kPageSize, '2') + tagOf(30, '3');
+    const std::string first =
+        pageWithRoom(0) + tagOf(kPageSize, '2') + tagOf(30, '3') + "</CatFH><CatFHStringSection OP=\"9\">";
     const std::string second = R"(<CatResults ID="second"><ET NM="b"/>)";
     const std::string inPage =
         "<ET NM='q/>\xE0<ET PT=\"c\"/>"; // only the page behind it tells that the first tag isn't cut
@@ -197,30 +181,21 @@ TEST_F(ReaderTest, LoadsAgain) {
         EXPECT_TRUE(load(reader, first) && reader.getFirstDoc(files));
         for (int i = 0; i < pulls; ++i) EXPECT_EQ(files.getNextEntry(entry), i < 3);
     };
-    for (int pulls = 0; pulls < 5; ++pulls) { // on each page of the first file and at its end
+    for (int pulls = 0; pulls < 5; ++pulls) {
+        VellixDoc section(VELLIX_DOC_FH_STRING_SECTION);
         walk(pulls);
+        EXPECT_EQ(reader.getNextDoc(section), pulls > 2);
+        EXPECT_EQ(slotsOf(section), pulls > 2 ? "0=9" : "");
         EXPECT_TRUE(load(reader, second));
         EXPECT_EQ(reader.getSessionID(), "second");
         EXPECT_EQ(readToEnd(reader), std::vector<std::string>{"6=b"});
     }
-    // A text takes only the place of the page that the walk has come to.
+    // A text takes only the place of that page.
     walk(2);
     ASSERT_TRUE(reader.load(inPage.data(), static_cast<unsigned long>(inPage.size())));
     EXPECT_EQ(reader.getSessionID(), "s");
     EXPECT_EQ(reader.position(), 0U);
-    EXPECT_EQ(readToEnd(reader), (std::vector<std::string>{"6='q", "7=c", "6=" + std::string(19, '3')}));
-}
-
-TEST_F(ReaderTest, FileSizesAtThePageSize) {
-    const std::string full = pageWithRoom(0);
-    for (const std::string& file : {pageWithRoom(1), full, full + " ", full + tagOf(kPageSize)}) {
-        SCOPED_TRACE(file.size());
-        OpenReader reader;
-        ASSERT_TRUE(load(reader, file));
-        EXPECT_EQ(readToEnd(reader).size(), file.size() > kPageSize + 1 ? 3U : 2U); // with the document's attributes
-        EXPECT_EQ(reader.pageLength(), (file.size() - 1) % kPageSize + 1);
-        EXPECT_EQ(reader.position(), reader.pageLength());
-    }
+    EXPECT_EQ(readToEnd(reader), (std::vector<std::string>{"6='q", "7=c", "6=" + std::string(19, '3'), "0=9"}));
 }
 
 // A record reads back the same wherever the page boundary falls in it or next to it.
@@ -287,21 +262,6 @@ TEST_F(ReaderTest, FrontCutAtEveryByte) {
         ASSERT_TRUE(reader.load(cut.data(), cut.size()));
         EXPECT_EQ(reader.isComplete(), length >= 56) << length;       // with the quote behind IC
         EXPECT_EQ(reader.getFirstDoc(image), length >= 71) << length; // with the name of the tag
-    }
-}
-
-// Documents are looked for on the current page alone.
-TEST_F(ReaderTest, DocumentOnALaterPage) {
-    const std::string file = pageWithRoom(0) + R"(<ET NM="b"/></CatFH><CatFHStringSection OP="9">)";
-    for (const bool pulls : {false, true}) {
-        VellixReader reader;
-        VellixDoc files(VELLIX_DOC_FH);
-        VellixDoc section(VELLIX_DOC_FH_STRING_SECTION);
-        VellixEntry entry;
-        ASSERT_TRUE(load(reader, file) && reader.getNextDoc(files));
-        for (const bool found : {true, true, false}) EXPECT_EQ(pulls && files.getNextEntry(entry), pulls && found);
-        EXPECT_EQ(reader.getNextDoc(section), pulls);
-        EXPECT_EQ(slotsOf(section), pulls ? "0=9" : "");
     }
 }
 
