@@ -2,13 +2,13 @@
 #include "vellix/VellixWriter.h"
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "FileSupport.h"
 #include "TempDir.h"
-#include "WritingJob.h"
 
 using namespace filetest;
 
@@ -21,33 +21,6 @@ protected:
 
     TempDir dir;
 };
-
-// The mark comes only at the end.
-TEST_F(WriterTest, EveryRecordIsInTheFileWhenItsCallReturns) {
-    const std::string whole = kHeader +
-                              R"(<CatResults IC="0" ID="17"><CatDoc ID="42"><CatFH><ET NM="xxxxx"/><ET NM="x"/>)" +
-                              "</CatFH></CatDoc></CatResults>";
-    std::string lengths;
-    VellixWriter writer;
-    WritingJob job({5, 1});
-    writer.getRootDoc().addAttribute(1, "17");
-    writer.markComplete();
-    EXPECT_TRUE(create(writer) && writer.size() == 1 && bytes().empty());
-    job.run(writer, [&](const auto& step) {
-        step();
-        lengths += std::to_string(bytes().size()) + ' ';
-        EXPECT_EQ(writer.size(), static_cast<__int64>(bytes().size() + 1));
-        EXPECT_EQ(bytes(), whole.substr(0, bytes().size()));
-    });
-    EXPECT_EQ(lengths, "65 81 104 116 124 133 ");
-    for (int time = 0; time < 2; ++time) { // the second one writes nothing more
-        writer.close();
-        EXPECT_EQ(bytes(), marked(whole));
-        EXPECT_EQ(writer.size(), 147);
-    }
-    EXPECT_EQ(std::string(writer.serialize(), 146), marked(whole));
-    EXPECT_EQ(writer.getLastError(), VELLIX_SUCCESS);
-}
 
 // The mark is stored where the file begins with the tag of its root, and nowhere else. The root is a copy of a document, and
 // may become another one.
@@ -90,39 +63,30 @@ TEST_F(WriterTest, MarkOnlyWhereTheRootHasAPlaceForIt) {
 
 // No reader takes a tag of more than 16 MiB, so none is acknowledged: not from a caller, nor from a document that was held.
 TEST_F(WriterTest, EntriesTooLongToBeRead) {
-    const struct {
-        const char* name;
-        std::size_t around; // the text of the attribute
-        bool endsTheFile;
-        void (*add)(VellixWriter& writer, VellixEntry& entry);
-    } ways[] = {
-        {"alone", 11, false, [](VellixWriter& writer, VellixEntry& entry) { writer.write(entry); }}, // <ET NM=""/>
-        {"in a child of a child", 11, false,
-         [](VellixWriter& writer, VellixEntry& entry) {
-             VellixDoc docs[] = {VELLIX_DOC_FH, VELLIX_DOC_FH, VELLIX_DOC_FH};
-             docs[0].addEntry(entry);
-             docs[1].addChildDoc(docs[0]);
-             docs[2].addChildDoc(docs[1]);
-             writer.addDoc(docs[2]);
-         }},
-        {"tag of a document", 14, true, // <CatFH NM=""/>
-         [](VellixWriter& writer, VellixEntry& entry) {
-             VellixDoc files(VELLIX_DOC_FH);
-             files = entry;
-             writer.addDoc(files);
-         }},
-    };
-    for (const auto& way : ways) {
+    enum Way { kAlone, kInAChildOfAChild, kAsATag };
+    for (const Way way : {kAlone, kInAChildOfAChild, kAsATag}) {
         for (const bool tooLong : {false, true}) {
-            SCOPED_TRACE(way.name);
-            const std::string name((16U << 20) - way.around + (tooLong ? 1 : 0), 'x');
+            SCOPED_TRACE(way);
+            const std::size_t limit =
+                (16U << 20) - std::strlen(way == kAsATag ? R"(<CatFH NM=""/>)" : R"(<ET NM=""/>)");
+            const std::string name(tooLong ? limit + 1 : limit, 'x');
             VellixWriter writer;
             VellixEntry entry = fileEntry(name);
+            VellixDoc docs[] = {VELLIX_DOC_FH, VELLIX_DOC_FH, VELLIX_DOC_FH}; // the first in the second in the third
             ASSERT_TRUE(create(writer));
-            way.add(writer, entry);
+            if (way == kAlone) writer.write(entry);
+            if (way == kAsATag) docs[2] = entry;
+            if (way == kInAChildOfAChild) {
+                docs[0].addEntry(entry);
+                docs[1].addChildDoc(docs[0]);
+                docs[2].addChildDoc(docs[1]);
+            }
+            if (way != kAlone) writer.addDoc(docs[2]);
+            docs[2].writeOpenTag();
             EXPECT_EQ(writer.getLastError(), tooLong ? VELLIX_ERR_OUT_OF_RANGE : VELLIX_SUCCESS);
             EXPECT_NE(writer.isIntact(), tooLong);
-            EXPECT_NE(writer.write(fileEntry("next")), tooLong && way.endsTheFile);
+            EXPECT_NE(writer.write(fileEntry("next")), tooLong && way == kAsATag) << "a tag ends the file";
+            docs[2].close();
             writer.markComplete();
             writer.close();
             EXPECT_EQ(writer.getLastError() == VELLIX_ERR_BAD_HANDLE, tooLong) << "it is never marked";
@@ -152,6 +116,9 @@ TEST_F(WriterTest, TwoWritersOnOneFile) {
         if (!late) first.reset(); // and now it is the first one's again
         EXPECT_EQ(first.isIntact(), !late);
         EXPECT_EQ(second.isIntact(), late);
+        second.markComplete();
+        const char* const text = second.serialize();
+        EXPECT_EQ(text != nullptr ? std::string(text, 173) : "", late ? marked(kSample) : "");
     }
 }
 
