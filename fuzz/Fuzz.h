@@ -70,13 +70,6 @@ private:
     std::size_t left;
 };
 
-inline XmlStr cursorOver(const Guarded& bytes) {
-    XmlStr cursor;
-    cursor.buffer = bytes.data();
-    cursor.length = bytes.size();
-    return cursor;
-}
-
 /// The text of an entry, once all ways to it have given the same.
 inline std::string textOf(const VellixEntry& entry) {
     const bool hasText = entry.getType() >= VELLIX_DOC_RESULTS && entry.getType() <= VELLIX_DOC_ENTRY_CONSTR_AND;

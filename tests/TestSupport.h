@@ -40,7 +40,7 @@ private:
 };
 
 /// A cursor at the start of a text.
-inline XmlStr cursorOver(const ExactBytes& bytes) {
+template <class Bytes> XmlStr cursorOver(const Bytes& bytes) {
     XmlStr cursor;
     cursor.buffer = bytes.data();
     cursor.length = bytes.size();

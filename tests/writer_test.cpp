@@ -130,6 +130,8 @@ TEST_F(WriterTest, RemapInADerivedClass) {
     EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN);
     ASSERT_TRUE(create(writer));
     addSample(writer);
+    writer.setError(VELLIX_SUCCESS);
+    EXPECT_FALSE(writer.create()) << "a file is under way";
     writer.close();
     EXPECT_TRUE(writer.remap(10));
     EXPECT_FALSE(writer.remap(10) || writer.remap(9));
