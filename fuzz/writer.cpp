@@ -124,7 +124,7 @@ public:
             file.code = kUntouched;
             writer.setError(kUntouched);
             const unsigned int kind = input.below(16);
-            (this->*(kind < 13 ? kSteps[kind] : kEnds[kind - 13][input.below(4)]))();
+            (this->*(kind > 12 && input.below(4) != 0 ? &Run::flush : kSteps[kind]))();
             check();
         }
         while (!docs.empty()) closeDoc();
@@ -135,8 +135,7 @@ public:
 
 private:
     using Step = void (Run::*)();
-    static const Step kSteps[13];
-    static const Step kEnds[3][4];
+    static const Step kSteps[16]; // the last three are rare
 
     struct Pair {
         ModelDoc model;
@@ -194,7 +193,8 @@ private:
     }
 
     void reset() {
-        if (file.isOpen()) expectClosed();
+        require(writer.sync() == file.isOpen(), "a file under way can be stored");
+        file.isOpen() ? expectClosed() : file.refuse();
         require(writer.reset(), "a writer can start over");
         file.startOver();
         hasPath ? file.open() : file.refuse();
@@ -295,11 +295,6 @@ private:
         if (file.isOpen()) require(bytesOf(directory.file("a.xml")) == file.bytes, "each record is written");
     }
 
-    void sync() {
-        require(writer.sync() == file.isOpen(), "a file under way can be stored");
-        if (!file.isOpen()) file.refuse();
-    }
-
     void close() {
         writer.close();
         expectClosed();
@@ -358,10 +353,7 @@ private:
 const Run::Step Run::kSteps[] = {&Run::create,       &Run::create,   &Run::addDoc<false>, &Run::addDoc<false>,
                                  &Run::addDoc<true>, &Run::addEntry, &Run::addEntry,      &Run::addEntry,
                                  &Run::addEntry,     &Run::closeDoc, &Run::write,         &Run::writeEntry,
-                                 &Run::mark};
-const Run::Step Run::kEnds[][4] = {{&Run::reset, &Run::sync, &Run::flush, &Run::flush},
-                                   {&Run::close, &Run::flush, &Run::flush, &Run::flush},
-                                   {&Run::serialize, &Run::flush, &Run::flush, &Run::flush}};
+                                 &Run::mark,         &Run::reset,    &Run::close,         &Run::serialize};
 
 } // namespace
 
