@@ -180,10 +180,10 @@ TEST_F(ReaderTest, RecordCutBehindTagsThatOnlySeemCut) {
     for (int i = 0; i < 100; ++i) odd += "\xE0<' NM=1>";
     const std::string good = R"(<ET NM="whole" PT="too"/>)";
     for (std::size_t room = 1; room < good.size(); ++room) {
-        std::string front = pageWithRoom(odd.size() + 1 + room) + odd + '\xE0';
-        std::vector<std::string> wanted(100, "6=1");
-        wanted.emplace_back("6=whole; 7=too");
-        wanted.emplace_back("6=last");
+        const std::string front = pageWithRoom(odd.size() + 1 + room) + odd + '\xE0';
+        std::vector<std::string> wanted(102, "6=1");
+        wanted[100] = "6=whole; 7=too";
+        wanted[101] = "6=last";
         EXPECT_EQ(behindFirstEntry(front + good + std::string(20 * kPageSize, 'x') + R"(<ET NM="last"/>)"), wanted)
             << room;
     }
