@@ -61,7 +61,7 @@ TEST_F(ReaderTest, AsksForDocumentsByType) {
         {VELLIX_DOC_FH, R"(<CatDoc ID="1"/></x><Odd IC="3"><catfh OP="2">z)", R"(<CatFH OP="2"/>)", "z"},
         {VELLIX_DOC_IMAGE, R"(<CatDoc ID="1">)", "", ""},
         {VELLIX_DOC_FH, R"(<CatFH OP="1")", R"(<CatFH OP="1"/>)", ""}, // cut off
-        {VELLIX_DOC_IMAGE, R"(<CatImage PT="1"><CatImage PT="2"/><CatFrag MV="3"/><CatFSE ST="4"/></CatImage>z)",
+        {VELLIX_DOC_IMAGE, R"(<CatImage PT="1">x<CatImage PT="2"/>x<CatFrag MV="3"/>x<CatFSE ST="4"/></CatImage>z)",
          R"(<CatImage PT="1"><CatFrag MV="3"/><CatFSE ST="4"/><CatImage PT="2"/></CatImage>)", "</CatImage>z"},
         {VELLIX_DOC_IMAGE, R"(<CatImage PT="1"/><CatImage PT="2"/><CatFrag MV="3"/>)", R"(<CatImage PT="1"/>)",
          R"(<CatImage PT="2"/><CatFrag MV="3"/>)",
