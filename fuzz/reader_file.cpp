@@ -70,13 +70,12 @@ std::string walkBy(Input script, OpenReader& reader) {
             found = docs.back()->getNextEntry(entry);
             given += ::textOf(entry) + (entry.isEntryClosed() ? "/" : "");
         } else {
+            VellixDoc& last = *docs.back();
             if (step == 2) docs.emplace_back(reader.readDoc(script.type()));
-            if (step < 2) {
-                auto doc = std::make_unique<VellixDoc>(script.type());
-                found = step == 0 ? reader.getNextDoc(*doc) : docs.back()->getNextChildDoc(*doc);
-                docs.push_back(std::move(doc));
-            }
-            if (step == 3) found = reader.getFirstDoc(*docs.back()); // keeps what it holds
+            if (step < 2) docs.push_back(std::make_unique<VellixDoc>(script.type()));
+            if (step == 0) found = reader.getNextDoc(*docs.back());
+            if (step == 1) found = last.getNextChildDoc(*docs.back());
+            if (step == 3) found = reader.getFirstDoc(last); // keeps what it holds
             given += contentOf(*docs.back());
         }
         given += std::to_string(positionOf(reader)) + (found ? "+" : "-");
@@ -155,8 +154,17 @@ void checkPages(VELLIX_DOC_TYPE root, bool rootIsThere, const std::wstring& path
     require(!isOnePage || walkBy(script, memory) == given, "a page and memory are walked alike");
     load();
     if (!rootIsThere && !isOnePage) return;
-    require(readToEnd(pages, true) == readToEnd(memory, true), "pages and memory give the same entries");
+    const XmlStr start = *memory.getXmlStr();
+    const std::vector<std::string> entries = readToEnd(memory, true);
+    require(readToEnd(pages, true) == entries, "pages and memory give the same entries");
     require(pages.getLastError() == VELLIX_SUCCESS, "nothing is left out");
+    require(bytes.size() == 0 || pages.pageLength() == (bytes.size() - 1) % kPageSize + 1, "the last page is the last");
+    for (const unsigned long length :
+         {start.length / 2, start.length}) { // what is known of one is no use for the other
+        *memory.getXmlStr() = start;
+        memory.getXmlStr()->length = std::max(start.position, length);
+        require(readToEnd(memory, true) == entries || length != start.length, "a cursor can be set to another text");
+    }
 }
 
 } // namespace

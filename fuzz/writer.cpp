@@ -7,7 +7,6 @@
 
 #include "Fuzz.h"
 #include "tests/FileSupport.h"
-#include "tests/PosixSupport.h"
 #include "tests/TempDir.h"
 
 using namespace filetest;
@@ -19,14 +18,12 @@ constexpr int kUntouched = 99; // a code of nobody's
 constexpr unsigned int kTypes = VELLIX_DOC_ENTRY_CONSTR_AND + 2;
 const char* const kMarks[] = {"0", "9", "10", "x", ""}; // values of IC, of which one digit alone can be marked
 
-const char* orEmpty(const char* text) { return text != nullptr ? text : ""; }
-
 // A file as it should become, and what a writer knows of it.
 struct ModelFile {
-    std::string bytes;
+    int code = kUntouched;
+    std::string bytes{};
     std::size_t boundary = kPageSize;
     bool isThere = false;
-    bool isOpen = false;
     bool isIntact = false;
     bool isFinished = false;
     bool tagMissing = false;
@@ -35,18 +32,15 @@ struct ModelFile {
     bool isMarked = false;
     std::size_t markAt = 0; // where the root's tag has a place for the mark
     std::size_t viewed = 0;
-    int code = kUntouched;
 
-    void startOver() {
-        const int before = code;
-        *this = ModelFile();
-        code = before;
-    }
+    void startOver() { *this = ModelFile{code}; }
 
     void open() {
-        isThere = isOpen = true;
+        isThere = true;
         isIntact = !tagMissing;
     }
+
+    bool isOpen() const { return isThere && !isFinished; }
 
     void refuse() { code = VELLIX_ERR_FILE_OPEN; } // what needs a file
 
@@ -54,7 +48,7 @@ struct ModelFile {
 
     // A record of some length that is given another one for its place.
     void put(const std::string& record, std::size_t placed) {
-        if (!isOpen) return;
+        if (!isOpen()) return;
         if (bytes.size() > boundary || placed > room()) {
             bytes.append(room(), ' ');
             boundary += kPageSize;
@@ -66,7 +60,7 @@ struct ModelFile {
 
     void putEntry(const std::string& record) {
         put(record);
-        if (!isOpen) refuse();
+        if (!isOpen()) refuse();
     }
 
     bool hasPlaceForMark() const {
@@ -88,7 +82,7 @@ struct ModelDoc {
     void open(ModelFile& file) {
         if (isOpened) return;
         isOpened = true;
-        file.tagMissing = file.tagMissing || !file.isOpen;
+        file.tagMissing = file.tagMissing || !file.isOpen();
         file.put(row.openTag == nullptr ? "" : row.openTag + attributes + (isLeaf ? "/>" : ">"));
         if (held.empty()) return;
         file.put(held[0]);
@@ -105,7 +99,7 @@ struct ModelDoc {
         if (isClosed) return;
         isClosed = true;
         open(file);
-        if (!isLeaf) file.put(orEmpty(row.closeTag));
+        if (!isLeaf) file.put(row.closeTag == nullptr ? "" : row.closeTag);
         isOpened = false;
         held.clear();
     }
@@ -113,36 +107,8 @@ struct ModelDoc {
 
 class Run {
 public:
-    Run(Input& source, const TempDir& place) : Run(source, place, source.byte()) {}
-
-    void play() {
-        while (!input.isEmpty() && file.bytes.size() < kMostBytes) {
-            file.code = kUntouched;
-            writer.setError(kUntouched);
-            const unsigned int kind = input.below(16);
-            (this->*(kind < 13 ? kSteps[kind] : kEnds[kind - 13][input.below(4)]))();
-            check();
-        }
-        while (!docs.empty()) closeDoc();
-        close();
-        check();
-        require(!isNamed || bytesOf(directory.file("a.xml")) == withMark(), "the finished file is as it should be");
-    }
-
-private:
-    using Step = void (Run::*)();
-    static const Step kSteps[13];
-    static const Step kEnds[3][4];
-
-    struct Pair {
-        ModelDoc model;
-        VellixDoc child;
-        VellixDoc doc;
-        explicit Pair(VELLIX_DOC_TYPE type) : model(type), doc(type) {}
-    };
-
-    Run(Input& source, const TempDir& place, unsigned int choice)
-        : input(source), directory(place), root(static_cast<VELLIX_DOC_TYPE>(choice % kTypes)),
+    Run(Input& source, const TempDir& place)
+        : input(source), directory(place), choice(source.byte()), root(static_cast<VELLIX_DOC_TYPE>(choice % kTypes)),
           writer(static_cast<VELLIX_DOC_TYPE>(choice % kTypes)) {
         writer.setError(kUntouched);
         const bool isResults = root.row.docType == VELLIX_DOC_RESULTS;
@@ -152,6 +118,31 @@ private:
         if (isResults) writer.getRootDoc().addAttribute(1, "7");
         root.attributes = std::string(" IC=\"") + mark + (isResults ? R"(" ID="7")" : "\"");
     }
+
+    void play() {
+        while (!input.isEmpty() && file.bytes.size() < kMostBytes) {
+            file.code = kUntouched;
+            writer.setError(kUntouched);
+            const unsigned int kind = input.below(16);
+            (this->*(kind > 12 && input.below(4) != 0 ? &Run::flush : kSteps[kind]))();
+            check();
+        }
+        while (!docs.empty()) closeDoc();
+        close();
+        check();
+        require(!hasPath || bytesOf(directory.file("a.xml")) == withMark(), "the finished file is as it should be");
+    }
+
+private:
+    using Step = void (Run::*)();
+    static const Step kSteps[16]; // the last three are rare
+
+    struct Pair {
+        ModelDoc model;
+        VellixDoc child;
+        VellixDoc doc;
+        explicit Pair(VELLIX_DOC_TYPE type) : model(type), doc(type) {}
+    };
 
     void check() {
         require(writer.size() == static_cast<__int64>(file.bytes.size() + 1), "the writer knows its position");
@@ -191,27 +182,22 @@ private:
     }
 
     void create() {
-        const unsigned int kind = input.below(8);
-        const bool asTemporary = kind == 7;
-        if (kind == 6) {
-            require(!writer.create(nullptr), "no file has no name");
-            file.code = VELLIX_ERR_NULL_ARGUMENT;
-            return;
-        }
-        const bool made = asTemporary ? writer.create() : writer.create(directory.wide("a.xml").c_str());
-        require(made == !file.isOpen, "a file is made where none is under way");
-        if (!made) return file.refuse();
+        const bool isNull = input.below(8) > 5;
+        const bool made = writer.create(isNull ? nullptr : directory.wide("a.xml").c_str());
+        require(made == (!isNull && !file.isOpen()), "a file is made where none is under way");
+        if (!made) file.code = isNull ? VELLIX_ERR_NULL_ARGUMENT : VELLIX_ERR_FILE_OPEN;
+        if (!made) return;
         if (file.isFinished) file.startOver();
         file.open();
-        isNamed = !asTemporary;
-        isTemporary = asTemporary;
+        hasPath = true;
     }
 
     void reset() {
-        if (file.isOpen) expectClosed();
+        require(writer.sync() == file.isOpen(), "a file under way can be stored");
+        file.isOpen() ? expectClosed() : file.refuse();
         require(writer.reset(), "a writer can start over");
         file.startOver();
-        isNamed || isTemporary ? file.open() : file.refuse();
+        hasPath ? file.open() : file.refuse();
     }
 
     void writeHeader() {
@@ -220,16 +206,16 @@ private:
     }
 
     void notePlaceForMark() {
-        if (file.isOpen && !root.isOpened && file.bytes == kHeader && !root.attributes.empty())
+        if (file.isOpen() && !root.isOpened && file.bytes == kHeader && !root.attributes.empty())
             file.markAt = kHeader.size() + std::strlen(root.row.entryOpenTag) + std::strlen(" IC=\"");
     }
 
     void attach(Pair& pair) {
         if (!docs.empty()) {
-            docs.back()->doc.addChildDoc(pair.doc);
+            require(docs.back()->doc.addChildDoc(pair.doc), "a document takes any other");
             return docs.back()->model.add(file);
         }
-        writer.addDoc(pair.doc);
+        require(writer.addDoc(pair.doc), "a writer takes any document");
         if (file.firstDocSeen) return;
         file.firstDocSeen = true;
         const bool wanted = pair.model.row.includeXmlHeader != 0;
@@ -238,30 +224,25 @@ private:
         root.add(file);
     }
 
-    void add(std::unique_ptr<Pair> pair) {
+    // Lets a document hold an entry and a child before it gets a writer.
+    void hold(Pair& pair) {
+        pair.child.setType(input.type());
+        VellixEntry entry(pair.doc.getType());
+        const VellixDocTypeRow& row = xmlDocTypeRow(pair.child.getType());
+        const std::string child = row.openTag == nullptr ? "" : std::string(row.openTag) + "/>";
+        pair.model.held = {(row.includeXmlHeader != 0 ? kHeader : "") + child, textWith(entry.getType(), give(entry))};
+        pair.model.isLeaf = false;
+        pair.doc.addChildDoc(pair.child);
+        pair.doc.addEntry(entry);
+    }
+
+    template <bool kHolds> void addDoc() {
+        auto pair = std::make_unique<Pair>(input.type());
+        if (kHolds) hold(*pair);
+        if (!kHolds) pair->model.attributes = give(pair->doc);
         if (docs.size() == 8) return closeDoc();
         attach(*pair);
         docs.push_back(std::move(pair));
-    }
-
-    void addDoc() {
-        auto pair = std::make_unique<Pair>(input.type());
-        pair->model.attributes = give(pair->doc);
-        add(std::move(pair));
-    }
-
-    // Adds a document that holds an entry and a child before it gets a writer.
-    void addHeldDoc() {
-        auto pair = std::make_unique<Pair>(input.type());
-        pair->child.setType(input.type());
-        VellixEntry entry(pair->doc.getType());
-        const VellixDocTypeRow& row = xmlDocTypeRow(pair->child.getType());
-        const std::string child = row.openTag == nullptr ? "" : std::string(row.openTag) + "/>";
-        pair->model.held = {(row.includeXmlHeader != 0 ? kHeader : "") + child, textWith(entry.getType(), give(entry))};
-        pair->model.isLeaf = false;
-        pair->doc.addChildDoc(pair->child);
-        pair->doc.addEntry(entry);
-        add(std::move(pair));
     }
 
     void addEntry() {
@@ -275,7 +256,7 @@ private:
     }
 
     void expectEntry(bool written, const std::string& text) {
-        require(written == (file.isOpen && !text.empty()), "an entry goes to the file");
+        require(written == (file.isOpen() && !text.empty()), "an entry goes to the file");
         file.putEntry(text);
     }
 
@@ -293,9 +274,9 @@ private:
         const std::size_t placed = input.below(4) == 0 ? input.word() : text.size();
         const bool isNull = text.empty() && placed % 2 != 0;
         const bool written = writer.write(isNull ? nullptr : text.c_str(), static_cast<unsigned long>(placed));
-        require(written == (file.isOpen && !text.empty()), "a text goes to the file");
+        require(written == (file.isOpen() && !text.empty()), "a text goes to the file");
         if (!isNull) return file.put(text, placed);
-        if (file.isOpen) file.code = VELLIX_ERR_NULL_ARGUMENT;
+        if (file.isOpen()) file.code = VELLIX_ERR_NULL_ARGUMENT;
     }
 
     void writeEntry() {
@@ -310,13 +291,8 @@ private:
     }
 
     void flush() {
-        require(writer.flush() == file.isOpen, "a file under way can be flushed");
-        if (file.isOpen && isNamed) require(bytesOf(directory.file("a.xml")) == file.bytes, "each record is written");
-    }
-
-    void sync() {
-        require(writer.sync() == file.isOpen, "a file under way can be stored");
-        if (!file.isOpen) file.refuse();
+        require(writer.flush() == file.isOpen(), "a file under way can be flushed");
+        if (file.isOpen()) require(bytesOf(directory.file("a.xml")) == file.bytes, "each record is written");
     }
 
     void close() {
@@ -325,11 +301,10 @@ private:
     }
 
     void expectClosed() {
-        if (!file.isFinished && file.isOpen) {
+        if (file.isOpen()) {
             if (!file.headerWritten && root.row.includeXmlHeader != 0) writeHeader();
             if (!root.isClosed) notePlaceForMark();
             root.close(file);
-            file.isOpen = false;
         }
         file.isFinished = true;
         if (!markIsWanted || file.isMarked) return;
@@ -366,30 +341,25 @@ private:
 
     Input& input;
     const TempDir& directory;
+    const unsigned int choice; // of the root
     ModelDoc root;
     ModelFile file;
     VellixWriter writer;
     std::vector<std::unique_ptr<Pair>> docs; // go before the writer
-    bool isNamed = false;
-    bool isTemporary = false;
+    bool hasPath = false;
     bool markIsWanted = false;
 };
 
-const Run::Step Run::kSteps[] = {&Run::create,   &Run::create,     &Run::addDoc,   &Run::addDoc,   &Run::addHeldDoc,
-                                 &Run::addEntry, &Run::addEntry,   &Run::addEntry, &Run::addEntry, &Run::closeDoc,
-                                 &Run::write,    &Run::writeEntry, &Run::mark};
-const Run::Step Run::kEnds[][4] = {{&Run::reset, &Run::sync, &Run::flush, &Run::flush},
-                                   {&Run::close, &Run::flush, &Run::flush, &Run::flush},
-                                   {&Run::serialize, &Run::flush, &Run::flush, &Run::flush}};
+const Run::Step Run::kSteps[] = {&Run::create,       &Run::create,   &Run::addDoc<false>, &Run::addDoc<false>,
+                                 &Run::addDoc<true>, &Run::addEntry, &Run::addEntry,      &Run::addEntry,
+                                 &Run::addEntry,     &Run::closeDoc, &Run::write,         &Run::writeEntry,
+                                 &Run::mark,         &Run::reset,    &Run::close,         &Run::serialize};
 
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const TempDir directory;
-    static const TemporaryDirectory temporary(directory.path());
     Input input(data, size);
     Run(input, directory).play();
-    // Of several temporary files a writer deletes only the last.
-    for (const auto& left : std::filesystem::directory_iterator(directory.path())) std::filesystem::remove(left.path());
     return 0;
 }

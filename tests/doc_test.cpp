@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <string>
 
 #include "FileSupport.h"
@@ -13,56 +12,49 @@
 
 namespace {
 
-using namespace std::string_literals;
 using namespace filetest;
-bool loadText(VellixDoc& doc, const std::string& text) {
-    const ExactBytes bytes(text);
-    return doc.load(bytes.data(), bytes.size());
-}
 
 TEST(Doc, HeldDocumentsBecomeText) {
     VellixDoc files(VELLIX_DOC_FH);
-    VellixEntry entry = fileEntry("a<b");
-    entry.setType(VELLIX_DOC_RES); // the document's type counts
-    VellixEntry empty;
-    VellixEntry loose;
-    loose.setType(VELLIX_DOC_DOC);
-    loose.addAttribute(0, 1, false);
     VellixDoc image(VELLIX_DOC_DOC);
     VellixDoc spans(VELLIX_DOC_SPN);
     VellixDoc root(VELLIX_DOC_RESULTS);
     VellixDoc none(VELLIX_DOC_NONE);
+    VellixDoc fresh;
+    VellixEntry entry = fileEntry("a<b");
+    VellixEntry loose(VELLIX_DOC_DOC);
+    VellixEntry empty;
+    entry.setType(VELLIX_DOC_RES);
+    loose.addAttribute(0, 1, false);
+    image.addAttribute(1, "42\"");
+    EXPECT_TRUE(root.addChildDoc(image) && image.addChildDoc(files) && image.addChildDoc(spans) &&
+                image.addEntry(loose));
+    EXPECT_TRUE(files.addEntry(entry) && files.addEntry(empty) && none.addEntry(empty));
+    EXPECT_EQ(entry.getType(), VELLIX_DOC_FH) << "the document's type counts";
+    EXPECT_TRUE(entry.addAttribute(6, "changed behind its back"));
+    none.setType(static_cast<VELLIX_DOC_TYPE>(26)); // no type
     const std::string withEntries = "<CatFH><ET NM=\"a&lt;b\"/><ET/></CatFH>";
     const std::string inner =
         kHeader + "<CatDoc ID=\"42&quot;\">" + withEntries + "<CatSpn/><CatDoc IC=\"1\"/></CatDoc>";
     const struct {
-        std::function<bool()> call;
         const VellixDoc& doc;
-        std::string text; // of that document then
+        unsigned long children;
+        unsigned long entries;
         unsigned long size;
-    } steps[] = {
-        {[&] { return true; }, files, "<CatFH/>", 18},
-        {[&] { return files.addEntry(entry) && files.addEntry(empty); }, files, withEntries, 18 + 17 + 5},
-        {[&] { return entry.addAttribute(6, "changed behind its back"); }, files, withEntries, 40},
-        {[&] { return true; }, image, kHeader + "<CatDoc/>", 58},
-        {[&] { return image.addAttribute(1, "42\""); }, image, kHeader + "<CatDoc ID=\"42&quot;\"/>", 72},
-        {[&] { return image.addEntry(loose) && image.addChildDoc(files) && image.addChildDoc(spans); }, image, inner,
-         72 + 16 + 40 + 20},
-        {[&] { return root.addChildDoc(image); }, root, kHeader + "<CatResults>" + inner + "</CatResults>", 214},
-        {[&] { return true; }, none, "", 4},
-        {[&] { return none.addEntry(empty); }, none, "", 4},
-        {[&] { return none.setType(static_cast<VELLIX_DOC_TYPE>(26)), true; }, none, "", 4}, // no type
-    };
-    for (const auto& step : steps) {
-        SCOPED_TRACE(&step - steps);
-        EXPECT_TRUE(step.call());
-        EXPECT_EQ(textOf(step.doc), step.text);
-        EXPECT_EQ(step.doc.size(), step.size);
+        std::string text;
+    } docs[] = {{fresh, 0, 0, 58, kHeader + "<CatDoc/>"},
+                {spans, 0, 0, 20, "<CatSpn/>"},
+                {files, 0, 2, 18 + 17 + 5, withEntries},
+                {image, 2, 1, 72 + 16 + 40 + 20, inner},
+                {root, 1, 0, 214, kHeader + "<CatResults>" + inner + "</CatResults>"},
+                {none, 0, 1, 4, ""}};
+    for (const auto& held : docs) {
+        SCOPED_TRACE(held.text);
+        EXPECT_EQ(textOf(held.doc), held.text);
+        EXPECT_EQ(held.doc.size(), held.size);
+        EXPECT_EQ(held.doc.getNumberOfChildDocs(), held.children);
+        EXPECT_EQ(held.doc.getNumberOfEntries(), held.entries);
     }
-    EXPECT_EQ(entry.getType(), VELLIX_DOC_FH);
-    EXPECT_EQ(root.getNumberOfChildDocs(), 1U);
-    EXPECT_EQ(image.getNumberOfChildDocs(), 2U);
-    EXPECT_EQ(image.getNumberOfEntries(), 1U);
     char* nowhere = nullptr;
     unsigned long room = 9;
     EXPECT_FALSE(none.serialize(nowhere, room));
@@ -73,13 +65,25 @@ TEST(Doc, CloseDropsTheContentAndKeepsTheCounts) {
     VellixDoc files(VELLIX_DOC_FH);
     VellixDoc child(VELLIX_DOC_ET);
     VellixEntry entry = fileEntry("a");
-    files.addEntry(entry);
-    files.addChildDoc(child);
-    files.close();
-    EXPECT_EQ(files.getNumberOfEntries(), 1U);
-    EXPECT_EQ(files.getNumberOfChildDocs(), 1U);
-    EXPECT_EQ(textOf(files), "<CatFH>");
+    // e is addEntry, d is addChildDoc, c is close, r is reset, x is clear; o and s write the tags: once, and no close tag
+    // without a writer.
+    for (const auto& [calls, text] : rowsOf(R"(edc => <CatFH> | ec => <CatFH><ET NM="a"/></CatFH> | rc => <CatFH> | )"
+                                            R"(eos => <CatFH><ET NM="a"/></CatFH> | xo => <CatFH>)")) {
+        SCOPED_TRACE(calls);
+        for (const char call : calls) {
+            EXPECT_TRUE(call != 'e' || files.addEntry(entry));
+            EXPECT_TRUE(call != 'd' || files.addChildDoc(child));
+            if (call == 'c') files.close();
+            if (call == 'r') files.reset();
+            if (call == 'x') files.clear();
+            EXPECT_TRUE(call != 'o' || files.writeOpenTag());
+            EXPECT_FALSE(call == 's' && (files.writeOpenTag() || files.writeCloseTag()));
+        }
+        EXPECT_EQ(textOf(files), text);
+    }
     EXPECT_EQ(files.size(), 18U);
+    EXPECT_EQ(files.getNumberOfEntries(), 3U);
+    EXPECT_EQ(files.getNumberOfChildDocs(), 1U);
     // The counts go with a copy of its tag alone, and with them the ending, until they are cleared.
     VellixEntry tag(files);
     tag.addAttribute(6, "a");
@@ -89,19 +93,6 @@ TEST(Doc, CloseDropsTheContentAndKeepsTheCounts) {
     EXPECT_EQ(assigned.size(), 11U);
     assigned.loadFromBuffer(VELLIX_DOC_FH, nullptr, 0, true);
     EXPECT_EQ(assigned.toString(), "<ET/>");
-    // A closed held document keeps what it is given until it has been reset.
-    files.addEntry(entry);
-    files.close();
-    EXPECT_EQ(textOf(files), "<CatFH><ET NM=\"a\"/></CatFH>");
-    files.reset();
-    files.close();
-    EXPECT_EQ(textOf(files), "<CatFH>");
-    files.addEntry(entry);
-    EXPECT_TRUE(files.writeOpenTag());
-    EXPECT_FALSE(files.writeOpenTag() || files.writeCloseTag()) << "once, and no close tag without a writer";
-    files.clear();
-    EXPECT_TRUE(files.writeOpenTag());
-    EXPECT_EQ(textOf(files), "<CatFH>");
 }
 
 TEST(Doc, CopiesShareChildrenAndOwnEntries) {
@@ -124,47 +115,14 @@ TEST(Doc, CopiesShareChildrenAndOwnEntries) {
     EXPECT_EQ(textOf(copy), grown);
     EXPECT_EQ(textOf(target), grown);
     EXPECT_EQ(textOf(source), kHeader + "<CatDoc ID=\"7\">");
-    // An entry brings its attributes and counters; what the document holds stays.
+    // An entry brings its attributes and counters, and so does a load, which counts what it stored; what is held stays.
     target = static_cast<const VellixEntry&>(VellixEntry(VELLIX_DOC_FH, "<ET NM=\"c\"/>", 12, true));
     EXPECT_EQ(target.getNumberOfEntries(), 0U);
     EXPECT_EQ(textOf(target), "<CatFH NM=\"c\"/><CatFH><ET NM=\"b\"/></CatFH><CatDoc/></CatFH>");
-}
-
-TEST(Doc, LoadTakesTheFirstTagAndListsTheRest) {
-    const std::string root =
-        R"(<CatResults IC="1" ID="5"><CatDoc ID="7"><CatFH><ET NM="a"/></CatFH></CatDoc></CatResults>)";
-    const struct {
-        VELLIX_DOC_TYPE inHand;
-        std::string text;
-        std::string written;
-    } rows[] = {
-        {VELLIX_DOC_DOC, kHeader + root,
-         kHeader + R"(<CatResults IC="1" ID="5"><CatDoc ID="7"/><ET NM="a"/></CatResults>)"},
-        {VELLIX_DOC_DOC, root, kHeader + R"(<CatDoc><CatDoc ID="7"/><ET NM="a"/></CatDoc>)"}, // of another type
-        {VELLIX_DOC_DOC, kHeader + R"(<CATFH NM="x"><et NM="y"/>)", R"(<CatFH><ET NM="y"/></CatFH>)"},
-        {VELLIX_DOC_RES, R"(<RE ID="2"/><ET OP="1"/>)", R"(<CatRes><ET OP="1"/></CatRes>)"},
-    };
-    for (const auto& row : rows) {
-        VellixDoc doc(row.inHand);
-        EXPECT_TRUE(loadText(doc, row.text));
-        EXPECT_EQ(textOf(doc), row.written);
-        EXPECT_EQ(doc.getLastError(), VELLIX_SUCCESS);
-    }
-}
-
-TEST(Doc, LoadKeepsWhatWasHeld) {
-    VellixDoc files(VELLIX_DOC_FH);
-    VellixDoc child(VELLIX_DOC_ET);
-    VellixEntry entry = fileEntry("held");
-    files.addEntry(entry);
-    files.addChildDoc(child);
-    EXPECT_TRUE(loadText(files, "<CatFH NM=\"x\"><ET NM=\"a\"/></CatFH>"));
-    EXPECT_EQ(textOf(files), "<CatFH NM=\"x\"><ET/><ET NM=\"held\"/><ET NM=\"a\"/></CatFH>");
-    EXPECT_EQ(files.getNumberOfEntries(), 1U) << "counts what this load stored";
-    EXPECT_EQ(files.getNumberOfChildDocs(), 0U);
-    EXPECT_TRUE(files.load(nullptr, 0));
-    EXPECT_FALSE(files.load(nullptr, 1));
-    EXPECT_EQ(files.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
+    EXPECT_TRUE(source.addChildDoc(child) && source.load(std::string(R"(<CatDoc ID="x"><ET NM="a"/>)")));
+    EXPECT_EQ(source.getNumberOfEntries(), 1U);
+    EXPECT_EQ(source.getNumberOfChildDocs(), 0U);
+    EXPECT_EQ(textOf(source), kHeader + R"(<CatDoc ID="x"><CatFH><ET NM="b"/></CatFH><ET NM="a"/></CatDoc>)");
 }
 
 TEST(Doc, LoadsFilesOrTellsWhyNot) {
@@ -173,6 +131,9 @@ TEST(Doc, LoadsFilesOrTellsWhyNot) {
     writeFile(directory.file("long"), "<CatFH\r\nNM=\"" + value + "\r\n\"/>");
     writeFile(directory.file("no tag"), "x");
     writeFile(directory.file("empty"), "");
+    // Where the bytes of a file are counted in 32 bits. Elsewhere the text fits, and takes the memory that it needs.
+    const bool isCounted = sizeof(unsigned long) > 4;
+    if (!isCounted) std::ofstream(directory.file("large"), std::ios::binary).seekp(std::streamoff{1} << 32).put('x');
     const std::string noRead = "/sys/class/net/lo/speed"; // a file of a system, that fails when it is read
     const struct {
         std::string path;
@@ -184,29 +145,20 @@ TEST(Doc, LoadsFilesOrTellsWhyNot) {
                 {directory.file("missing"), false, VELLIX_ERR_FILE_OPEN},
                 {directory.path(), false, VELLIX_ERR_FILE_OPEN},
                 {"", false, VELLIX_ERR_FILE_OPEN},
-                {std::filesystem::exists(noRead) ? noRead : "", false, VELLIX_ERR_FILE_OPEN}};
+                {std::filesystem::exists(noRead) ? noRead : "", false, VELLIX_ERR_FILE_OPEN},
+                {directory.file("large"), false, isCounted ? VELLIX_ERR_FILE_OPEN : VELLIX_ERR_NO_MEMORY}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.path);
         VellixDoc doc(VELLIX_DOC_FH);
         doc.addAttribute(6, "kept");
+        EXPECT_TRUE(doc.load(nullptr, 0));
         EXPECT_EQ(doc.load(row.path.c_str()), row.loads);
         EXPECT_EQ(doc.getLastError(), row.code);
         EXPECT_EQ(doc.getAttributeStr(6), &row == rows ? value + "\r\n" : "kept");
+        doc.setError(VELLIX_SUCCESS);
+        EXPECT_FALSE(row.loads ? doc.load(nullptr, 1) : doc.load(static_cast<const char*>(nullptr)));
+        EXPECT_EQ(doc.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
     }
-    VellixDoc doc(VELLIX_DOC_FH);
-    EXPECT_FALSE(doc.load(static_cast<const char*>(nullptr)));
-    EXPECT_EQ(doc.getLastError(), VELLIX_ERR_NULL_ARGUMENT);
-}
-
-// Where the bytes of a file are counted in 32 bits. Elsewhere the text fits, and takes the memory that it needs.
-TEST(Doc, LoadRefusesAFileOfMoreThan32Bits) {
-    if (sizeof(unsigned long) > 4) GTEST_SKIP();
-    const TempDir directory;
-    const std::string path = directory.file("large");
-    std::ofstream(path, std::ios::binary).seekp(std::streamoff{1} << 32).put('x');
-    VellixDoc doc(VELLIX_DOC_FH);
-    EXPECT_FALSE(doc.load(path.c_str()));
-    EXPECT_EQ(doc.getLastError(), VELLIX_ERR_NO_MEMORY);
 }
 
 } // namespace
