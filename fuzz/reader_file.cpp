@@ -105,6 +105,8 @@ void checkTags(VELLIX_DOC_TYPE root, const Guarded& bytes) {
     const bool hasContents = found && xmlDocTypeRow(root).cacheData != 0;
     require(hasContents || positionOf(reader) == cursor.position, "a load reads up to the root's tag");
     require(reader.rootDoc() == (found ? tag : VellixEntry()), "the root has the attributes of its tag");
+    int mark = 0;
+    require(reader.isComplete() == (reader.rootDoc().getAttribute(0, mark) && mark != 0), "a mark is no 0");
 
     std::vector<std::string> entries;
     for (cursor.position = positionOf(reader); !cursor.atEnd();) {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -73,11 +74,11 @@ inline std::vector<std::pair<std::string, std::string>> rowsOf(const std::string
 }
 
 /// True if the words differ in nothing but the case of ASCII letters.
-inline bool sameInAnyCase(const std::string& left, const char* right) {
+inline bool sameInAnyCase(std::string_view left, std::string_view right) {
     const auto same = [](char a, char b) {
         return a == b || ((a ^ b) == 0x20 && (a | 0x20) >= 'a' && (a | 0x20) <= 'z');
     };
-    return std::equal(left.begin(), left.end(), right, right + std::strlen(right), same);
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(), same);
 }
 
 /// An entry that shows what derived classes see.

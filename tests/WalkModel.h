@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -156,13 +155,6 @@ private:
         return xmlDocTypeByName(name.data(), static_cast<unsigned long>(name.size()));
     }
 
-    static bool isSame(std::string_view left, std::string_view right) {
-        const auto same = [](char a, char b) {
-            return a == b || ((a ^ b) == 32 && std::isalpha(static_cast<unsigned char>(a)) != 0);
-        };
-        return std::equal(left.begin(), left.end(), right.begin(), right.end(), same);
-    }
-
     // The document whose entries stand here.
     VELLIX_DOC_TYPE holder() const {
         VELLIX_DOC_TYPE type = base;
@@ -172,7 +164,7 @@ private:
 
     bool isNamedAsEntry(const std::string& name) const {
         const char* const entry = xmlDocTypeRow(holder()).entryOpenTag;
-        return entry != nullptr && isSame(entry + 1, name);
+        return entry != nullptr && sameInAnyCase(entry + 1, name);
     }
 
     void take(const Tag& tag, std::size_t at) {
@@ -212,7 +204,7 @@ private:
         }
         for (std::size_t i = open.size(); i > 0; --i) {
             const Seen& begin = steps[open[i - 1]];
-            if (begin.type != type || (type == VELLIX_DOC_NONE && !isSame(begin.name, name))) continue;
+            if (begin.type != type || (type == VELLIX_DOC_NONE && !sameInAnyCase(begin.name, name))) continue;
             deep.clear();
             return endTo(i - 1, at);
         }
@@ -373,27 +365,6 @@ inline std::string faultOf(std::string_view text, const std::filesystem::path& f
         }
     }
     return fault;
-}
-
-/// A text of documents and entries in any order, with what breaks them.
-inline std::string randomCatalog(RandomText& random, std::size_t pieces) {
-    static const std::vector<std::string> kPieces = split(
-        "<CatResults IC=\"1\" ID=\"s\">|</CatResults>|<CatDoc ID=\"1\">|<CatDoc ID=\"2\">|<catdoc id='3'/>|</CatDoc>|"
-        "<CatFH>|</CatFH>|<CatFH OP=\"1\" >|</catfh |<ET NM=\"a\" SZ=\"1\"/>|<ET NM=\"b\">|</ET>|<ET/>|<ET>|"
-        "<ET NM=\"\xE9<b\"/>|<CatDoc ID=\"\xF0\"><|<CatFH NM=\"\xE0|<\"/>|<ET NM=\"a&b\" SZ=\"2\"/>|"
-        "<CatDoc ID=\"&x;\">|<CatSpn>|</CatSpn>|<CatRes|><RE NM=\"r\"/>|<CatRes>|</CatRes>|<CatImage PT=\"1\">|"
-        "<CatImage PT=\"2\"/>|</CatImage>|<CatFrag FN=\"1\"/>|<CatFrag>|<Other a=\"1\">|</other>|<Other/>|"
-        "<!-- <ET/> -->|   |text|<?xml version=\"1.0\"?>|<ImageAttributes><requestReturnAtt name=\"n\"/>|"
-        "</ImageAttributes>|<ET SZ>|<ET =\"1\"/>",
-        "|");
-    std::string text;
-    for (std::size_t left = random.below(pieces + 1); left != 0; --left) {
-        const std::size_t choice = random.below(kPieces.size() + 6);
-        const std::string piece = choice < kPieces.size() ? kPieces[choice] : random.next(4, true);
-        const std::size_t times = random.below(400) == 0 ? 80 : 1; // in each other deeper than a walk keeps
-        for (std::size_t i = 0; i < times; ++i) text += piece;
-    }
-    return text;
 }
 
 } // namespace walktest

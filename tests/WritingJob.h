@@ -15,17 +15,22 @@
 
 namespace filetest {
 
+/// An entry for each of these lengths of a name.
+inline std::vector<VellixEntry> named(const std::vector<std::size_t>& lengths) {
+    std::vector<VellixEntry> entries;
+    for (const std::size_t length : lengths) entries.push_back(fileEntry(std::string(length, 'x')));
+    return entries;
+}
+
 /// Entries in a document of files in a document of an image, written in steps of which any may fail. The caller goes on as if
 /// none had.
 class WritingJob {
 public:
-    /// An entry for each of these lengths of a name; the document has a name too, unless its length is 0.
-    explicit WritingJob(const std::vector<std::size_t>& lengths, std::size_t documentName = 0)
-        : image(VELLIX_DOC_DOC), files(VELLIX_DOC_FH) {
+    /// The document has a name too, unless its length is 0.
+    explicit WritingJob(const std::vector<VellixEntry>& ofThese, std::size_t documentName = 0)
+        : written(ofThese.size(), '0'), image(VELLIX_DOC_DOC), files(VELLIX_DOC_FH), entries(ofThese) {
         image->addAttribute(1, "42");
         if (documentName != 0) files->addAttribute(6, std::string(documentName, 'f'));
-        for (const std::size_t length : lengths) entries.push_back(fileEntry(std::string(length, 'x')));
-        written.assign(lengths.size(), '0');
     }
 
     /// Hands each step to `attempt`. The documents are gone then.
@@ -39,6 +44,10 @@ public:
         attempt([&] { image->close(); });
         files.reset();
         image.reset();
+    }
+
+    template <class Writer> void run(Writer& writer) {
+        run(writer, [](const auto& step) { step(); });
     }
 
     /// Expects that what is acknowledged, and nothing else, is in the file and can be read. Returns the file's bytes.

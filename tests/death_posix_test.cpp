@@ -2,12 +2,16 @@
 // Processes that are killed while they write: what was acknowledged is in the file, and nothing says more than that.
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstddef>
+#include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,11 +29,8 @@ VellixEntry entryOf(unsigned int number) {
     return numberedEntry(number, number * 7919U % (isLong ? 100000U : 400U));
 }
 
-// Writes a file of so many entries. Sends a byte for each that is acknowledged, and one for the mark.
-void writeAndTell(int descriptor, const std::wstring& path, unsigned int entries) {
-    const auto acknowledge = [descriptor] {
-        if (write(descriptor, "", 1) != 1) _exit(1);
-    };
+// Writes a file of so many entries, and counts what is acknowledged: each of them, and the mark.
+void writeAndTell(std::atomic<unsigned int>& told, const std::wstring& path, unsigned int entries) {
     VellixWriter writer;
     VellixDoc files(VELLIX_DOC_FH);
     writer.markComplete();
@@ -37,32 +38,29 @@ void writeAndTell(int descriptor, const std::wstring& path, unsigned int entries
     writer.addDoc(files);
     for (unsigned int i = 0; i < entries; ++i) {
         VellixEntry entry = entryOf(i);
-        if (files.addEntry(entry)) acknowledge();
+        if (files.addEntry(entry)) ++told;
     }
     files.close();
     writer.close();
-    acknowledge();
+    ++told;
 }
 
-// Starts that in a process of its own and kills it at some time behind `wanted` bytes. Returns how many it has sent.
-std::size_t writeAndKill(const std::wstring& path, unsigned int entries, std::size_t wanted) {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
+// Starts that in a process of its own and kills it at some time behind `wanted` of these. Returns how many there were.
+unsigned int writeAndKill(const std::wstring& path, unsigned int entries, unsigned int wanted) {
+    void* const shared =
+        mmap(nullptr, sizeof(std::atomic<unsigned int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    auto& told = *new (shared) std::atomic<unsigned int>(0);
     const pid_t child = fork();
     if (child == 0) {
-        writeAndTell(ends[1], path, entries);
-        _exit(0);
+        writeAndTell(told, path, entries);
+        pause();
     }
-    close(ends[1]);
-    std::size_t sent = 0;
-    char byte = 0;
-    while (sent < wanted && read(ends[0], &byte, 1) == 1) ++sent;
+    while (told < wanted) std::this_thread::yield();
     kill(child, SIGKILL);
-    while (read(ends[0], &byte, 1) == 1) ++sent;
-    close(ends[0]);
     waitpid(child, nullptr, 0);
-    EXPECT_GE(sent, wanted);
-    return sent;
+    const unsigned int count = told;
+    munmap(shared, sizeof told);
+    return count;
 }
 
 // Anywhere in a long file, and around the mark of short ones.
@@ -73,13 +71,14 @@ TEST(Death, WhileFilesAreWritten) {
         SCOPED_TRACE(round);
         const TempDir dir;
         const unsigned int entries = round % 2 == 0 ? 700 : 3;
-        const std::size_t told = writeAndKill(dir.wide("a.xml"), entries, 1 + random.below(entries + 1));
+        const auto wanted = static_cast<unsigned int>(1 + random.below(entries + 1));
+        const unsigned int told = writeAndKill(dir.wide("a.xml"), entries, wanted);
         OpenReader reader;
         ASSERT_TRUE(reader.load(dir.wide("a.xml").c_str()));
         const std::vector<std::string> read = readToEnd(reader);
         std::size_t whole = 0;
         while (whole < read.size() && read[whole] == slotsOf(entryOf(static_cast<unsigned int>(whole)))) ++whole;
-        EXPECT_GE(whole, std::min<std::size_t>(told, entries));
+        EXPECT_GE(whole, std::min(told, entries));
         EXPECT_LE(read.size(), whole + 1) << "only the last one may be torn";
         EXPECT_TRUE(reader.isComplete() ? whole == entries && read.size() == whole : told <= entries);
     }

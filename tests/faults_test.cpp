@@ -65,7 +65,7 @@ TEST_F(Faults, NoMemoryWhileWriting) {
         std::set<std::string> wholeFiles;
         failEachRequest([&](Failing& failing) {
             std::filesystem::remove(path);
-            WritingJob job({5, 300000, 9}, documentName);
+            WritingJob job(named({5, 300000, 9}), documentName);
             bool intact = false;
             bool told = true;
             failing.during([&] {

@@ -9,23 +9,11 @@
 
 #include "TempDir.h"
 #include "TestSupport.h"
-#include "vellix/platform/Bytes.h"
 
 namespace {
 
 using namespace platform;
 using namespace std::string_literals;
-
-TEST(Bytes, BitsOfSpecial) {
-    for (unsigned int i = 0; i < 256 * kBlock; ++i) {
-        std::string text(kBlock, 'x');
-        text[i % kBlock] = static_cast<char>(i / kBlock);
-        const unsigned int bits = isSpecial(text[i % kBlock]) ? 1U << i % kBlock : 0;
-        ASSERT_EQ(bitsOfSpecial<16>(text.data()), bits) << testing::PrintToString(text);
-        ASSERT_EQ(bitsOfSpecial<8>(text.data()), bits & 0xFFU) << testing::PrintToString(text);
-        ASSERT_EQ(bitsOfSpecial<4>(text.data()), bits & 0xFU) << testing::PrintToString(text);
-    }
-}
 
 class PlatformFiles : public testing::Test {
 protected:

@@ -205,15 +205,4 @@ TEST_F(ReaderTest, LongestTag) {
     EXPECT_EQ(code, VELLIX_ERR_OUT_OF_RANGE);
 }
 
-TEST_F(ReaderTest, FrontCutAtEveryByte) {
-    for (std::size_t length = 0; length <= kFront.size(); ++length) {
-        const ExactBytes cut(kFront.substr(0, length));
-        OpenReader reader;
-        VellixDoc image(VELLIX_DOC_DOC);
-        ASSERT_TRUE(reader.load(cut.data(), cut.size()));
-        EXPECT_EQ(reader.isComplete(), length >= 56) << length;       // with the quote behind IC
-        EXPECT_EQ(reader.getFirstDoc(image), length >= 71) << length; // with the name of the tag
-    }
-}
-
 } // namespace

@@ -4,10 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <memory>
 #include <mutex>
 #include <numeric>
 #include <string>
@@ -15,6 +12,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "FileSupport.h"
 #include "PosixSupport.h"
@@ -32,10 +30,10 @@ protected:
     // What works on files, with entries of its own for each thread. The helpers stand on the same.
     void work(std::size_t thread) {
         const std::string name = std::to_string(thread) + ".xml";
-        WritingJob job(std::vector<std::size_t>(120, 1000 + thread)); // about two pages
+        WritingJob job(named(std::vector<std::size_t>(120, 1000 + thread))); // about two pages
         VellixWriter writer;
         EXPECT_TRUE(writer.create(dir.wide(name).c_str()));
-        job.run(writer, [](const auto& step) { step(); });
+        job.run(writer);
         writer.markComplete();
         writer.close();
         expectIn(job, dir.file(name));
@@ -45,7 +43,7 @@ protected:
         EXPECT_TRUE(query.create(nullptr));
         query.setRequester(name.c_str());
         WritingJob empty({});
-        empty.run(query, [](const auto& step) { step(); });
+        empty.run(query);
         const char* const written = query.serialize();
         ASSERT_NE(written, nullptr);
         EXPECT_NE(std::string(written, 80).find("<CatQuery Requester=\"" + name), std::string::npos);
@@ -57,14 +55,18 @@ protected:
         job.expectIn(path);
     }
 
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> childThatLists() {
+    // What a process has open, as a child of ours lists it: the child itself, unless another one is meant.
+    std::string descriptorsOf(const std::string& process) {
+        const std::string listing = elsewhere.file("listing");
         const std::lock_guard<std::mutex> lock(noChild);
-        return {popen("ls -l /proc/self/fd", "r"), pclose};
+        EXPECT_EQ(std::system(("ls -l /proc/" + process + "/fd > " + listing).c_str()), 0); // NOLINT(cert-env33-c)
+        return bytesOf(listing);
     }
 
-    // How many open descriptors of the process that has this directory of them lead to our files.
+    // How many of the listed descriptors lead to our files.
     std::size_t leadsToOurs(const std::string& listing) const { return split(listing, dir.path()).size() - 1; }
 
+    const TempDir elsewhere;
     TempDir dir;
     const TemporaryDirectory temporary{dir.path()};
     std::mutex noChild; // is made while another thread has this
@@ -86,20 +88,13 @@ TEST_F(Threads, EachWithItsOwnAndChildrenWithNothing) {
         });
     }
     for (int child = 0; child < 5; ++child) {
-        std::string listing;
-        const auto output = childThatLists();
-        ASSERT_NE(output, nullptr);
-        for (int c = std::fgetc(output.get()); c != EOF; c = std::fgetc(output.get())) listing += static_cast<char>(c);
-        EXPECT_NE(listing.find("pipe:"), std::string::npos);
+        const std::string listing = descriptorsOf("self");
+        EXPECT_NE(listing.find("listing"), std::string::npos);
         EXPECT_EQ(leadsToOurs(listing), 0U) << listing;
     }
     for (std::thread& thread : threads) thread.join();
 
-    std::string listing;
-    for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code gone; // that of the iterator
-        listing += std::filesystem::read_symlink(descriptor, gone).string() + '\n';
-    }
+    const std::string listing = descriptorsOf(std::to_string(getpid()));
     EXPECT_EQ(leadsToOurs(listing), 3U) << listing;
 }
 

@@ -35,14 +35,6 @@ protected:
     TempDir dir;
 };
 
-// Steps, parts and calls in any order, over a text, a file and pieces.
-TEST_F(Walks, RandomTextsAsTheModelSays) {
-    for (int round = 0; round < 3000; ++round) {
-        const std::string text = randomCatalog(random, 16);
-        ASSERT_EQ(faultIn(text), "") << text;
-    }
-}
-
 TEST_F(Walks, TheWindowEndsAtEveryByteOfARecord) {
     const std::string front = "<CatResults><CatRes>";
     const std::string record =
