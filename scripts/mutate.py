@@ -182,8 +182,9 @@ def limits():
 
 def run(command, cwd, seconds, limited=False):
     """The exit status; a run that hangs is ended with all its children and counts as failed."""
+    own = {**os.environ, "TMPDIR": str(cwd.parent / "tmp")}  # of this bench alone, also without a mutant
     with open(cwd / "mutate.log", "ab") as log:
-        process = subprocess.Popen(command, cwd=cwd, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
+        process = subprocess.Popen(command, cwd=cwd, env=own, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                                    start_new_session=True, preexec_fn=limits if limited else None)
         try:
             return process.wait(seconds)
@@ -266,7 +267,6 @@ class Bench:
         path = self.source / name
         text = path.read_text()
         path.write_text(text[:begin] + new + text[end:])
-        os.environ["TMPDIR"] = str(self.temporary)
         try:
             if run(["cmake", "--build", ".", "-j1", "--target", "vellix_objects"], self.build, 600) != 0:
                 return "does not compile"
