@@ -2,6 +2,7 @@
 #ifndef VELLIX_FUZZ_FUZZ_H
 #define VELLIX_FUZZ_FUZZ_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -69,6 +70,24 @@ private:
     const std::uint8_t* next;
     std::size_t left;
 };
+
+/// Goes on with a text: a byte 1 stands for a run of up to 65535 bytes, a byte 2 for a run that ends a given way in
+/// front of the next page of a file. The length or that way, and the byte itself, follow.
+inline std::string blownUp(std::string text, Input& input, std::size_t most) {
+    constexpr std::size_t kPage = 65536;
+    while (!input.isEmpty() && text.size() < most) {
+        const unsigned int byte = input.byte();
+        if (byte != 1 && byte != 2) {
+            text += static_cast<char>(byte);
+            continue;
+        }
+        const std::size_t number = input.byte();
+        const std::size_t toBoundary = kPage - text.size() % kPage;
+        const std::size_t run = byte == 1 ? 257 * number : toBoundary - std::min(toBoundary, number);
+        text.append(run, static_cast<char>(input.byte()));
+    }
+    return text;
+}
 
 /// The text of an entry, once all ways to it have given the same.
 inline std::string textOf(const VellixEntry& entry) {

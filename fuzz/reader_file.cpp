@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// A reader over a file of several pages and over the same text in memory, and a document that loads the text. The first byte is the type of its root, 255 for a
-// text behind a root of our own; the second is the length of a script of calls; the rest becomes the text, blown up: a byte
-// 1 stands for a run of up to 65535 bytes, a byte 2 for a run that ends a given way in front of the next page boundary. The
-// length or that way, and the byte itself, follow.
+// A reader over a file of several pages and over the same text in memory, and a document that loads the text. The first
+// byte is the type of its root, 255 for a text behind a root of our own; the second is the length of a script of calls; the
+// rest becomes the text, blown up to some pages.
 #include <algorithm>
 #include <memory>
 #include <vector>
@@ -18,21 +17,6 @@ namespace {
 constexpr unsigned int kOwnRoot = 255;
 constexpr std::size_t kMostBytes = 3 * kPageSize;
 constexpr std::size_t kMostGiven = 1000000; // a document that is filled again and again is shown as often
-
-std::string blownUp(std::string text, Input& input) {
-    while (!input.isEmpty() && text.size() < kMostBytes) {
-        const unsigned int byte = input.byte();
-        if (byte != 1 && byte != 2) {
-            text += static_cast<char>(byte);
-            continue;
-        }
-        const std::size_t number = input.byte();
-        const std::size_t toBoundary = kPageSize - text.size() % kPageSize;
-        const std::size_t run = byte == 1 ? 257 * number : toBoundary - std::min(toBoundary, number);
-        text.append(run, static_cast<char>(input.byte()));
-    }
-    return text;
-}
 
 unsigned long positionOf(OpenReader& reader) {
     const XmlStr* const cursor = reader.getXmlStr();
@@ -178,7 +162,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const VELLIX_DOC_TYPE type = input.type();
     const VELLIX_DOC_TYPE root = rootIsThere ? VELLIX_DOC_RESULTS : type;
     const std::string steps = input.text(input.byte());
-    const std::string text = blownUp(rootIsThere ? kHeader + R"(<CatResults IC="1" ID="s">)" : "", input);
+    const std::string text = blownUp(rootIsThere ? kHeader + R"(<CatResults IC="1" ID="s">)" : "", input, kMostBytes);
     const Guarded bytes(text);
     writeFile(directory.file("a.xml"), text);
     if (bytes.size() <= kPageSize) { // more would show nothing else, and take its time

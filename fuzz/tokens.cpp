@@ -150,6 +150,9 @@ void checkEncoding(const std::string& text) {
     for (const std::string& unit : units) escaped += unit;
     require(xmlLen(plain.data()) == escaped.size(), "the length is that of the escaped form");
     require(shown(MallocText(xmlEncode(plain.data(), nullptr, -1))) == escaped, "a text has its escaped form");
+    Guarded buffer(escaped.size() + 1);
+    require(xmlEncode(plain.data(), buffer.data(), -1) == buffer.data() && buffer.data() == escaped,
+            "a buffer gets the escaped form");
     for (const int size : {-1, static_cast<int>(escaped.size()), INT_MAX}) {
         std::string appended = "in front";
         xmlEncode(appended, plain.data(), size);

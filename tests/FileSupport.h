@@ -7,7 +7,6 @@
 #include "vellix/VellixWalk.h"
 #include "vellix/VellixWriter.h"
 #include <cstddef>
-#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -28,6 +27,8 @@ inline std::string marked(std::string file) {
     file.at(kMarkAt) = '1';
     return file;
 }
+
+inline bool isMarked(const std::string& file) { return file.size() > kMarkAt && file[kMarkAt] == '1'; }
 
 /// A reader that shows its cursor and its protected steps.
 class OpenReader : public VellixReader {
@@ -114,9 +115,8 @@ inline std::vector<std::string> readToEnd(OpenReader& reader, bool withEnds = fa
 }
 
 /// The values of all entries that a walk finds.
-inline std::vector<std::string> entriesFound(const std::filesystem::path& path) {
+inline std::vector<std::string> entriesFound(vellix::Walk walk) {
     std::vector<std::string> entries;
-    vellix::Walk walk(path);
     for (const VellixEntry& entry : walk.entries()) entries.push_back(slotsOf(entry));
     return entries;
 }

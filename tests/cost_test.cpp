@@ -120,6 +120,7 @@ TEST_F(Cost, UsualAttributesTakeTheQuickRoad) {
     byEntry(usual); // which takes the memory that is needed
     EXPECT_LE(2 * costOf(byEntry, usual), costOf(byEntry, other));
 
+    // A reader takes no memory for quotes that it finds.
     std::string text = "<CatResults>";
     for (int i = 0; i < 400; ++i) text += usual + other + "<ET NM= \"" + std::string(500, 'x') + "\"/>";
     OpenReader reader;

@@ -65,8 +65,8 @@ TEST(Doc, CloseDropsTheContentAndKeepsTheCounts) {
     VellixDoc files(VELLIX_DOC_FH);
     VellixDoc child(VELLIX_DOC_ET);
     VellixEntry entry = fileEntry("a");
-    // e is addEntry, d is addChildDoc, c is close, r is reset, x is clear; o and s write the tags: once, and no close tag
-    // without a writer.
+    // The rows go on with one document. e is addEntry, d is addChildDoc, c is close, r is reset, x is clear; o and s write the
+    // tags: once, and no close tag without a writer.
     for (const auto& [calls, text] : rowsOf(R"(edc => <CatFH> | ec => <CatFH><ET NM="a"/></CatFH> | rc => <CatFH> | )"
                                             R"(eos => <CatFH><ET NM="a"/></CatFH> | xo => <CatFH>)")) {
         SCOPED_TRACE(calls);

@@ -35,7 +35,9 @@ protected:
         const std::string file = bytesOf(dir.file(name));
         const std::string front = kHeader + R"(<CatResults IC="0" ID=")";
         EXPECT_EQ(file.substr(0, front.size()), front);
-        return file.substr(file.find_first_not_of("0123456789", front.size()));
+        const std::size_t end = file.find_first_not_of("0123456789", front.size());
+        EXPECT_GE(end, front.size() + 10);
+        return file.substr(end);
     }
 
     TempDir dir;
@@ -44,15 +46,15 @@ protected:
 
 TEST_F(ImageCommands, WritesAndReadsFileAfterFile) {
     helper.setImageId("42");
-    EXPECT_TRUE(create("a.xml") && add("a.txt") && add("b<"));
+    EXPECT_TRUE(create("a.xml") && add("a.txt") && add("b\xF0\"><"));
     EXPECT_TRUE(create("b.xml")); // ends the file before
-    EXPECT_EQ(bytes("a.xml"),
-              R"("><CatDoc ID="42"><CatFH><ET NM="a.txt"/><ET NM="b&lt;"/></CatFH></CatDoc></CatResults>)");
+    EXPECT_EQ(bytes("a.xml"), R"("><CatDoc ID="42"><CatFH><ET NM="a.txt"/><ET NM="b)"
+                              "\xF0\"><\"/></CatFH></CatDoc></CatResults>");
     EXPECT_TRUE(load("a.xml"));
     EXPECT_STREQ(helper.getImageId(), "42");
     VellixEntry entry;
     EXPECT_TRUE(helper.getFirstImageCmd(entry) && entry.getAttributeStr(6) == "a.txt");
-    EXPECT_TRUE(helper.getNextImageCmd(entry) && entry.getAttributeStr(6) == "b<");
+    EXPECT_TRUE(helper.getNextImageCmd(entry) && entry.getAttributeStr(6) == "b\xF0\"><");
     EXPECT_FALSE(helper.getNextImageCmd(entry) || helper.getFirstImageCmd(entry));
     helper.close();
     EXPECT_EQ(bytes("b.xml"), "\"/>");

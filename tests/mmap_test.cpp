@@ -13,12 +13,9 @@
 
 namespace {
 
-constexpr int kToRead = 0;
-constexpr int kToWrite = 2;
-constexpr int kRead = 2;
-constexpr int kWrite = 4;
-constexpr int kShared = 2;
-constexpr int kPrivate = 1;
+enum Access { kToRead = 0, kToWrite = 2 };
+enum Protection { kRead = 2, kWrite = 4 };
+enum Flags { kPrivate = 1, kShared = 2 };
 constexpr __int64 kPage = 65536;
 
 void* const kNoHandle = reinterpret_cast<void*>(std::intptr_t{-1}); // NOLINT(performance-no-int-to-ptr)

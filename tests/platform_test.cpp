@@ -40,6 +40,7 @@ protected:
     // The number of a call that was refused, 0 if it wasn't. Nothing of it is left for the next one.
     unsigned long refusal(bool refused) const {
         const unsigned long number = platform::GetLastError();
+        EXPECT_EQ(!systemError(), number == 0);
         EXPECT_EQ(platform::GetFileSize(file, nullptr), 4U);
         EXPECT_EQ(platform::GetLastError(), 0U);
         return refused ? number : 0;

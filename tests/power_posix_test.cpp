@@ -22,8 +22,6 @@ using namespace filetest;
 
 namespace {
 
-bool isMarked(const std::string& file) { return file.size() > kMarkAt && file[kMarkAt] == '1'; }
-
 // What the disk has of one file, as told by the calls of the library. While there is one, it looks at each of them.
 class Disk {
 public:

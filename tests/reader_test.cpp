@@ -88,6 +88,8 @@ TEST_F(ReaderTest, AsksForDocumentsByType) {
             ASSERT_TRUE(reader.load(bytes.data(), bytes.size()));
             EXPECT_EQ(reader.getFirstDoc(doc), *c.text != '\0');
             EXPECT_EQ(text.substr(reader.position()), c.rest);
+            VellixEntry entry;
+            EXPECT_FALSE(c.type == VELLIX_DOC_IMAGE && doc.getNextEntry(entry)) << "what is held isn't pulled";
             copy = VellixDoc(doc);
         }
         EXPECT_EQ(copy.isEmpty() ? "" : textOf(copy), c.text);
@@ -136,6 +138,7 @@ TEST_F(ReaderTest, LoadsAgain) {
         VellixDoc section(VELLIX_DOC_FH_STRING_SECTION);
         walk(pulls);
         EXPECT_EQ(reader.getNextDoc(section), pulls > 2);
+        EXPECT_FALSE(reader.getNextDoc(section)) << "none that isn't found changes anything";
         EXPECT_EQ(slotsOf(section), pulls > 2 ? "0=9" : "");
         EXPECT_TRUE(load(reader, second));
         EXPECT_EQ(reader.getSessionID(), "second");

@@ -132,8 +132,8 @@ TEST(Values, NumbersGoWhereTheirAttributeAdmitsAndReadsThem) {
     checkNumbers<unsigned __int64, std::uint64_t>();
 }
 
-// 32 bits stay at their nearest limit, 16 are the low half of
-// those, and unsigned numbers have the bits of the signed ones.
+// Reads a text, past the data types. 32 bits stay at their nearest limit, 16 are the low half of those, and unsigned numbers
+// have the bits of the signed ones.
 template <class Number>
 void checkReading(VELLIX_DOC_TYPE type, unsigned short id, const std::string& text, std::int64_t value) {
     constexpr bool isWide = std::is_same_v<Number, __int64> || std::is_same_v<Number, unsigned __int64>;

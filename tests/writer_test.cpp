@@ -127,13 +127,13 @@ TEST_F(WriterTest, RemapInADerivedClass) {
     ASSERT_TRUE(create(writer));
     addSample(writer);
     writer.setError(VELLIX_SUCCESS);
-    EXPECT_FALSE(writer.create()) << "a file is under way";
+    EXPECT_FALSE(writer.create()) << "a file is under way, so there is a code";
     writer.close();
     EXPECT_TRUE(writer.remap(10));
     EXPECT_FALSE(writer.remap(10) || writer.remap(9));
     EXPECT_TRUE(writer.remap(11) && writer.remap(0));
     EXPECT_FALSE(writer.remap(0) || writer.remap(173));
-    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN) << "of before";
+    EXPECT_EQ(writer.getLastError(), VELLIX_ERR_FILE_OPEN) << "these refusals leave the code";
     for (const unsigned long more : {174UL, 0x80000010UL}) { // more than there is: asked for, and not to be had
         writer.setError(VELLIX_SUCCESS);
         EXPECT_TRUE(writer.remap(more));
