@@ -90,7 +90,7 @@ inline std::string blownUp(std::string text, Input& input, std::size_t most) {
 }
 
 /// The text of an entry, once all ways to it have given the same.
-inline std::string textOf(const VellixEntry& entry) {
+inline std::string entryText(const VellixEntry& entry) {
     const bool hasText = entry.getType() >= VELLIX_DOC_RESULTS && entry.getType() <= VELLIX_DOC_ENTRY_CONSTR_AND;
     const std::string text = entry.toString();
     require(text.empty() != hasText && entry.size() == text.size(), "the size of an entry is that of its text");

@@ -26,7 +26,7 @@ unsigned long positionOf(OpenReader& reader) {
 
 // The text of a document, once both ways to it have given the same.
 std::string contentOf(const VellixDoc& doc) {
-    std::string text = filetest::textOf(doc);
+    std::string text = textOf(doc);
     require(doc.size() > text.size(), "the size of a document is enough");
     for (const std::size_t room : {text.size() + 1, text.size(), text.size() / 2}) {
         Guarded buffer(room);
@@ -52,7 +52,7 @@ std::string walkBy(Input script, OpenReader& reader) {
         bool found = false;
         if (step > 3) {
             found = docs.back()->getNextEntry(entry);
-            given += ::textOf(entry) + (entry.isEntryClosed() ? "/" : "");
+            given += entryText(entry) + (entry.isEntryClosed() ? "/" : "");
         } else {
             VellixDoc& last = *docs.back();
             if (step == 2) docs.emplace_back(reader.readDoc(script.type()));
@@ -145,8 +145,8 @@ void checkPages(VELLIX_DOC_TYPE root, bool rootIsThere, const std::wstring& path
     require(readToEnd(pages, true) == entries, "pages and memory give the same entries");
     require(pages.getLastError() == VELLIX_SUCCESS, "nothing is left out");
     require(bytes.size() == 0 || pages.pageLength() == (bytes.size() - 1) % kPageSize + 1, "the last page is the last");
-    for (const unsigned long length :
-         {start.length / 2, start.length}) { // what is known of one is no use for the other
+    // What is known of one text is no use for another.
+    for (const unsigned long length : {start.length / 2, start.length}) {
         *memory.getXmlStr() = start;
         memory.getXmlStr()->length = std::max(start.position, length);
         require(readToEnd(memory, true) == entries || length != start.length, "a cursor can be set to another text");

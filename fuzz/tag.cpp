@@ -125,7 +125,7 @@ void checkReading(VellixEntry& entry, XmlStr cursor, const Expected& expected) {
 // value to the next slot, in circles of three and of two, so that after six rounds everything is where it was.
 void checkWriting(const VellixEntry& entry) {
     if (xmlDocTypeRow(entry.getType()).docType == VELLIX_DOC_NONE) return;
-    const std::string text = textOf(entry);
+    const std::string text = entryText(entry);
     const int rounds = entry.getType() == VELLIX_DOC_SEARCH_CRITERIA ? 6 : 1;
     VellixEntry written = entry;
     for (int round = 0; round < rounds; ++round) {

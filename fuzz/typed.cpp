@@ -44,8 +44,8 @@ public:
                     "what was handed out stays while its slot does");
             slot.handedOut = value;
             require(entry.getAttributeView(number) == *slot.text, "no other slot changes");
-            if (slot.string == nullptr && (id + number) % 3 != 0)
-                continue; // most slots are asked for a string now and then
+            // Most slots are asked for a string now and then.
+            if (slot.string == nullptr && (id + number) % 3 != 0) continue;
             const std::string& string = entry.getAttributeStr(number);
             require(slot.string == nullptr || slot.string == &string, "a string stays while its slot does");
             require(string == *slot.text, "a string is what its slot holds");
@@ -76,7 +76,8 @@ public:
     // Attributes that the type hasn't got are passed over. Of a text that is too long for a buffer whole pieces go there.
     void checkText() const {
         const VellixDocTypeRow& type = xmlDocTypeRow(entry.getType());
-        if (type.docType == VELLIX_DOC_NONE) return require(textOf(entry).empty(), "there is no text without a type");
+        if (type.docType == VELLIX_DOC_NONE)
+            return require(entryText(entry).empty(), "there is no text without a type");
         std::vector<std::string> pieces = {type.entryOpenTag};
         for (unsigned short slot = 0; xmlRowAt(entry.getType(), slot) != nullptr; ++slot) {
             const std::optional<std::string>& value = slots[slot].text;
@@ -87,7 +88,7 @@ public:
         pieces.emplace_back("/>");
         std::string text;
         for (const std::string& piece : pieces) text += piece;
-        require(textOf(entry) == text, "a text has the attributes of the type in their order");
+        require(entryText(entry) == text, "a text has the attributes of the type in their order");
         for (std::size_t room = text.size() - 1; room > 0; room = room * 7 / 8) {
             std::string fitting;
             for (auto piece = pieces.begin(); fitting.size() + piece->size() <= room; ++piece) fitting += *piece;
