@@ -15,7 +15,6 @@ using namespace filetest;
 namespace {
 
 constexpr unsigned int kOwnRoot = 255;
-constexpr std::size_t kMostBytes = 3 * kPageSize;
 constexpr std::size_t kMostGiven = 1000000; // a document that is filled again and again is shown as often
 
 unsigned long positionOf(OpenReader& reader) {
@@ -162,7 +161,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const VELLIX_DOC_TYPE type = input.type();
     const VELLIX_DOC_TYPE root = rootIsThere ? VELLIX_DOC_RESULTS : type;
     const std::string steps = input.text(input.byte());
-    const std::string text = blownUp(rootIsThere ? kHeader + R"(<CatResults IC="1" ID="s">)" : "", input, kMostBytes);
+    const std::string text =
+        blownUp(rootIsThere ? kHeader + R"(<CatResults IC="1" ID="s">)" : "", input, 3 * kPageSize);
     const Guarded bytes(text);
     writeFile(directory.file("a.xml"), text);
     if (bytes.size() <= kPageSize) { // more would show nothing else, and take its time

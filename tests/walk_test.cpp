@@ -104,6 +104,8 @@ TEST_F(Walks, FilesThatFail) {
     std::filesystem::resize_file(dir.file("a.xml"), kWindow + 1);
     EXPECT_EQ(walk.next(), nullptr);
     EXPECT_EQ(walk.error().message(), "the file was shortened while it was read and ends at byte 65537");
+    std::filesystem::resize_file(dir.file("a.xml"), 0xFFFFFFFF); // which looks like a failed query
+    EXPECT_EQ(Walk(dir.file("a.xml")).size(), 0xFFFFFFFF);
 }
 
 // Byte by byte: a step is given as soon as its tag is whole. A read that fails is told behind the steps in front of it, and
