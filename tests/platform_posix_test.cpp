@@ -155,7 +155,7 @@ TEST_F(PosixFiles, PrivatePagesStayWhenTheFileIsCut) {
         }).join();
     }
     for (const unsigned long access : {kMapCopy, kMapRead}) { // nor is there a new view past the present end
-        EXPECT_FALSE(platform::CloseHandle(nullptr)); // which has another number
+        EXPECT_FALSE(platform::CloseHandle(nullptr));         // which has another number
         EXPECT_EQ(viewOf(access, 0, kPage), nullptr);
         EXPECT_EQ(platform::GetLastError(), 5U);
         EXPECT_EQ(viewOf(access, kPage, 1), nullptr);
